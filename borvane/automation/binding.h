@@ -228,7 +228,7 @@ class ClassBuilder {
     info_.table_order = order;
     return *this;
   }
-  ClassBuilder& Ids(const char* clsid, const char* iid) {
+  ClassBuilder& Ids(const String& clsid, const String& iid) {
     info_.clsid = clsid;
     info_.default_interface.iid = iid;
     return *this;

@@ -60,7 +60,7 @@ struct TypeRef {
 struct ConstantInfo {
   String name;
   Variant value;  // a Long for the library's enumerations
-  String help;
+  String help = {};
 };
 
 struct InterfaceInfo;

@@ -12,20 +12,18 @@ namespace {
 
 // Identifiers follow one pattern: the class, its default interface and its event interface
 // differ in the first group; the last group is the class's position.
-const char* IdFor(int32_t order, char kind) {
-  thread_local std::string text;
+std::string IdFor(int32_t order, char kind) {
   char buffer[64];
   std::snprintf(buffer, sizeof buffer, "{B0A7A1E%c-0000-4B00-8000-0000000000%02X}", kind,
                 static_cast<unsigned>(order & 0xFF));
-  text = buffer;
-  return text.c_str();
+  return buffer;
 }
 
 }  // namespace
 
-const char* ClassId(int32_t order) { return IdFor(order, '0'); }
-const char* InterfaceId(int32_t order) { return IdFor(order, '1'); }
-const char* EventInterfaceId(int32_t order) { return IdFor(order, '2'); }
+std::string ClassId(int32_t order) { return IdFor(order, '0'); }
+std::string InterfaceId(int32_t order) { return IdFor(order, '1'); }
+std::string EventInterfaceId(int32_t order) { return IdFor(order, '2'); }
 
 std::vector<const ClassInfo*> LibraryClasses() {
   std::vector<const ClassInfo*> out;

@@ -4,6 +4,7 @@
 #define BORVANE_FRAME_CLASS_TABLE_H_
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "borvane/automation/typeinfo.h"
@@ -39,9 +40,9 @@ inline constexpr const char* kTypeLibraryTitle = "Borvane Objects";
 inline constexpr const char* kTypeLibraryId = "{B0A7A1E0-0000-4B00-8000-000000000000}";
 
 // The fixed class and interface identifiers of the class at `order`.
-const char* ClassId(int32_t order);
-const char* InterfaceId(int32_t order);
-const char* EventInterfaceId(int32_t order);
+std::string ClassId(int32_t order);
+std::string InterfaceId(int32_t order);
+std::string EventInterfaceId(int32_t order);
 
 // The library's classes in class-table order (callers' own classes are not in it).
 std::vector<const ClassInfo*> LibraryClasses();

@@ -1,6 +1,129 @@
+// borvane: a thin command-line client of the library, to look into settings documents, read
+// or change INI values, and see what an object exposes.
 #include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <unistd.h>
 
-int main() {
-  std::puts("borvane");
-  return 0;
+#include "tools/borvane/tool.h"
+
+namespace borvane::tool {
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: borvane COMMAND [ARGS...]\n"
+    "\n"
+    "commands:\n"
+    "  classes                              the class table\n"
+    "  inspect PROGID                       property descriptors of a new object\n"
+    "  doc format FILE                      a document written back indented\n"
+    "  doc select FILE EXPRESSION           paths of the nodes whose path holds EXPRESSION\n"
+    "  doc find FILE NAME                   the subtree of the first node named NAME\n"
+    "  ini get FILE SECTION KEY             one value\n"
+    "  ini set FILE SECTION KEY VALUE       change one value and write the file\n"
+    "  ini section FILE SECTION [--keyless] [--delimiter TEXT]\n"
+    "                                       a whole section as one text\n"
+    "  ini dump FILE                        every section and key\n"
+    "  font-settings [--load FILE]          a font settings object as XML\n"
+    "  timer --interval MS --count N        run a periodic timer and print each tick\n"
+    "  call PROGID MEMBER [ARG...]          call one member late-bound\n"
+    "\n"
+    "FILE may be - for standard input. 'borvane COMMAND --help' tells more.\n";
+
+std::vector<std::string> g_temp_files;
+
+}  // namespace
+
+String ReadTextFile(const std::string& path) { return String::FromUtf8(ReadBytes(path)); }
+
+std::string ReadBytes(const std::string& path) {
+  if (path == "-") {
+    std::ostringstream ss;
+    ss << std::cin.rdbuf();
+    return ss.str();
+  }
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw Error(kErrFileNotFound, String::FromUtf8(path), "File not found");
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string PathFor(const std::string& path) {
+  if (path != "-") return path;
+  std::string bytes = ReadBytes(path);
+  const char* dir = std::getenv("TMPDIR");
+  std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/borvane-stdin-XXXXXX";
+  std::vector<char> name(pattern.begin(), pattern.end());
+  name.push_back('\0');
+  int fd = ::mkstemp(name.data());
+  if (fd < 0) throw Error(kErrBadFileName, "borvane", "Cannot create a temporary file");
+  ssize_t written = ::write(fd, bytes.data(), bytes.size());
+  ::close(fd);
+  if (written != static_cast<ssize_t>(bytes.size()))
+    throw Error(kErrDeviceIO, "borvane", "Cannot write a temporary file");
+  g_temp_files.push_back(name.data());
+  return name.data();
+}
+
+void Print(const String& text) { std::fputs(text.ToUtf8().c_str(), stdout); }
+void PrintLine(const String& text) {
+  Print(text);
+  std::fputc('\n', stdout);
+}
+
+bool WantsHelp(const Args& args) {
+  for (const std::string& a : args)
+    if (a == "--help" || a == "-h") return true;
+  return false;
+}
+
+}  // namespace borvane::tool
+
+int main(int argc, char** argv) {
+  using namespace borvane::tool;
+  Args args(argv + 1, argv + argc);
+  if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    std::fputs(kUsage, args.empty() ? stderr : stdout);
+    return args.empty() ? 2 : 0;
+  }
+  std::string command = args[0];
+  Args rest(args.begin() + 1, args.end());
+  int status = 0;
+  try {
+    if (command == "classes") {
+      status = Classes(rest);
+    } else if (command == "inspect") {
+      status = Inspect(rest);
+    } else if (command == "doc") {
+      status = DocCommand(rest);
+    } else if (command == "ini") {
+      status = IniCommand(rest);
+    } else if (command == "font-settings") {
+      status = FontSettings(rest);
+    } else if (command == "timer") {
+      status = TimerCommand(rest);
+    } else if (command == "call") {
+      status = Call(rest);
+    } else {
+      std::fprintf(stderr, "borvane: unknown command '%s'\n%s", command.c_str(), kUsage);
+      status = 2;
+    }
+  } catch (const UsageError& e) {
+    std::fprintf(stderr, "borvane: %s\n", e.message.c_str());
+    status = 2;
+  } catch (const borvane::Error& e) {
+    std::fprintf(stderr, "borvane: %s: %s (error %d)\n", e.Source().ToUtf8().c_str(),
+                 e.Description().ToUtf8().c_str(), e.Number());
+    status = 1;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "borvane: %s\n", e.what());
+    status = 1;
+  }
+  std::fflush(stdout);
+  for (const std::string& f : g_temp_files) std::remove(f.c_str());
+  return status;
 }

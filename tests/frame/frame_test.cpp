@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include "borvane/borvane.h"
+#include "borvane/frame/class_table.h"
+#include "borvane/frame/error_handling.h"
+#include "borvane/frame/global.h"
+#include "borvane/frame/status_callback.h"
+#include "borvane/platform/registry.h"
+
+#include <thread>
+
+namespace borvane {
+namespace {
+
+TEST(FrameTest, GuardedOperationHidesTheFailure) {
+  int done = 0;
+  try {
+    Guarded("Doc:Add Method", [&] {
+      ++done;
+      throw Error(102, "", "");
+    });
+    FAIL();
+  } catch (const Error& e) {
+    EXPECT_EQ(e.Number(), -2147171403);
+    EXPECT_EQ(e.Number(), kGuardedErrorNumber);
+    EXPECT_EQ(e.Source(), String("Doc:Add Method"));
+    EXPECT_EQ(e.Description(), String("An unknown error has occurred!"));
+  }
+  EXPECT_EQ(done, 1);  // nothing rolled back
+  // Any kind of failure, not only the library's own.
+  EXPECT_THROW(Guarded("X", [] { throw std::bad_alloc(); }), Error);
+  EXPECT_EQ(Guarded("X", [] { return 5; }), 5);
+  int32_t code = 7;
+  EXPECT_EQ(GetErrorDescription(code), String("An unknown error has occurred!"));
+}
+
+TEST(FrameTest, PathSeparatorIsOnePerThread) {
+  EXPECT_EQ(gstrPathSeparator(), String("//"));
+  gstrPathSeparator() = "/";
+  String other;
+  std::thread([&] { other = gstrPathSeparator(); }).join();
+  EXPECT_EQ(other, String("//"));
+  gstrPathSeparator() = "//";
+}
+
+TEST(FrameTest, StatusCallbackChangesNothing) {
+  Object cb = CreateObject("Borvane.IStatusCallBack");
+  std::vector<Variant> args = {Variant(int32_t{50}), Variant(false)};
+  CallByName(cb, "Progress", VbMethod, args);
+  EXPECT_EQ(args[1], Variant(false));
+  args = {Variant("text"), Variant(true)};
+  CallByName(cb, "Message", VbMethod, args);
+  EXPECT_EQ(args[1], Variant(true));
+}
+
+TEST(FrameTest, ClassFactoryAndRegistration) {
+  void* raw = nullptr;
+  ASSERT_EQ(DllGetClassObject(ClassId(kOrderCStringBuilder).c_str(), &raw), 0);
+  Object adopted;
+  {
+    auto* obj = static_cast<ObjectBase*>(raw);
+    adopted = Object(obj);
+    obj->Release();  // the factory's reference, now held by `adopted`
+  }
+  EXPECT_EQ(ClassNameOf(*adopted), String("CStringBuilder"));
+  const ClassInfo& info = adopted->GetClassInfo();
+  EXPECT_NE(info.clsid, info.default_interface.iid);
+  EXPECT_EQ(info.prog_id, String("Borvane.CStringBuilder"));
+  EXPECT_EQ(DllCanUnloadNow(), 1);
+  EXPECT_NE(DllGetClassObject("{00000000-0000-0000-0000-000000000000}", &raw), 0);
+
+  platform::MemoryRegistry registry;
+  platform::ScopedService<platform::RegistryStore> scope(registry);
+  ASSERT_EQ(DllRegisterServer(), 0);
+  String key = String("HKEY_CLASSES_ROOT\\CLSID\\") + String(ClassId(kOrderCStringBuilder));
+  EXPECT_EQ(registry.GetValue(key + String("\\ProgID"), "").value_or("?"),
+            String("Borvane.CStringBuilder"));
+  EXPECT_EQ(DllUnregisterServer(), 0);
+  EXPECT_FALSE(registry.KeyExists(key));
+}
+
+}  // namespace
+}  // namespace borvane

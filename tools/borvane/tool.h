@@ -1,0 +1,46 @@
+// Shared pieces of the borvane command-line tool.
+#ifndef BORVANE_TOOLS_BORVANE_TOOL_H_
+#define BORVANE_TOOLS_BORVANE_TOOL_H_
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "borvane/borvane.h"
+
+namespace borvane::tool {
+
+using Args = std::vector<std::string>;
+
+// A wrong use of the tool: printed with the usage of the subcommand, exit status 2.
+struct UsageError {
+  std::string message;
+};
+
+// Reads a whole file as UTF-8 text ("-" is standard input). Raises error 53 for a missing
+// file, as the library does.
+String ReadTextFile(const std::string& path);
+// Reads a whole file as bytes ("-" is standard input).
+std::string ReadBytes(const std::string& path);
+// A path the library can open: "-" is copied to a temporary file first (removed at exit).
+std::string PathFor(const std::string& path);
+
+void Print(const String& text);           // UTF-8, no line end added
+void PrintLine(const String& text = "");  // UTF-8 and a line feed
+inline Variant V(const char* utf8) { return Variant(String(utf8)); }
+inline Variant V(const std::string& utf8) { return Variant(String::FromUtf8(utf8)); }
+
+// True when `args` asks for help.
+bool WantsHelp(const Args& args);
+
+int Classes(const Args& args);
+int Inspect(const Args& args);
+int DocCommand(const Args& args);
+int IniCommand(const Args& args);
+int FontSettings(const Args& args);
+int TimerCommand(const Args& args);
+int Call(const Args& args);
+
+}  // namespace borvane::tool
+
+#endif  // BORVANE_TOOLS_BORVANE_TOOL_H_
