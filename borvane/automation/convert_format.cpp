@@ -1,0 +1,192 @@
+// Number, date and Boolean to text, as CStr writes them.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "borvane/automation/convert_detail.h"
+#include "borvane/automation/error.h"
+
+namespace borvane {
+
+namespace {
+
+// Significant decimal digits of a positive value: d1.d2d3... x 10^exponent.
+struct Digits {
+  char d[24];
+  int count = 0;
+  int exponent = 0;
+};
+
+// Splits to_chars' scientific form "d.ddde+XX" into digits and exponent.
+void ReadScientific(const char* first, const char* last, Digits& out) {
+  out.count = 0;
+  const char* p = first;
+  for (; p < last && *p != 'e'; ++p) {
+    if (*p != '.' && out.count < static_cast<int>(sizeof out.d)) out.d[out.count++] = *p;
+  }
+  std::from_chars(p + 1 + (p[1] == '+'), last, out.exponent);
+}
+
+// Rounds `value` (positive, finite) to `sig` significant digits, a tie in its exact decimal
+// expansion going away from zero, and drops trailing zeros.
+template <class F>
+Digits RoundSignificant(F value, int sig) {
+  char buf[840];
+  Digits r;
+  auto end = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::scientific).ptr;
+  ReadScientific(buf, end, r);  // the shortest digits that read back as `value`
+  // A normal value's shortest digits decide the rounding, unless they end on the half. A
+  // subnormal one has few bits, and its shortest digits can be far from its exact expansion.
+  bool exact = value < std::numeric_limits<F>::min();
+  bool up = false;
+  if (!exact) {
+    if (r.count <= sig) return r;
+    up = r.d[sig] > '5' || (r.d[sig] == '5' && r.count > sig + 1);
+    exact = r.d[sig] == '5' && r.count == sig + 1;
+  }
+  if (exact) {
+    end = std::to_chars(buf, buf + sizeof buf, static_cast<double>(value),
+                        std::chars_format::scientific, 800)
+              .ptr;
+    ReadScientific(buf, end, r);
+    while (r.count > 1 && r.d[r.count - 1] == '0') --r.count;
+    if (r.count <= sig) return r;
+    up = r.d[sig] >= '5';
+  }
+  r.count = sig;
+  if (up) {
+    int i = sig - 1;
+    while (i >= 0 && r.d[i] == '9') r.d[i--] = '0';
+    if (i >= 0) {
+      ++r.d[i];
+    } else {
+      r.d[0] = '1';
+      r.count = 1;
+      ++r.exponent;
+    }
+  }
+  while (r.count > 1 && r.d[r.count - 1] == '0') --r.count;
+  return r;
+}
+
+template <class F>
+String FormatFloat(F value, int sig) {
+  if (std::isnan(value)) return "-1.#IND";
+  if (std::isinf(value)) return value < 0 ? "-1.#INF" : "1.#INF";
+  if (value == 0) return "0";  // negative zero too
+  const char16_t point = ThreadLocale().decimal;
+  Digits r = RoundSignificant(std::fabs(value), sig);
+  std::u16string out;
+  if (value < 0) out += u'-';
+  const int decimals = std::max(0, r.count - 1 - r.exponent);
+  if (r.exponent < sig && decimals <= sig) {
+    if (r.exponent < 0) {
+      out += u'0';
+      out += point;
+      out.append(static_cast<size_t>(-r.exponent - 1), u'0');
+      out.append(r.d, r.d + r.count);
+    } else {
+      for (int i = 0; i <= r.exponent; ++i) out += i < r.count ? r.d[i] : u'0';
+      if (r.count > r.exponent + 1) {
+        out += point;
+        out.append(r.d + r.exponent + 1, r.d + r.count);
+      }
+    }
+  } else {
+    out += r.d[0];
+    if (r.count > 1) {
+      out += point;
+      out.append(r.d + 1, r.d + r.count);
+    }
+    out += r.exponent < 0 ? u"E-" : u"E+";
+    int e = std::abs(r.exponent);
+    if (e < 10) out += u'0';
+    char buf[8];
+    out.append(buf, std::to_chars(buf, buf + sizeof buf, e).ptr);
+  }
+  return String(std::move(out));
+}
+
+void AppendNumber(std::u16string& out, int64_t value, int min_digits = 1) {
+  char buf[24];
+  char* end = std::to_chars(buf, buf + sizeof buf, value).ptr;
+  for (int64_t n = end - buf; n < min_digits; ++n) out += u'0';
+  out.append(buf, end);
+}
+
+}  // namespace
+
+String FormatInteger(int64_t value) {
+  std::u16string out;
+  AppendNumber(out, value);
+  return String(std::move(out));
+}
+
+String FormatDouble(double value) {
+  return FormatFloat(value, 15);
+}
+String FormatSingle(float value) {
+  return FormatFloat(value, 7);
+}
+
+String FormatCurrency(Currency value) {
+  const bool negative = value.raw < 0;
+  const uint64_t magnitude =
+      negative ? ~static_cast<uint64_t>(value.raw) + 1 : static_cast<uint64_t>(value.raw);
+  std::u16string out;
+  if (negative) out += u'-';
+  char buf[24];
+  out.append(buf, std::to_chars(buf, buf + sizeof buf, magnitude / Currency::kScale).ptr);
+  uint64_t fraction = magnitude % Currency::kScale;
+  if (fraction) {
+    out += ThreadLocale().decimal;
+    for (uint64_t unit = Currency::kScale / 10; fraction; unit /= 10) {
+      out += static_cast<char16_t>(u'0' + fraction / unit);
+      fraction %= unit;
+    }
+  }
+  return String(std::move(out));
+}
+
+String FormatDate(Date value) {
+  // Only 1 January 100 to 31 December 9999 has a text form.
+  if (!(value.value > -657435.0 && value.value < 2958466.0)) ThrowPlatformError(kErrOverflow);
+  // Before day 0 the fraction still counts forward from the day's midnight, so the moment in
+  // days is the whole part plus the fraction's magnitude.
+  const double whole = std::trunc(value.value);
+  const double moment = whole + std::fabs(value.value - whole);
+  const int64_t seconds = std::llround(moment * 86400.0);
+  int64_t day = seconds / 86400;
+  int64_t second = seconds % 86400;
+  if (second < 0) second += 86400, --day;
+
+  std::u16string out;
+  if (day != 0) {
+    int64_t y;
+    int m, d;
+    detail::CivilFromDayNumber(day, y, m, d);
+    AppendNumber(out, m);
+    out += u'/';
+    AppendNumber(out, d);
+    out += u'/';
+    AppendNumber(out, y, 4);
+  }
+  if (second != 0 || day == 0) {
+    if (!out.empty()) out += u' ';
+    const int64_t h = second / 3600;
+    AppendNumber(out, h % 12 == 0 ? 12 : h % 12);
+    out += u':';
+    AppendNumber(out, second / 60 % 60, 2);
+    out += u':';
+    AppendNumber(out, second % 60, 2);
+    out += h < 12 ? u" AM" : u" PM";
+  }
+  return String(std::move(out));
+}
+
+String FormatBoolean(bool value) {
+  return value ? "True" : "False";
+}
+
+}  // namespace borvane
