@@ -17,7 +17,7 @@ constexpr int kKeys = 1000000;
 std::vector<String> MakeKeys() {
   std::vector<String> keys;
   keys.reserve(kKeys);
-  for (int i = 0; i < kKeys; ++i) keys.push_back(String("Key" + std::to_string(i * 7919)));
+  for (int i = 0; i < kKeys; ++i) keys.push_back(String("Key" + std::to_string(int64_t{i} * 7919)));
   return keys;
 }
 
@@ -30,7 +30,7 @@ void BM_CollectionKeyLookup(benchmark::State& state) {
   auto c = MakeRef<Collection>();
   for (int i = 0; i < kKeys; ++i) c->Add(Variant(int32_t{i}), Variant(Keys()[i]));
   std::vector<Variant> probes;
-  for (int i = 0; i < 4096; ++i) probes.emplace_back(Keys()[(i * 104729) % kKeys]);
+  for (int i = 0; i < 4096; ++i) probes.emplace_back(Keys()[(int64_t{i} * 104729) % kKeys]);
   size_t n = 0;
   for (auto _ : state) benchmark::DoNotOptimize(c->Item(probes[n++ & 4095]));
   state.SetItemsProcessed(state.iterations());
@@ -41,7 +41,7 @@ void BM_UnorderedMapKeyLookup(benchmark::State& state) {
   std::unordered_map<std::u16string, Variant> m;
   for (int i = 0; i < kKeys; ++i) m.emplace(Keys()[i].str(), Variant(int32_t{i}));
   std::vector<std::u16string> probes;
-  for (int i = 0; i < 4096; ++i) probes.push_back(Keys()[(i * 104729) % kKeys].str());
+  for (int i = 0; i < 4096; ++i) probes.push_back(Keys()[(int64_t{i} * 104729) % kKeys].str());
   size_t n = 0;
   for (auto _ : state) benchmark::DoNotOptimize(m.find(probes[n++ & 4095])->second);
   state.SetItemsProcessed(state.iterations());

@@ -34,13 +34,13 @@ struct IsRef<Ref<T>> : std::true_type {};
 template <class T, class Enable = void>
 struct ArgTraits;
 
-#define BORVANE_SIMPLE_ARG(Type, VT, Conv)                     \
-  template <>                                                  \
-  struct ArgTraits<Type> {                                     \
-    static TypeRef Type_() { return TypeRef::Builtin(VT); }    \
-    static Type From(const Variant& v) { return Conv(v); }     \
-    static Variant To(const Type& x) { return Variant(x); }    \
-    static Type Zero() { return Type{}; }                      \
+#define BORVANE_SIMPLE_ARG(Type, VT, Conv)                  \
+  template <>                                               \
+  struct ArgTraits<Type> {                                  \
+    static TypeRef Type_() { return TypeRef::Builtin(VT); } \
+    static Type From(const Variant& v) { return Conv(v); }  \
+    static Variant To(const Type& x) { return Variant(x); } \
+    static Type Zero() { return Type{}; }                   \
   };
 BORVANE_SIMPLE_ARG(String, vbString, CStr)
 BORVANE_SIMPLE_ARG(int16_t, vbInteger, CInt)
@@ -154,7 +154,8 @@ void CheckArgCount(size_t given, size_t declared);
 template <class A>
 using Plain = std::remove_cvref_t<A>;
 template <class A>
-constexpr bool kByRef = std::is_lvalue_reference_v<A> && !std::is_const_v<std::remove_reference_t<A>>;
+constexpr bool kByRef =
+    std::is_lvalue_reference_v<A> && !std::is_const_v<std::remove_reference_t<A>>;
 
 template <class A>
 Plain<A> Convert(std::vector<Variant>& args, size_t i, const ParamInfo& p) {
@@ -170,33 +171,43 @@ Variant Call(Fn fn, ObjectBase& self_base, std::vector<Variant>& args,
   CheckArgCount(args.size(), sizeof...(A));
   Object keep_alive(&self_base);  // a member holds its own object for the length of the call
   Self& self = static_cast<Self&>(self_base);
-  return [&]<size_t... I>(std::index_sequence<I...>) -> Variant {
+  return [&]<size_t... I>(std::index_sequence<I...>)->Variant {
     std::tuple<Plain<A>...> locals{Convert<A>(args, I, params[I])...};
     constexpr bool any_by_ref = (kByRef<A> || ...);
     std::conditional_t<any_by_ref, std::tuple<Plain<A>...>, int> before{};
     if constexpr (any_by_ref) before = locals;
-    Variant result;
-    if constexpr (std::is_void_v<R>) {
-      (self.*fn)(std::get<I>(locals)...);
-    } else {
-      result = ArgTraits<Plain<R>>::To((self.*fn)(std::get<I>(locals)...));
-    }
-    if constexpr (any_by_ref) {
-      // Write back what the callee changed, into the arguments the caller passed.
-      (
-          [&] {
-            if constexpr (kByRef<A>) {
-              if (I < args.size() && !args[I].IsMissing()) {
-                Variant after = ArgTraits<Plain<A>>::To(std::get<I>(locals));
-                if (!(after == ArgTraits<Plain<A>>::To(std::get<I>(before))))
-                  args[I] = std::move(after);
+    // Write back what the callee changed, into the arguments the caller passed; also when the
+    // callee fails, since a by-reference change made before a failure stays made.
+    auto write_back = [&] {
+      if constexpr (any_by_ref) {
+        (
+            [&] {
+              if constexpr (kByRef<A>) {
+                if (I < args.size() && !args[I].IsMissing()) {
+                  Variant after = ArgTraits<Plain<A>>::To(std::get<I>(locals));
+                  if (!(after == ArgTraits<Plain<A>>::To(std::get<I>(before))))
+                    args[I] = std::move(after);
+                }
               }
-            }
-          }(),
-          ...);
+            }(),
+            ...);
+      }
+    };
+    Variant result;
+    try {
+      if constexpr (std::is_void_v<R>) {
+        (self.*fn)(std::get<I>(locals)...);
+      } else {
+        result = ArgTraits<Plain<R>>::To((self.*fn)(std::get<I>(locals)...));
+      }
+    } catch (...) {
+      write_back();
+      throw;
     }
+    write_back();
     return result;
-  }(std::index_sequence_for<A...>{});
+  }
+  (std::index_sequence_for<A...>{});
 }
 
 template <class R>
@@ -271,25 +282,25 @@ class ClassBuilder {
 
  private:
   template <class Fn>
-  ClassBuilder& Add(const char* name, int32_t kind, Fn fn, std::initializer_list<Param> specs,
+  ClassBuilder& Add(const char* name, int32_t kind, Fn fn, std::initializer_list<Param> declared,
                     MemberOptions options) {
-    AddMember(name, kind, fn, specs, std::move(options));
+    AddMember(name, kind, fn, declared, std::move(options));
     return *this;
   }
 
   template <class R, class C, class... A>
   void AddMember(const char* name, int32_t kind, R (C::*fn)(A...),
-                 std::initializer_list<Param> specs, MemberOptions options) {
-    AddTyped<R, A...>(name, kind, fn, specs, std::move(options));
+                 std::initializer_list<Param> declared, MemberOptions options) {
+    AddTyped<R, A...>(name, kind, fn, declared, std::move(options));
   }
   template <class R, class C, class... A>
   void AddMember(const char* name, int32_t kind, R (C::*fn)(A...) const,
-                 std::initializer_list<Param> specs, MemberOptions options) {
-    AddTyped<R, A...>(name, kind, fn, specs, std::move(options));
+                 std::initializer_list<Param> declared, MemberOptions options) {
+    AddTyped<R, A...>(name, kind, fn, declared, std::move(options));
   }
 
   template <class R, class... A, class Fn>
-  void AddTyped(const char* name, int32_t kind, Fn fn, std::initializer_list<Param> specs,
+  void AddTyped(const char* name, int32_t kind, Fn fn, std::initializer_list<Param> declared,
                 MemberOptions options) {
     MemberInfo m;
     m.name = name;
@@ -300,7 +311,7 @@ class ClassBuilder {
     m.return_type = options.has_returns ? options.returns : binding_detail::ResultType<R>();
     std::vector<TypeRef> types = {ArgTraits<binding_detail::Plain<A>>::Type_()...};
     std::vector<bool> by_ref = {binding_detail::kByRef<A>...};
-    std::vector<Param> spec_list(specs);
+    std::vector<Param> spec_list(declared);
     for (size_t i = 0; i < types.size(); ++i) {
       ParamInfo p;
       p.name = i < spec_list.size() ? spec_list[i].name : String("arg" + std::to_string(i + 1));
@@ -430,12 +441,12 @@ class Dispatchable : public ObjectBase {
   }
 };
 
-#define BORVANE_REGISTER_CLASS(Self)                                                 \
-  namespace {                                                                        \
-  [[maybe_unused]] const bool borvane_registered_##Self = [] {                       \
-    ::borvane::RegisterClassInfo(&Self::StaticClassInfo);                            \
-    return true;                                                                     \
-  }();                                                                               \
+#define BORVANE_REGISTER_CLASS(Self)                           \
+  namespace {                                                  \
+  [[maybe_unused]] const bool borvane_registered_##Self = [] { \
+    ::borvane::RegisterClassInfo(&Self::StaticClassInfo);      \
+    return true;                                               \
+  }();                                                         \
   }
 
 }  // namespace borvane

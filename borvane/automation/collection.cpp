@@ -7,8 +7,7 @@
 namespace borvane {
 
 void Collection::Describe(ClassBuilder<Collection>& b) {
-  b.Method("Add", &Collection::Add,
-           {"Item", Opt("Key"), Opt("Before"), Opt("After")})
+  b.Method("Add", &Collection::Add, {"Item", Opt("Key"), Opt("Before"), Opt("After")})
       .Method("Count", &Collection::Count)
       .Method("Item", &Collection::Item, {"Index"}, {.id = DISPID_VALUE})
       .Method("Remove", &Collection::Remove, {"Index"})
@@ -16,12 +15,16 @@ void Collection::Describe(ClassBuilder<Collection>& b) {
               {.id = DISPID_NEWENUM, .attributes = {"Hidden", "Restricted"}});
 }
 
-size_t Collection::KeyHash::operator()(std::u16string_view s) const { return HashNoCase(s); }
+size_t Collection::KeyHash::operator()(std::u16string_view s) const {
+  return HashNoCase(s);
+}
 bool Collection::KeyEq::operator()(std::u16string_view a, std::u16string_view b) const {
   return EqualsNoCase(a, b);
 }
 
-Collection::~Collection() { Clear(); }
+Collection::~Collection() {
+  Clear();
+}
 
 void Collection::Clear() {
   // Unlink iteratively: a long chain of owning links must not be freed by recursion.
@@ -63,7 +66,9 @@ Variant Collection::Item(const Variant& index) const {
   return order_[Locate(index)]->item;
 }
 
-bool Collection::Exists(const String& key) const { return keys_.count(key.view()) != 0; }
+bool Collection::Exists(const String& key) const {
+  return keys_.count(key.view()) != 0;
+}
 
 const Variant* Collection::Find(const String& key) const {
   auto it = keys_.find(key.view());

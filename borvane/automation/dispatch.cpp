@@ -16,7 +16,9 @@ namespace {
 std::atomic<int64_t> g_live_objects{0};
 }  // namespace
 
-int64_t LiveObjectCount() { return g_live_objects.load(std::memory_order_relaxed); }
+int64_t LiveObjectCount() {
+  return g_live_objects.load(std::memory_order_relaxed);
+}
 void AdjustLiveObjectCount(int delta) {
   g_live_objects.fetch_add(delta, std::memory_order_relaxed);
 }
@@ -62,7 +64,9 @@ Variant CallByName(const Object& obj, const String& member, VbCallType kind,
   return CallByName(obj, member, kind, args);
 }
 
-String ClassNameOf(const ObjectBase& obj) { return obj.GetClassInfo().name; }
+String ClassNameOf(const ObjectBase& obj) {
+  return obj.GetClassInfo().name;
+}
 
 static Variant InvokeDefault(const Object& obj, std::vector<Variant>& args) {
   const InterfaceInfo& iface = obj->GetClassInfo().default_interface;
@@ -122,7 +126,7 @@ class FunctionEnumerator : public Enumerator {
 };
 
 const ClassInfo& EnumeratorClassInfo() {
-  static const ClassInfo& info = [] () -> const ClassInfo& {
+  static const ClassInfo& info = []() -> const ClassInfo& {
     static ClassInfo ci;
     ci.name = "IEnumVARIANT";
     ci.default_interface.name = "IEnumVARIANT";
@@ -134,7 +138,9 @@ const ClassInfo& EnumeratorClassInfo() {
 
 }  // namespace
 
-const ClassInfo& Enumerator::GetClassInfo() const { return EnumeratorClassInfo(); }
+const ClassInfo& Enumerator::GetClassInfo() const {
+  return EnumeratorClassInfo();
+}
 
 Ref<Enumerator> MakeEnumerator(std::function<bool(Variant&)> next) {
   return Ref<Enumerator>(new FunctionEnumerator(std::move(next)));
@@ -220,7 +226,9 @@ int32_t ConnectEvents(const Object& source, Object sink) {
   return SourceOf(source).Connect(std::move(sink));
 }
 
-void DisconnectEvents(const Object& source, int32_t cookie) { SourceOf(source).Disconnect(cookie); }
+void DisconnectEvents(const Object& source, int32_t cookie) {
+  SourceOf(source).Disconnect(cookie);
+}
 
 // ---- Class registry --------------------------------------------------------------------------
 

@@ -8,9 +8,13 @@ String::String(const char* utf8) : null_(utf8 == nullptr) {
 
 String::String(const std::string& utf8) : text_(Utf8ToUtf16(utf8)) {}
 
-String String::FromUtf8(std::string_view utf8) { return String(Utf8ToUtf16(utf8)); }
+String String::FromUtf8(std::string_view utf8) {
+  return String(Utf8ToUtf16(utf8));
+}
 
-std::string String::ToUtf8() const { return Utf16ToUtf8(text_); }
+std::string String::ToUtf8() const {
+  return Utf16ToUtf8(text_);
+}
 
 std::u16string Utf8ToUtf16(std::string_view in) {
   std::u16string out;

@@ -27,7 +27,9 @@ String RTrim(const String& text);
 // `find` is found at `start` when start <= Len(text). Error 5 when start < 1.
 int32_t InStr(int32_t start, const String& text, const String& find,
               VbCompareMethod compare = vbBinaryCompare);
-inline int32_t InStr(const String& text, const String& find) { return InStr(1, text, find); }
+inline int32_t InStr(const String& text, const String& find) {
+  return InStr(1, text, find);
+}
 // InStrRev(text, find, start = -1): the last position at or before `start` (-1: the end).
 int32_t InStrRev(const String& text, const String& find, int32_t start = -1,
                  VbCompareMethod compare = vbBinaryCompare);

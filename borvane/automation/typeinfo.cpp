@@ -21,19 +21,32 @@ Variant TypeRef::TypedVariant() const {
   }
   if (vartype & vbArray) return Variant(Array(vartype & ~vbArray, {}));
   switch (vartype) {
-    case vbNull: return Variant::Null();
-    case vbInteger: return Variant(int16_t{0});
-    case vbLong: return Variant(int32_t{0});
-    case vbSingle: return Variant(0.0f);
-    case vbDouble: return Variant(0.0);
-    case vbCurrency: return Variant(Currency{});
-    case vbDate: return Variant(Date{});
-    case vbString: return Variant(String());
-    case vbObject: return Variant::Nothing();
-    case vbError: return Variant(ErrorValue{});
-    case vbBoolean: return Variant(false);
-    case vbByte: return Variant(uint8_t{0});
-    default: return Variant();
+    case vbNull:
+      return Variant::Null();
+    case vbInteger:
+      return Variant(int16_t{0});
+    case vbLong:
+      return Variant(int32_t{0});
+    case vbSingle:
+      return Variant(0.0f);
+    case vbDouble:
+      return Variant(0.0);
+    case vbCurrency:
+      return Variant(Currency{});
+    case vbDate:
+      return Variant(Date{});
+    case vbString:
+      return Variant(String());
+    case vbObject:
+      return Variant::Nothing();
+    case vbError:
+      return Variant(ErrorValue{});
+    case vbBoolean:
+      return Variant(false);
+    case vbByte:
+      return Variant(uint8_t{0});
+    default:
+      return Variant();
   }
 }
 
@@ -68,7 +81,9 @@ std::unique_ptr<TypeDesc> TypeDesc::Record(String name) {
   return d;
 }
 
-const String& TypeDesc::Name() const { return iface_ ? iface_->name : name_; }
+const String& TypeDesc::Name() const {
+  return iface_ ? iface_->name : name_;
+}
 
 bool MemberInfo::HasAttribute(std::u16string_view attribute) const {
   for (const String& a : attributes)

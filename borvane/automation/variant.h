@@ -82,7 +82,7 @@ class Array {
   // Bounds of dimension `dim` (from 1); error 9 for a dimension that is not there.
   int32_t LBound(int dim = 1) const;
   int32_t UBound(int dim = 1) const;
-  int64_t ElementCount() const { return static_cast<int64_t>(items_.size()); }
+  int64_t ElementCount() const;
 
   // The element at the given subscripts (one per dimension); error 9 when out of range.
   const Variant& At(const std::vector<int32_t>& subscripts) const;
@@ -188,6 +188,12 @@ class Variant {
                                String, Object, ErrorValue, bool, uint8_t, std::shared_ptr<Array>>;
   Storage v_;
 };
+
+// Defined once Variant is complete: clang does not accept the size of a vector of an incomplete
+// type inside the class.
+inline int64_t Array::ElementCount() const {
+  return static_cast<int64_t>(items_.size());
+}
 
 }  // namespace borvane
 

@@ -21,9 +21,15 @@ std::string IdFor(int32_t order, char kind) {
 
 }  // namespace
 
-std::string ClassId(int32_t order) { return IdFor(order, '0'); }
-std::string InterfaceId(int32_t order) { return IdFor(order, '1'); }
-std::string EventInterfaceId(int32_t order) { return IdFor(order, '2'); }
+std::string ClassId(int32_t order) {
+  return IdFor(order, '0');
+}
+std::string InterfaceId(int32_t order) {
+  return IdFor(order, '1');
+}
+std::string EventInterfaceId(int32_t order) {
+  return IdFor(order, '2');
+}
 
 std::vector<const ClassInfo*> LibraryClasses() {
   std::vector<const ClassInfo*> out;
@@ -40,7 +46,9 @@ using borvane::String;
 
 extern "C" {
 
-int32_t DllCanUnloadNow(void) { return borvane::LiveObjectCount() == 0 ? 0 : 1; }
+int32_t DllCanUnloadNow(void) {
+  return borvane::LiveObjectCount() == 0 ? 0 : 1;
+}
 
 int32_t DllGetClassObject(const char* clsid, void** object) {
   constexpr int32_t kClassNotAvailable = static_cast<int32_t>(0x80040111);
@@ -68,8 +76,8 @@ int32_t DllRegisterServer(void) {
     ok &= reg.SetValue(key + String("\\ProgID"), "", c->prog_id);
     ok &= reg.SetValue(key + String("\\InprocServer32"), "", "libborvane.so");
     ok &= reg.SetValue(key + String("\\InprocServer32"), "ThreadingModel", "Apartment");
-    ok &= reg.SetValue(String("HKEY_CLASSES_ROOT\\") + c->prog_id + String("\\CLSID"), "",
-                       c->clsid);
+    ok &=
+        reg.SetValue(String("HKEY_CLASSES_ROOT\\") + c->prog_id + String("\\CLSID"), "", c->clsid);
   }
   return ok ? 0 : static_cast<int32_t>(0x80004005);
 }

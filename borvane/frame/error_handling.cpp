@@ -6,7 +6,9 @@ namespace {
 
 // The platform's global object offers LoadResString over the library's string resources. This
 // library ships none, so every lookup fails and the fixed text stands in.
-bool LoadResString(int32_t /*id*/, String& /*text*/) { return false; }
+bool LoadResString(int32_t /*id*/, String& /*text*/) {
+  return false;
+}
 
 }  // namespace
 

@@ -12,7 +12,9 @@ namespace borvane::platform {
 
 namespace {
 
-std::u16string Fold(const String& s) { return UCase(s).str(); }
+std::u16string Fold(const String& s) {
+  return UCase(s).str();
+}
 
 // Trims "\" at both ends, so that "A\B\" and "A\B" name one key.
 String NormalizeKey(const String& key) {
@@ -136,8 +138,8 @@ std::string MemoryRegistry::Serialize() const {
   for (const auto& [path, k] : keys_) {
     out += "[" + k.path.ToUtf8() + "]\n";
     for (const auto& [folded, nv] : k.values)
-      out += (nv.first.empty() ? std::string("@") : nv.first.ToUtf8()) + "=" +
-             nv.second.ToUtf8() + "\n";
+      out += (nv.first.empty() ? std::string("@") : nv.first.ToUtf8()) + "=" + nv.second.ToUtf8() +
+             "\n";
   }
   return out;
 }

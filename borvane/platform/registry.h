@@ -56,7 +56,9 @@ class MemoryRegistry : public RegistryStore {
   std::map<std::u16string, Key> keys_;
 };
 
-inline RegistryStore& Registry() { return Current<RegistryStore>::Get(); }
+inline RegistryStore& Registry() {
+  return Current<RegistryStore>::Get();
+}
 
 }  // namespace borvane::platform
 

@@ -10,7 +10,8 @@ namespace {
 enum Shade : int32_t { kLight = 1, kDark = 2 };
 
 const TypeDesc& ShadeType() {
-  static auto desc = TypeDesc::Enum("Shade", {{"kLight", int32_t{1}, ""}, {"kDark", int32_t{2}, ""}});
+  static auto desc =
+      TypeDesc::Enum("Shade", {{"kLight", int32_t{1}, ""}, {"kDark", int32_t{2}, ""}});
   return *desc;
 }
 const TypeDesc& ColorType() {
@@ -31,7 +32,8 @@ class Widget : public Dispatchable<Widget> {
         .Get("Color", &Widget::Color, {}, Returns(TypeRef::Described(ColorType())))
         .Method("Grow", &Widget::Grow, {"Amount", Opt("Factor", int16_t{2})})
         .Method("Rename", &Widget::Rename, {"Name", Opt("Suffix")})
-        .Get("Self", &Widget::Self, {}, {.attributes = {"NonBrowsable"}});
+        .Get("Self", &Widget::Self, {}, {.attributes = {"NonBrowsable"}})
+        .Method("Fail", &Widget::Fail, {"Name"});
   }
   String Caption() const { return caption_; }
   void SetCaption(const String& v) { caption_ = v; }
@@ -45,6 +47,11 @@ class Widget : public Dispatchable<Widget> {
     caption_ = name;
   }
   Ref<Widget> Self() { return Ref<Widget>(this); }
+  // Changes its by-reference argument, then fails.
+  void Fail(String& name) {
+    name = "changed";
+    ThrowPlatformError(kErrInvalidCall);
+  }
 
   // Not on the interface: library-internal in the sense of the class.
   int32_t hidden_size() const { return size_; }
@@ -74,8 +81,7 @@ TEST_F(BindingTest, CreatesByProgIdAndCallsMembersCaseBlind) {
 TEST_F(BindingTest, OptionalArgumentsTakeTheirDefaults) {
   Object w = CreateObject("Tests.Widget");
   EXPECT_EQ(CLng(CallByName(w, "Grow", VbMethod, {Variant(int32_t{5})})), 10);
-  EXPECT_EQ(CLng(CallByName(w, "Grow", VbMethod, {Variant(int32_t{1}), Variant::Missing()})),
-            12);
+  EXPECT_EQ(CLng(CallByName(w, "Grow", VbMethod, {Variant(int32_t{1}), Variant::Missing()})), 12);
   EXPECT_EQ(CLng(CallByName(w, "Grow", VbMethod, {Variant("3"), Variant(int32_t{1})})), 15);
 }
 
@@ -88,6 +94,10 @@ TEST_F(BindingTest, ByReferenceArgumentIsWrittenBack) {
   CallByName(w, "Rename", VbMethod, args);
   EXPECT_EQ(args[0].StringRef(), String("box!"));
   EXPECT_EQ(args[1].StringRef(), String("!"));  // by value: untouched
+  // A change made before a failure stays made.
+  args = {Variant("box")};
+  EXPECT_THROW(CallByName(w, "Fail", VbMethod, args), Error);
+  EXPECT_EQ(args[0].StringRef(), String("changed"));
 }
 
 TEST_F(BindingTest, UnchangedByReferenceArgumentKeepsItsType) {
@@ -131,7 +141,7 @@ TEST_F(BindingTest, TypeInformationDescribesMembersInOrder) {
   const ClassInfo& c = Widget::StaticClassInfo();
   EXPECT_EQ(c.default_interface.name, String("_Widget"));
   const auto& m = c.default_interface.members;
-  ASSERT_EQ(m.size(), 8u);
+  ASSERT_EQ(m.size(), 9u);
   EXPECT_EQ(m[0].name, String("Caption"));
   EXPECT_EQ(m[0].invoke_kind, INVOKE_PROPERTYGET);
   EXPECT_EQ(m[0].memid, DISPID_VALUE);
@@ -184,8 +194,8 @@ TEST_F(BindingTest, EventsReachCallbacksAndSinksByName) {
   auto source = MakeRef<Source>();
   auto sink = MakeRef<Sink>();
   int callback_calls = 0;
-  int32_t c1 = ConnectEvents(Object(source), "Changed",
-                             [&](std::vector<Variant>&) { ++callback_calls; });
+  int32_t c1 =
+      ConnectEvents(Object(source), "Changed", [&](std::vector<Variant>&) { ++callback_calls; });
   ConnectEvents(Object(source), Object(sink));
   source->events.Raise("Changed");
   source->events.Raise("Other");  // the sink has no such method: not called

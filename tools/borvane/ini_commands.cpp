@@ -64,8 +64,8 @@ int IniCommand(const Args& args) {
       }
     }
     Object ini = LoadIni(args[1]);
-    PrintLine(CStr(CallByName(ini, "GetSection", VbMethod,
-                              {V(args[2]), delimiter, Variant(keyless)})));
+    PrintLine(
+        CStr(CallByName(ini, "GetSection", VbMethod, {V(args[2]), delimiter, Variant(keyless)})));
     return 0;
   }
   if (sub == "dump" && args.size() == 2) {

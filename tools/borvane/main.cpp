@@ -1,5 +1,6 @@
 // borvane: a thin command-line client of the library, to look into settings documents, read
 // or change INI values, and see what an object exposes.
+#include <unistd.h>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -7,7 +8,6 @@
 #include <iostream>
 #include <iterator>
 #include <sstream>
-#include <unistd.h>
 
 #include "tools/borvane/tool.h"
 
@@ -39,7 +39,9 @@ std::vector<std::string> g_temp_files;
 
 }  // namespace
 
-String ReadTextFile(const std::string& path) { return String::FromUtf8(ReadBytes(path)); }
+String ReadTextFile(const std::string& path) {
+  return String::FromUtf8(ReadBytes(path));
+}
 
 std::string ReadBytes(const std::string& path) {
   if (path == "-") {
@@ -69,7 +71,9 @@ std::string PathFor(const std::string& path) {
   return name.data();
 }
 
-void Print(const String& text) { std::fputs(text.ToUtf8().c_str(), stdout); }
+void Print(const String& text) {
+  std::fputs(text.ToUtf8().c_str(), stdout);
+}
 void PrintLine(const String& text) {
   Print(text);
   std::fputc('\n', stdout);

@@ -9,9 +9,10 @@ namespace borvane::tool {
 
 int FontSettings(const Args& args) {
   if (WantsHelp(args)) {
-    std::puts("usage: borvane font-settings [--load FILE]\n\nPrints the XML text of a font "
-              "settings object (Fontobj.GetXML), after loading settings from FILE\n(a text "
-              "that GetXML wrote; - for standard input) if given.");
+    std::puts(
+        "usage: borvane font-settings [--load FILE]\n\nPrints the XML text of a font "
+        "settings object (Fontobj.GetXML), after loading settings from FILE\n(a text "
+        "that GetXML wrote; - for standard input) if given.");
     return 0;
   }
   Object font = CreateObject("Borvane.Fontobj");
@@ -27,9 +28,10 @@ int FontSettings(const Args& args) {
 
 int TimerCommand(const Args& args) {
   if (WantsHelp(args)) {
-    std::puts("usage: borvane timer --interval MS --count N\n\nRuns a TimerEvent in the "
-              "thread's message loop and prints, at each of N ticks, the\nmilliseconds since "
-              "the start as a Timer measures them.");
+    std::puts(
+        "usage: borvane timer --interval MS --count N\n\nRuns a TimerEvent in the "
+        "thread's message loop and prints, at each of N ticks, the\nmilliseconds since "
+        "the start as a Timer measures them.");
     return 0;
   }
   long interval = -1, count = -1;
@@ -45,8 +47,7 @@ int TimerCommand(const Args& args) {
       throw UsageError{"unknown option '" + args[i] + "'"};
     }
   }
-  if (args.size() % 2 != 0 || interval <= 0 || count <= 0 || interval > 3600000 ||
-      count > 1000000)
+  if (args.size() % 2 != 0 || interval <= 0 || count <= 0 || interval > 3600000 || count > 1000000)
     throw UsageError{"usage: borvane timer --interval MS --count N (both above 0)"};
 
   Object stopwatch = CreateObject("Borvane.Timer");

@@ -28,8 +28,9 @@ String Show(const Variant& v) {
 
 int Classes(const Args& args) {
   if (WantsHelp(args)) {
-    std::puts("usage: borvane classes\n\nThe library's class table: class, whether callers may "
-              "create it, ProgID, class identifier.");
+    std::puts(
+        "usage: borvane classes\n\nThe library's class table: class, whether callers may "
+        "create it, ProgID, class identifier.");
     return 0;
   }
   if (!args.empty()) throw UsageError{"classes takes no arguments"};
@@ -45,8 +46,9 @@ int Classes(const Args& args) {
 int Inspect(const Args& args) {
   if (WantsHelp(args) || args.size() != 1) {
     if (!WantsHelp(args)) throw UsageError{"usage: borvane inspect PROGID"};
-    std::puts("usage: borvane inspect PROGID\n\nCreates the object by name and lists the "
-              "property descriptors that Properties.Refresh finds on it.");
+    std::puts(
+        "usage: borvane inspect PROGID\n\nCreates the object by name and lists the "
+        "property descriptors that Properties.Refresh finds on it.");
     return 0;
   }
   Object obj = CreateObject(String::FromUtf8(args[0]));
@@ -61,8 +63,8 @@ int Inspect(const Args& args) {
     ForEach(get("EnumeratedOptions").ToObject(),
             [&](const Variant& o) { options.push_back(CStr(o)); });
     std::printf("%-18s %-10s %-9s %-20s %-30s %s\n", CStr(get("Name")).ToUtf8().c_str(),
-                CStr(get("TypeName")).ToUtf8().c_str(),
-                CBool(get("ReadOnly")) ? "Yes" : "No", CStr(get("FriendlyName")).ToUtf8().c_str(),
+                CStr(get("TypeName")).ToUtf8().c_str(), CBool(get("ReadOnly")) ? "Yes" : "No",
+                CStr(get("FriendlyName")).ToUtf8().c_str(),
                 CStr(get("Description")).ToUtf8().c_str(), Join(options, ", ").ToUtf8().c_str());
   });
   return 0;
@@ -70,11 +72,12 @@ int Inspect(const Args& args) {
 
 int Call(const Args& args) {
   if (WantsHelp(args)) {
-    std::puts("usage: borvane call PROGID MEMBER [ARG...]\n\nCreates the object and calls one "
-              "member by name: a get when there are no arguments, else a method call (or a "
-              "property let when the object has no such method). Arguments are passed as "
-              "text and converted to the member's parameter types. Prints the result and its "
-              "TypeName.");
+    std::puts(
+        "usage: borvane call PROGID MEMBER [ARG...]\n\nCreates the object and calls one "
+        "member by name: a get when there are no arguments, else a method call (or a "
+        "property let when the object has no such method). Arguments are passed as "
+        "text and converted to the member's parameter types. Prints the result and its "
+        "TypeName.");
     return 0;
   }
   if (args.size() < 2) throw UsageError{"usage: borvane call PROGID MEMBER [ARG...]"};
@@ -89,7 +92,8 @@ int Call(const Args& args) {
     try {
       result = CallByName(obj, member, VbMethod, call_args);
     } catch (const Error& e) {
-      if (e.Number() != kErrNoSuchMember) throw;
+      // A property that takes no arguments on its get is set instead.
+      if (e.Number() != kErrNoSuchMember && e.Number() != kErrWrongArgCount) throw;
       result = CallByName(obj, member, VbLet, call_args);
     }
   }

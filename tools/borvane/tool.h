@@ -27,8 +27,12 @@ std::string PathFor(const std::string& path);
 
 void Print(const String& text);           // UTF-8, no line end added
 void PrintLine(const String& text = "");  // UTF-8 and a line feed
-inline Variant V(const char* utf8) { return Variant(String(utf8)); }
-inline Variant V(const std::string& utf8) { return Variant(String::FromUtf8(utf8)); }
+inline Variant V(const char* utf8) {
+  return Variant(String(utf8));
+}
+inline Variant V(const std::string& utf8) {
+  return Variant(String::FromUtf8(utf8));
+}
 
 // True when `args` asks for help.
 bool WantsHelp(const Args& args);

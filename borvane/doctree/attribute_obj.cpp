@@ -1,0 +1,80 @@
+#include "borvane/doctree/attribute_obj.h"
+
+#include "borvane/automation/convert.h"
+#include "borvane/automation/error.h"
+#include "borvane/frame/class_table.h"
+
+namespace borvane {
+
+void AttributeObj::Describe(ClassBuilder<AttributeObj>& b) {
+  b.Order(kOrderAttributeObj)
+      .Ids(ClassId(kOrderAttributeObj), InterfaceId(kOrderAttributeObj))
+      .Let("Name", &AttributeObj::SetName, {"Value"})
+      .Get("Name", &AttributeObj::Name)
+      .Let("Value", &AttributeObj::SetValue, {"Value"})
+      .Get("Value", &AttributeObj::Value);
+}
+
+void AttributeObj::SetValue(Variant Value) {
+  if (Value.IsObject()) {
+    mvntValue = DefaultValue(Value.ToObject());
+  } else {
+    mvntValue = std::move(Value);
+  }
+}
+
+void AttributeObj::AppendAttributeText(std::u16string& out) const {
+  out += mstrName.view();
+  out += u'=';
+  switch (mvntValue.VarType()) {
+    case vbInteger:
+    case vbLong:
+    case vbSingle:
+    case vbDouble:
+      out += CStr(mvntValue).view();
+      break;
+    case vbString:
+      // Quotes inside the text stay as they are: the attribute form has no escape.
+      out += u'"';
+      out += mvntValue.StringRef().view();
+      out += u'"';
+      break;
+    case vbBoolean:
+      out += *mvntValue.GetIf<bool>() ? u"TRUE" : u"FALSE";
+      break;
+    default:
+      break;  // Empty, Null, Currency, Date, Byte, objects, the missing marker: no text
+  }
+}
+
+String AttributeObj::ToAttributeText() const {
+  std::u16string out;
+  AppendAttributeText(out);
+  return String(std::move(out));
+}
+
+void AttributeObj::FromAttributeText(String& Text) {
+  std::u16string_view text = Text.view();
+  size_t eq = text.find(u'=');
+  if (eq == std::u16string_view::npos) return;
+  std::u16string_view name = text.substr(0, eq);
+  std::u16string_view value = text.substr(eq + 1);
+  if (value == u"TRUE") {
+    mvntValue = true;
+  } else if (value == u"FALSE") {
+    mvntValue = false;
+  } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
+    // A lone quote asks for the text between the first and the last character: error 5.
+    if (value.size() == 1) ThrowPlatformError(kErrInvalidCall);
+    mvntValue = String(value.substr(1, value.size() - 2));
+  } else {
+    Variant candidate{String(value)};
+    // A number stays text: it does not come back as a number.
+    if (IsNumeric(candidate)) mvntValue = std::move(candidate);
+  }
+  mstrName = String(name);
+}
+
+BORVANE_REGISTER_CLASS(AttributeObj)
+
+}  // namespace borvane

@@ -1,0 +1,39 @@
+// AttributeObj: one name and value pair of a DocNode, and its text form in an opening tag.
+#ifndef BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_
+#define BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_
+
+#include <string>
+
+#include "borvane/automation/binding.h"
+
+namespace borvane {
+
+class AttributeObj : public Dispatchable<AttributeObj> {
+ public:
+  static constexpr const char* kClassName = "AttributeObj";
+  static void Describe(ClassBuilder<AttributeObj>& b);
+
+  // Stores the text as it is: names are not tested and need not be unique.
+  void SetName(String Value) { mstrName = std::move(Value); }
+  String Name() const { return mstrName; }
+  // Stores a copy; an object is stored as the value of its default member.
+  void SetValue(Variant Value);
+  Variant Value() const { return mvntValue; }
+
+  // Library-internal. "name=value", where the value's text depends on its type: numbers bare,
+  // Strings in quotes (not escaped), Booleans TRUE/FALSE, anything else nothing.
+  String ToAttributeText() const;
+  // The same, appended to `out`.
+  void AppendAttributeText(std::u16string& out) const;
+  // Library-internal. Reads one "name=value" piece in place; a piece without "=" changes
+  // nothing. A value part that is a single double quote fails with error 5.
+  void FromAttributeText(String& Text);
+
+ private:
+  String mstrName;
+  Variant mvntValue;
+};
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_

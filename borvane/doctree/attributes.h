@@ -1,0 +1,46 @@
+// Attributes: the ordered list of a DocNode's name and value pairs, without keys.
+#ifndef BORVANE_DOCTREE_ATTRIBUTES_H_
+#define BORVANE_DOCTREE_ATTRIBUTES_H_
+
+#include <string>
+
+#include "borvane/automation/collection.h"
+#include "borvane/doctree/attribute_obj.h"
+
+namespace borvane {
+
+class Attributes : public Dispatchable<Attributes> {
+ public:
+  static constexpr const char* kClassName = "Attributes";
+  static void Describe(ClassBuilder<Attributes>& b);
+
+  Attributes();
+
+  // Appends a new pair (guarded: "Attributes:Add Method"). A missing Value is stored as the
+  // missing marker.
+  Ref<AttributeObj> Add(String& Name, Variant& Value);
+  // The pair at a position from 1; the Collection's own errors pass through (a text fails:
+  // entries have no keys).
+  Ref<AttributeObj> Item(Variant& vntIndexKey);
+  Ref<AttributeObj> Item(const Variant& vntIndexKey);
+  int32_t Count() const { return mcolAttributes->Count(); }
+  void Remove(Variant& vntIndexKey);
+  Ref<Enumerator> NewEnum() { return mcolAttributes->NewEnum(); }
+  void Clear();
+
+  // Library-internal: the same as Clear, for DocNode.RemoveNode.
+  void ClearAll() { Clear(); }
+  // Library-internal: the pairs' text forms joined by one space; empty when there are none.
+  String ToAttributeString() const;
+  void AppendAttributeString(std::u16string& out) const;
+  // Library-internal: replaces all pairs by those in `Text`, which is stored back trimmed and
+  // with the spaces inside quotes marked.
+  void FromAttributeString(String& Text);
+
+ private:
+  Ref<Collection> mcolAttributes;
+};
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_ATTRIBUTES_H_

@@ -1,0 +1,254 @@
+#include "borvane/doctree/doc_node.h"
+
+#include <unordered_set>
+#include <vector>
+
+#include "borvane/automation/convert.h"
+#include "borvane/automation/error.h"
+#include "borvane/frame/class_table.h"
+#include "borvane/frame/global.h"
+
+namespace borvane {
+
+namespace {
+
+// Freeing a node releases its first child and next sibling, which may free theirs, and so on
+// down a chain as long as the tree: the releases queue up here and run one after the other
+// instead of nesting.
+void ReleaseLater(DocNode* node) {
+  if (!node) return;
+  thread_local std::vector<DocNode*> pending;
+  thread_local bool draining = false;
+  pending.push_back(node);
+  if (draining) return;
+  draining = true;
+  while (!pending.empty()) {
+    DocNode* next = pending.back();
+    pending.pop_back();
+    next->Release();
+  }
+  draining = false;
+}
+
+}  // namespace
+
+void DocNode::Describe(ClassBuilder<DocNode>& b) {
+  b.Order(kOrderDocNode)
+      .Ids(ClassId(kOrderDocNode), InterfaceId(kOrderDocNode))
+      .Get("Root", &DocNode::Root)
+      .Get("Parent", &DocNode::Parent)
+      .Get("Child", &DocNode::Child)
+      .Get("Children", &DocNode::Children)
+      .Get("PreviousSibling", &DocNode::PreviousSibling)
+      .Get("NextSibling", &DocNode::NextSibling)
+      .Get("LastSibling", &DocNode::LastSibling)
+      .Get("FirstSibling", &DocNode::FirstSibling)
+      .Get("Key", &DocNode::Key)
+      .Let("Name", &DocNode::SetName, {"Value"})
+      .Get("Name", &DocNode::Name)
+      .Let("Value", &DocNode::SetValue, {"Value"})
+      .Get("Value", &DocNode::Value)
+      .Get("Attributes", &DocNode::Attributes)
+      .Method("Path", &DocNode::Path)
+      .Method("Level", &DocNode::Level)
+      .Method("WriteXMLNode", &DocNode::WriteXMLNode, {"XMLText", Opt("indent", false)})
+      .Method("SelectSingleNode", &DocNode::SelectSingleNode, {"Name", Opt("InclSubNodes", false)});
+}
+
+DocNode::~DocNode() {
+  // Back links that name this node must not outlive it.
+  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get())
+    if (c->mobjParent == this) c->mobjParent = nullptr;
+  if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
+    mobjNextSibling->mobjPreviousSibling = nullptr;
+  if (anchor_) {
+    anchor_->node = nullptr;
+    ReleaseAnchor(anchor_);
+  }
+  if (mobjRoot) ReleaseAnchor(mobjRoot);
+  ReleaseLater(mobjChild.Detach());
+  ReleaseLater(mobjNextSibling.Detach());
+  ReleaseLater(parent_hold_.Detach());
+}
+
+void DocNode::ReleaseAnchor(Anchor* anchor) {
+  if (--anchor->refs == 0) delete anchor;
+}
+
+DocNode::Anchor* DocNode::GetAnchor() {
+  if (!anchor_) anchor_ = new Anchor{this, 1};
+  return anchor_;
+}
+
+Ref<DocNode> DocNode::Root() const {
+  return Ref<DocNode>(mobjRoot ? mobjRoot->node : nullptr);
+}
+
+int32_t DocNode::Children() const {
+  int32_t count = 0;
+  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get()) ++count;
+  return count;
+}
+
+Ref<DocNode> DocNode::LastSibling() {
+  DocNode* last = this;
+  while (last->mobjNextSibling) last = last->mobjNextSibling.Get();
+  return Ref<DocNode>(last);
+}
+
+Ref<DocNode> DocNode::FirstSibling() const {
+  if (!mobjParent) ThrowPlatformError(kErrObjectNotSet);
+  return mobjParent->mobjChild;
+}
+
+void DocNode::SetName(String Value) {
+  if (Value.view().find(u' ') != std::u16string_view::npos) ThrowPlatformError(102);
+  mstrName = std::move(Value);
+}
+
+void DocNode::SetValue(Variant Value) {
+  if (Value.IsObject()) {
+    mvntValue = DefaultValue(Value.ToObject());
+  } else {
+    mvntValue = std::move(Value);
+  }
+}
+
+Ref<Attributes> DocNode::Attributes() {
+  if (!mobjAttributes) mobjAttributes = MakeRef<borvane::Attributes>();
+  return mobjAttributes;
+}
+
+String DocNode::Path() const {
+  std::vector<const DocNode*> chain;
+  for (const DocNode* n = this; n; n = n->mobjParent) chain.push_back(n);
+  const String& separator = gstrPathSeparator();
+  std::u16string path;
+  for (size_t i = chain.size(); i-- > 0;) {
+    path += chain[i]->mstrName.view();
+    if (i > 0) path += separator.view();
+  }
+  return String(std::move(path));
+}
+
+int32_t DocNode::Level() const {
+  int32_t level = 0;
+  for (const DocNode* n = mobjParent; n; n = n->mobjParent) ++level;
+  return level;
+}
+
+void DocNode::SetRoot(DocNode* node) {
+  Anchor* anchor = node ? node->GetAnchor() : nullptr;
+  if (anchor) ++anchor->refs;
+  if (mobjRoot) ReleaseAnchor(mobjRoot);
+  mobjRoot = anchor;
+}
+
+void DocNode::SetParent(DocNode* node) {
+  if (mobjParent) mobjParent->tail_ = nullptr;
+  mobjParent = node;
+}
+
+void DocNode::SetChild(Ref<DocNode> node) {
+  mobjChild = std::move(node);
+  tail_ = nullptr;
+}
+
+void DocNode::SetPreviousSibling(DocNode* node) {
+  mobjPreviousSibling = node;
+}
+
+void DocNode::SetNextSibling(Ref<DocNode> node) {
+  if (mobjParent) mobjParent->tail_ = nullptr;
+  mobjNextSibling = std::move(node);
+}
+
+void DocNode::AppendChild(DocNode* node) {
+  node->mobjParent = this;
+  if (!mobjChild) {
+    mobjChild = Ref<DocNode>(node);
+    tail_ = node;
+    return;
+  }
+  DocNode* last = tail_ ? tail_ : mobjChild.Get();
+  while (last->mobjNextSibling) last = last->mobjNextSibling.Get();
+  node->mobjPreviousSibling = last;
+  last->mobjNextSibling = Ref<DocNode>(node);
+  tail_ = node;
+}
+
+void DocNode::RehomeChildren(DocNode* old_first) {
+  std::unordered_set<DocNode*> listed;
+  tail_ = nullptr;
+  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get()) {
+    listed.insert(c);
+    if (c->parent_hold_.Get() == this) c->parent_hold_.Reset();
+    tail_ = c;
+  }
+  for (DocNode* c = old_first; c && !listed.count(c); c = c->mobjNextSibling.Get())
+    if (c->mobjParent == this) c->parent_hold_ = Ref<DocNode>(this);
+}
+
+void DocNode::RemoveNode(String& Keys) {
+  struct Frame {
+    Ref<DocNode> node;
+    Ref<DocNode> next_child;
+  };
+  std::vector<Frame> stack;
+  // Steps on the way down: join the neighbours, move the parent's Child on, empty attributes.
+  auto enter = [&stack](Ref<DocNode> n) {
+    DocNode* prev = n->mobjPreviousSibling;
+    Ref<DocNode> next = n->mobjNextSibling;
+    DocNode* parent = n->mobjParent;
+    if (prev) prev->mobjNextSibling = next;
+    if (next) next->mobjPreviousSibling = prev;
+    if (parent) {
+      if (parent->tail_ == n.Get()) parent->tail_ = prev;
+      // The parent's Child is compared by key, not by identity.
+      if (parent->mobjChild && parent->mobjChild->mstrKey == n->mstrKey) {
+        Ref<DocNode> old_first = parent->mobjChild;
+        parent->mobjChild = next;
+        if (old_first != n) parent->RehomeChildren(old_first.Get());
+      }
+    }
+    if (n->mobjAttributes) n->mobjAttributes->ClearAll();
+    Ref<DocNode> first = n->mobjChild;
+    stack.push_back({std::move(n), std::move(first)});
+  };
+  enter(Ref<DocNode>(this));
+  while (!stack.empty()) {
+    Frame& top = stack.back();
+    if (top.next_child) {
+      Ref<DocNode> child = std::move(top.next_child);
+      top.next_child = child->mobjNextSibling;
+      enter(std::move(child));
+      continue;
+    }
+    Ref<DocNode> node = std::move(top.node);
+    stack.pop_back();
+    node->ClearLinks();
+    if (Keys.empty()) {
+      Keys = node->mstrKey;
+    } else {
+      Keys += u',';
+      Keys += node->mstrKey;
+    }
+  }
+}
+
+void DocNode::ClearLinks() {
+  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get())
+    if (c->mobjParent == this) c->mobjParent = nullptr;
+  if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
+    mobjNextSibling->mobjPreviousSibling = nullptr;
+  SetRoot(nullptr);
+  mobjParent = nullptr;
+  mobjPreviousSibling = nullptr;
+  tail_ = nullptr;
+  mobjAttributes.Reset();
+  ReleaseLater(mobjChild.Detach());
+  ReleaseLater(mobjNextSibling.Detach());
+  ReleaseLater(parent_hold_.Detach());
+}
+
+}  // namespace borvane

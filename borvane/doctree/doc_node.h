@@ -1,0 +1,119 @@
+// DocNode: one node of a document tree, with its key, name, value, attributes and links.
+//
+// Only Doc makes nodes. A node's first child and next sibling are owned through its links; its
+// parent, previous sibling and root are non-owning back links that read Nothing once the node
+// they named has gone. So a caller that holds a node keeps it and its subtree usable after
+// Doc.Remove and after the Doc has gone, and an unreferenced tree is freed without a Clear.
+// No operation recurses once per tree level.
+#ifndef BORVANE_DOCTREE_DOC_NODE_H_
+#define BORVANE_DOCTREE_DOC_NODE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "borvane/automation/binding.h"
+#include "borvane/doctree/attributes.h"
+
+namespace borvane {
+
+class CStringBuilder;
+class Doc;
+class NodeList;
+
+class DocNode : public Dispatchable<DocNode> {
+ public:
+  static constexpr const char* kClassName = "DocNode";
+  static void Describe(ClassBuilder<DocNode>& b);
+
+  DocNode() = default;
+  ~DocNode() override;
+
+  Ref<DocNode> Root() const;
+  Ref<DocNode> Parent() const { return Ref<DocNode>(mobjParent); }
+  Ref<DocNode> Child() const { return mobjChild; }
+  // Number of direct children, counted along the sibling list.
+  int32_t Children() const;
+  Ref<DocNode> PreviousSibling() const { return Ref<DocNode>(mobjPreviousSibling); }
+  Ref<DocNode> NextSibling() const { return mobjNextSibling; }
+  // The end of the sibling list from this node on; this node itself when it is the last.
+  Ref<DocNode> LastSibling();
+  // Parent.Child; error 91 on a node without a parent.
+  Ref<DocNode> FirstSibling() const;
+  String Key() const { return mstrKey; }
+  // Error 102 (and the name unchanged) for a text with a space; other white space passes.
+  void SetName(String Value);
+  String Name() const { return mstrName; }
+  // Stores a copy; an object is stored as the value of its default member.
+  void SetValue(Variant Value);
+  Variant Value() const { return mvntValue; }
+  // Created empty on first access.
+  Ref<borvane::Attributes> Attributes();
+  // The names from the top down to this node, joined by the thread's path separator.
+  String Path() const;
+  // Number of steps up to the top: 0 for a node without a parent.
+  int32_t Level() const;
+  // Replaces XMLText by the text of this node and its subtree; failures pass through.
+  void WriteXMLNode(String& XMLText, bool& indent);
+  // This node or the first in document order below it whose name matches, ignoring case;
+  // without InclSubNodes only this node and its direct children are looked at.
+  Ref<DocNode> SelectSingleNode(String& Name, bool& InclSubNodes);
+
+  // Library-internal setters. They check nothing; keeping the links consistent is the job of
+  // Doc.Add and RemoveNode.
+  void SetRoot(DocNode* node);
+  void SetParent(DocNode* node);
+  void SetChild(Ref<DocNode> node);
+  void SetPreviousSibling(DocNode* node);
+  void SetNextSibling(Ref<DocNode> node);
+  // Stores the key only while the node has none.
+  void SetKey(const String& key) {
+    if (mstrKey.empty()) mstrKey = key;
+  }
+  // Library-internal: appends the text of this node and its subtree to the builder.
+  void WriteNode(CStringBuilder& builder, bool& indent);
+  void WriteNode(std::u16string& out, bool indent);
+  // Library-internal: unlinks this node and its subtree, empties their attributes, and appends
+  // their keys to Keys, comma-separated, children before parents.
+  void RemoveNode(String& Keys);
+
+ private:
+  friend class Doc;
+  friend class NodeList;
+
+  // A non-owning handle on a node that reads nullptr once the node has gone; nodes name their
+  // root through it.
+  struct Anchor {
+    DocNode* node;
+    uint32_t refs;
+  };
+  static void ReleaseAnchor(Anchor* anchor);
+  Anchor* GetAnchor();
+  // Links `node` as the last child, in constant time.
+  void AppendChild(DocNode* node);
+  // Clears the links of one node whose subtree has been taken apart already.
+  void ClearLinks();
+  // Restores the parent's view after its Child moved past nodes that still name it.
+  void RehomeChildren(DocNode* old_first);
+
+  String mstrKey;
+  String mstrName;
+  Variant mvntValue;
+  Ref<borvane::Attributes> mobjAttributes;
+  Anchor* mobjRoot = nullptr;  // counted handle on the root
+  DocNode* mobjParent = nullptr;
+  Ref<DocNode> mobjChild;
+  Ref<DocNode> mobjNextSibling;
+  DocNode* mobjPreviousSibling = nullptr;
+  // The end of the child list while mobjChild is set; nullptr when it has to be looked for.
+  DocNode* tail_ = nullptr;
+  // Set only on nodes that still name a parent whose child list no longer holds them, so that
+  // the parent they name stays alive.
+  Ref<DocNode> parent_hold_;
+  Anchor* anchor_ = nullptr;
+  // The list of the Doc that made the node, while the node stands in it under its key.
+  const NodeList* home_ = nullptr;
+};
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_DOC_NODE_H_

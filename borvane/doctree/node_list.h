@@ -1,0 +1,83 @@
+// NodeList: the flat keyed list of a Doc's nodes, with the platform Collection's rules.
+//
+// Positions count from 1, keys compare without regard to case, a used key fails with 457, a
+// missing key with 5, a position out of range with 9, any other index with 13, and an
+// enumeration under way survives removals. Unlike the general Collection, adding, finding and
+// removing by key take constant time however many nodes there are, so that taking a large
+// subtree out costs time in proportion to its size.
+#ifndef BORVANE_DOCTREE_NODE_LIST_H_
+#define BORVANE_DOCTREE_NODE_LIST_H_
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "borvane/automation/object.h"
+#include "borvane/automation/variant.h"
+
+namespace borvane {
+
+class DocNode;
+
+class NodeList {
+ public:
+  NodeList() = default;
+  NodeList(const NodeList&) = delete;
+  NodeList& operator=(const NodeList&) = delete;
+  ~NodeList();
+
+  int32_t Count() const { return static_cast<int32_t>(slots_.size() - dead_); }
+  // Adds `node` at the end under its own key; 457 when the key is in use.
+  void Add(DocNode* node);
+  // The node under `key`, or nullptr.
+  DocNode* Find(std::u16string_view key) const;
+  // The node at `position` (from 1, within range).
+  DocNode* At(int32_t position);
+  // The node that `index` names, as Collection.Item finds it.
+  DocNode* Item(const Variant& index);
+  // Takes the node under `key` out; 5 when there is none.
+  void Remove(std::u16string_view key);
+
+  // Enumeration: slots in order, nullptr where a node was removed. A live enumeration pins the
+  // slots in place.
+  size_t SlotCount() const { return slots_.size(); }
+  DocNode* Slot(size_t i) const { return slots_[i].Get(); }
+  void PinSlots() { ++pins_; }
+  void UnpinSlots() { --pins_; }
+
+ private:
+  static constexpr uint32_t kEmpty = 0;
+  static constexpr uint32_t kTombstone = UINT32_MAX;
+
+  struct Cell {
+    uint32_t slot;  // slot index + 1, kEmpty or kTombstone
+    uint32_t hash;  // low bits of the key's hash, compared before the key itself
+  };
+  // Index into table_ for `key`: where it stands, or the empty cell that ends its probe.
+  size_t Probe(std::u16string_view key, size_t hash) const;
+  void Insert(uint32_t slot, size_t hash);
+  // Places slot `slot` under its key, in the number index or the table.
+  void Index(uint32_t slot);
+  // The number k of a key "N<k>" (either case, no leading zero) that the number index may
+  // hold, or -1.
+  int64_t Numbered(std::u16string_view key) const;
+  void Rehash(size_t cells);
+  // Drops the removed slots, when no enumeration is pinning them.
+  void Compact();
+
+  std::vector<Ref<DocNode>> slots_;
+  size_t dead_ = 0;
+  size_t first_live_ = 0;  // no live slot before this one
+  int32_t pins_ = 0;
+  // Open addressing over slot indices (+1); kTombstone marks a removed key.
+  std::vector<Cell> table_;
+  size_t table_used_ = 0;  // cells that are not kEmpty
+  // Generated keys "N1", "N2", ... stand here by their number (slot index + 1, or 0), so that
+  // the common case costs no hashing and no random access.
+  std::vector<uint32_t> numbered_;
+  size_t numbered_in_table_ = 0;  // keys of that form that stand in the table instead
+};
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_NODE_LIST_H_

@@ -1,0 +1,125 @@
+// Inifile's file operations: the tree to and from the private profile functions.
+#include <new>
+#include <string>
+#include <vector>
+
+#include "borvane/automation/codepage.h"
+#include "borvane/automation/text.h"
+#include "borvane/ini/inifile.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/profile.h"
+
+namespace borvane {
+
+namespace {
+
+// Both profile readers get a fixed buffer of this size; what does not fit is not read.
+constexpr uint32_t kProfileBuffer = 32767;
+
+// A String handed by reference to a single-byte platform function comes back as the ANSI
+// code page holds it.
+void PassAnsi(String& text) {
+  if (!text.IsNull()) text = FromAnsi(ToAnsi(text));
+}
+
+// The first n - 1 characters of a profile buffer (dropping the NUL behind the last item),
+// split at NUL.
+std::vector<String> ProfileList(const std::string& buffer, uint32_t n) {
+  return Split(FromAnsi(std::string_view(buffer.data(), n - 1)), String(std::u16string(1, 0)));
+}
+
+Error AsError(std::exception_ptr failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const Error& e) {
+    return e;
+  } catch (const std::bad_alloc&) {
+    return Error::Platform(kErrOutOfMemory);
+  } catch (...) {
+    return Error::Platform(kErrInvalidCall);
+  }
+}
+
+}  // namespace
+
+String Inifile::GetTempFolderPath() {
+  return platform::Files().TempFolder();
+}
+
+String Inifile::GetTempFilePath() {
+  return platform::Files().CreateTempFile(GetTempFolderPath(), "tmp");
+}
+
+void Inifile::ReadIniFile(String& strPath) {
+  if (!platform::Files().IsNormalFile(strPath))
+    throw Error(kIniErrorNumber, "IniFile:ReadIniFile", "File not found");
+  platform::PrivateProfile& profile = platform::Profile();
+  // One parse of the file serves every call below.
+  platform::ProfileBatch batch(profile, strPath);
+  std::string buffer(kProfileBuffer, '\0');
+  PassAnsi(strPath);
+  uint32_t n = profile.GetSectionNames(buffer.data(), kProfileBuffer, strPath);
+  if (n == 0) return;
+  std::vector<String> names = ProfileList(buffer, n);
+  Ref<IniFileSections> sections = Sections();
+  for (String& name : names) {
+    if (name.empty()) continue;
+    sections->Add(name);
+    n = profile.GetSection(name, buffer.data(), kProfileBuffer, strPath);
+    if (n == 0) continue;
+    // Adding keys does not change Sections, so the section's keys are looked up once.
+    Ref<IniFileKeys> keys = sections->Item(name)->Keys();
+    for (const String& line : ProfileList(buffer, n)) {
+      std::vector<String> parts = Split(line, "=", 2);
+      if (parts.size() < 2) ThrowPlatformError(kErrSubscript);
+      keys->Add(parts[0], parts[1]);
+    }
+  }
+}
+
+void Inifile::WriteIniFile(String& strPath) {
+  String temp_path;
+  bool remembered = false;
+  try {
+    platform::FileSystem& files = platform::Files();
+    if (files.IsNormalFile(strPath)) {
+      String temp = GetTempFilePath();
+      if (int32_t e = files.CopyFile(strPath, temp)) ThrowPlatformError(e);
+      if (int32_t e = files.DeleteFile(strPath)) ThrowPlatformError(e);
+      temp_path = temp;
+      remembered = true;
+    }
+    {
+      platform::PrivateProfile& profile = platform::Profile();
+      // The writes collect in the profile's copy of the file and reach the disk once.
+      platform::ProfileBatch batch(profile, strPath);
+      PassAnsi(strPath);
+      Ref<IniFileSections> sections = Sections();
+      for (int32_t s = 1; s <= sections->Count(); ++s) {
+        IniFileSection& section = sections->At(s);
+        Ref<IniFileKeys> keys = section.Keys();
+        String name = section.SectionName();
+        for (int32_t k = 1; k <= keys->Count(); ++k) {
+          const IniFileKey& key = keys->At(k);
+          profile.WriteString(name, key.KeyName(), key.KeyValue(), strPath);
+        }
+      }
+      // The result of a write is not looked at, as the platform's callers do not: a write that
+      // fails where there was no file loses nothing. But a file taken away above must not
+      // vanish with its temporary copy, so there a failed write is a failure.
+      int32_t written = batch.Commit();
+      if (written && remembered) ThrowPlatformError(written);
+    }
+    if (remembered) {
+      if (int32_t e = files.DeleteFile(temp_path)) ThrowPlatformError(e);
+    }
+  } catch (...) {
+    Error failure = AsError(std::current_exception());
+    if (remembered) {
+      if (int32_t e = platform::Files().CopyFile(temp_path, strPath)) ThrowPlatformError(e);
+    }
+    throw Error(failure.Number(), "Inifile:WriteInifile", failure.Description());
+  }
+}
+
+}  // namespace borvane

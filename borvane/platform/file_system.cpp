@@ -1,0 +1,286 @@
+#include "borvane/platform/file_system.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include "borvane/automation/error.h"
+
+namespace borvane::platform {
+
+std::string NativePath(const String& path) {
+  std::string out = path.ToUtf8();
+  for (char& c : out)
+    if (c == '\\') c = '/';
+  return out;
+}
+
+namespace {
+
+bool IsHiddenName(const std::string& path) {
+  size_t slash = path.find_last_of('/');
+  std::string_view name = std::string_view(path).substr(slash == std::string::npos ? 0 : slash + 1);
+  return !name.empty() && name[0] == '.';
+}
+
+int32_t FromErrno(int e) {
+  switch (e) {
+    case ENOENT:
+      return kErrFileNotFound;
+    case ENOTDIR:
+      return kErrPathNotFound;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return kErrPermissionDenied;
+    case ENOSPC:
+    case EDQUOT:
+      return 61;  // Disk full
+    case EISDIR:
+    case EBUSY:
+    case ETXTBSY:
+      return 75;  // Path/File access error
+    case ENAMETOOLONG:
+      return kErrBadFileName;
+    default:
+      return kErrDeviceIO;
+  }
+}
+
+// A missing file names "file not found"; a missing folder on the way "path not found".
+int32_t MissingError(const std::string& path) {
+  size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos || slash == 0) return kErrFileNotFound;
+  struct stat st;
+  std::string folder = path.substr(0, slash);
+  if (::stat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return kErrPathNotFound;
+  return kErrFileNotFound;
+}
+
+int32_t ErrorFor(int e, const std::string& path) {
+  return e == ENOENT ? MissingError(path) : FromErrno(e);
+}
+
+class Fd {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  int get() const { return fd_; }
+  // Closes now, so that an error of the close is seen.
+  int Close() {
+    int r = ::close(fd_);
+    fd_ = -1;
+    return r;
+  }
+
+ private:
+  int fd_;
+};
+
+int32_t ReadAll(const std::string& path, std::string& bytes) {
+  Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) return ErrorFor(errno, path);
+  struct stat st;
+  if (::fstat(fd.get(), &st) != 0) return FromErrno(errno);
+  if (S_ISDIR(st.st_mode)) return 75;
+  bytes.clear();
+  if (st.st_size > 0) bytes.reserve(static_cast<size_t>(st.st_size));
+  char chunk[1 << 16];
+  for (;;) {
+    ssize_t n = ::read(fd.get(), chunk, sizeof chunk);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return FromErrno(errno);
+    }
+    if (n == 0) break;
+    bytes.append(chunk, static_cast<size_t>(n));
+  }
+  return 0;
+}
+
+int32_t WriteAll(const std::string& path, std::string_view bytes) {
+  Fd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return ErrorFor(errno, path);
+  while (!bytes.empty()) {
+    ssize_t n = ::write(fd.get(), bytes.data(), bytes.size());
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return FromErrno(errno);
+    }
+    bytes.remove_prefix(static_cast<size_t>(n));
+  }
+  if (fd.Close() != 0) return FromErrno(errno);
+  return 0;
+}
+
+class RealFileSystem : public FileSystem {
+ public:
+  String TempFolder() override {
+    const char* dir = std::getenv("TMPDIR");
+    std::string folder = (dir && *dir) ? dir : "/tmp";
+    if (folder.back() != '/') folder += '/';
+    return String::FromUtf8(folder);
+  }
+
+  String CreateTempFile(const String& folder, const String& prefix) override {
+    std::string name = NativePath(folder);
+    if (!name.empty() && name.back() != '/') name += '/';
+    name += NativePath(prefix) + "XXXXXX.tmp";
+    std::vector<char> buffer(name.begin(), name.end());
+    buffer.push_back('\0');
+    int fd = ::mkstemps(buffer.data(), 4);
+    if (fd < 0) return String();
+    ::close(fd);
+    return String::FromUtf8(buffer.data());
+  }
+
+  bool IsNormalFile(const String& path) override {
+    std::string p = NativePath(path);
+    struct stat st;
+    return ::stat(p.c_str(), &st) == 0 && S_ISREG(st.st_mode) && !IsHiddenName(p);
+  }
+
+  int32_t CopyFile(const String& from, const String& to) override {
+    std::string bytes;
+    if (int32_t e = ReadAll(NativePath(from), bytes)) return e;
+    return WriteAll(NativePath(to), bytes);
+  }
+
+  int32_t DeleteFile(const String& path) override {
+    std::string p = NativePath(path);
+    struct stat st;
+    if (::lstat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return kErrFileNotFound;
+    if (::unlink(p.c_str()) != 0) return ErrorFor(errno, p);
+    return 0;
+  }
+
+  int32_t ReadFile(const String& path, std::string& bytes) override {
+    return ReadAll(NativePath(path), bytes);
+  }
+
+  int32_t WriteFile(const String& path, std::string_view bytes) override {
+    return WriteAll(NativePath(path), bytes);
+  }
+};
+
+std::string FolderOf(const std::string& path) {
+  size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+}
+
+}  // namespace
+
+FileSystem& FileSystem::Real() {
+  static RealFileSystem real;
+  return real;
+}
+
+MemoryFileSystem::MemoryFileSystem() {
+  folders_.insert("/tmp/");
+}
+
+void MemoryFileSystem::Fail(Op op, int call, int32_t error) {
+  failures_[{op, calls_[op] + call}] = error;
+}
+
+void MemoryFileSystem::AddFolder(const std::string& folder) {
+  folders_.insert(folder.back() == '/' ? folder : folder + "/");
+}
+
+void MemoryFileSystem::SetReadOnly(const std::string& folder, bool read_only) {
+  std::string f = folder.back() == '/' ? folder : folder + "/";
+  if (read_only) {
+    read_only_.insert(f);
+  } else {
+    read_only_.erase(f);
+  }
+}
+
+void MemoryFileSystem::Put(const std::string& path, std::string bytes) {
+  AddFolder(FolderOf(path));
+  files_[path] = std::move(bytes);
+}
+
+const std::string* MemoryFileSystem::Get(const std::string& path) const {
+  auto it = files_.find(path);
+  return it == files_.end() ? nullptr : &it->second;
+}
+
+int32_t MemoryFileSystem::Injected(Op op) {
+  int call = ++calls_[op];
+  auto it = failures_.find({op, call});
+  if (it == failures_.end()) return 0;
+  int32_t e = it->second;
+  failures_.erase(it);
+  return e;
+}
+
+int32_t MemoryFileSystem::CheckFolder(const std::string& path, bool needs_folder_write) const {
+  std::string folder = FolderOf(path);
+  if (!folders_.count(folder)) return kErrPathNotFound;
+  if (needs_folder_write && read_only_.count(folder)) return kErrPermissionDenied;
+  return 0;
+}
+
+String MemoryFileSystem::CreateTempFile(const String& folder, const String& prefix) {
+  if (Injected(kCreateTemp)) return String();
+  std::string f = NativePath(folder);
+  if (!f.empty() && f.back() != '/') f += '/';
+  std::string path;
+  do {
+    path = f + NativePath(prefix) + std::to_string(next_temp_++) + ".tmp";
+  } while (files_.count(path));
+  if (CheckFolder(path, true)) return String();
+  files_[path] = std::string();
+  return String::FromUtf8(path);
+}
+
+bool MemoryFileSystem::IsNormalFile(const String& path) {
+  std::string p = NativePath(path);
+  return files_.count(p) && !IsHiddenName(p);
+}
+
+int32_t MemoryFileSystem::CopyFile(const String& from, const String& to) {
+  if (int32_t e = Injected(kCopy)) return e;
+  auto it = files_.find(NativePath(from));
+  if (it == files_.end()) return kErrFileNotFound;
+  std::string target = NativePath(to);
+  if (int32_t e = CheckFolder(target, !files_.count(target))) return e;
+  files_[target] = it->second;
+  return 0;
+}
+
+int32_t MemoryFileSystem::DeleteFile(const String& path) {
+  if (int32_t e = Injected(kDelete)) return e;
+  std::string p = NativePath(path);
+  if (!files_.count(p)) return kErrFileNotFound;
+  if (int32_t e = CheckFolder(p, true)) return e;
+  files_.erase(p);
+  return 0;
+}
+
+int32_t MemoryFileSystem::ReadFile(const String& path, std::string& bytes) {
+  if (int32_t e = Injected(kRead)) return e;
+  auto it = files_.find(NativePath(path));
+  if (it == files_.end()) return kErrFileNotFound;
+  bytes = it->second;
+  return 0;
+}
+
+int32_t MemoryFileSystem::WriteFile(const String& path, std::string_view bytes) {
+  if (int32_t e = Injected(kWrite)) return e;
+  std::string p = NativePath(path);
+  if (int32_t e = CheckFolder(p, !files_.count(p))) return e;
+  files_[p] = std::string(bytes);
+  return 0;
+}
+
+}  // namespace borvane::platform

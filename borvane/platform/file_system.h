@@ -1,0 +1,98 @@
+// The file system as the library's classes see it: whole-file reads and writes, copies,
+// deletions and temporary files.
+//
+// Paths are Strings as the library builds them. A "\" in a path is a separator, so it becomes
+// "/" when a path reaches the file system; the text goes to the system as UTF-8. Operations
+// that can fail return 0 or the number of the platform's file error (53 file not found, 70
+// permission denied, 76 path not found, 61 disk full, 75 path/file access error, 57 device
+// I/O error), which the caller may raise with ThrowPlatformError.
+#ifndef BORVANE_PLATFORM_FILE_SYSTEM_H_
+#define BORVANE_PLATFORM_FILE_SYSTEM_H_
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "borvane/automation/string.h"
+#include "borvane/platform/service.h"
+
+namespace borvane::platform {
+
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // The folder for temporary files, ending in "/": $TMPDIR if set and not empty, else /tmp.
+  virtual String TempFolder() = 0;
+  // Creates a new, empty file in `folder` whose name begins with `prefix`, and returns its
+  // full path; the empty String when no file could be made.
+  virtual String CreateTempFile(const String& folder, const String& prefix) = 0;
+  // True for a normal file: not a folder, and not hidden (on Linux a name that begins with
+  // ".").
+  virtual bool IsNormalFile(const String& path) = 0;
+  // Copies `from` over `to` (created or replaced).
+  virtual int32_t CopyFile(const String& from, const String& to) = 0;
+  virtual int32_t DeleteFile(const String& path) = 0;
+  // The whole content of the file into `bytes`.
+  virtual int32_t ReadFile(const String& path, std::string& bytes) = 0;
+  // Replaces the content of the file (created if missing; its folder must exist).
+  virtual int32_t WriteFile(const String& path, std::string_view bytes) = 0;
+
+  static FileSystem& Real();
+};
+
+inline FileSystem& Files() {
+  return Current<FileSystem>::Get();
+}
+
+// The path as the system takes it: "\" turned into "/", UTF-8.
+std::string NativePath(const String& path);
+
+// Files and folders held in memory, for tests. Every operation can be made to fail: Fail(op,
+// n, error) makes the n-th call of `op` from now on (1 = the next) return `error` without
+// doing anything. A read-only folder refuses new files, deletions and writes in it.
+class MemoryFileSystem : public FileSystem {
+ public:
+  enum Op { kCreateTemp, kCopy, kDelete, kRead, kWrite, kOpCount };
+
+  // Starts with the folder "/tmp/" as temporary folder.
+  MemoryFileSystem();
+
+  String TempFolder() override { return temp_folder_; }
+  String CreateTempFile(const String& folder, const String& prefix) override;
+  bool IsNormalFile(const String& path) override;
+  int32_t CopyFile(const String& from, const String& to) override;
+  int32_t DeleteFile(const String& path) override;
+  int32_t ReadFile(const String& path, std::string& bytes) override;
+  int32_t WriteFile(const String& path, std::string_view bytes) override;
+
+  void Fail(Op op, int call, int32_t error);
+  void AddFolder(const std::string& folder);
+  void SetReadOnly(const std::string& folder, bool read_only = true);
+  void SetTempFolder(const String& folder) { temp_folder_ = folder; }
+  // Direct access to the content, by native path.
+  void Put(const std::string& path, std::string bytes);
+  const std::string* Get(const std::string& path) const;
+  const std::map<std::string, std::string>& AllFiles() const { return files_; }
+  int Calls(Op op) const { return calls_[op]; }
+
+ private:
+  // The injected error of this call of `op`, or 0.
+  int32_t Injected(Op op);
+  // 0 when a new file may be made or an existing one changed at `path`.
+  int32_t CheckFolder(const std::string& path, bool needs_folder_write) const;
+
+  String temp_folder_ = "/tmp/";
+  std::map<std::string, std::string> files_;
+  std::set<std::string> folders_;
+  std::set<std::string> read_only_;
+  int calls_[kOpCount] = {};
+  std::map<std::pair<int, int>, int32_t> failures_;  // (op, call number) -> error
+  int next_temp_ = 1;
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_FILE_SYSTEM_H_

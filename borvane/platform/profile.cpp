@@ -1,0 +1,112 @@
+#include "borvane/platform/profile.h"
+
+#include "borvane/automation/codepage.h"
+#include "borvane/platform/file_system.h"
+
+namespace borvane::platform {
+
+ProfileDocument& CachingProfile::Open(const String& path, ProfileDocument& scratch) {
+  std::string native = NativePath(path);
+  if (batch_) {
+    if (current_ && *current_ == native) return document_;
+    // The batch moves to another file: the current one goes to disk first.
+    Flush();
+    std::string bytes;
+    if (!Load(path, bytes)) bytes.clear();
+    document_.Load(std::move(bytes));
+    current_ = native;
+    current_path_ = path;
+    return document_;
+  }
+  std::string bytes;
+  if (!Load(path, bytes)) bytes.clear();
+  scratch.Load(std::move(bytes));
+  return scratch;
+}
+
+int32_t CachingProfile::Flush() {
+  int32_t error = 0;
+  if (current_ && document_.Modified()) error = Store(current_path_, document_.Serialize());
+  current_.reset();
+  current_path_ = String();
+  document_.Load(std::string());
+  return error;
+}
+
+uint32_t CachingProfile::GetSectionNames(char* buffer, uint32_t size, const String& path) {
+  ProfileDocument scratch;
+  return Open(path, scratch).SectionNames(buffer, size);
+}
+
+uint32_t CachingProfile::GetSection(const String& section, char* buffer, uint32_t size,
+                                    const String& path) {
+  ProfileDocument scratch;
+  return Open(path, scratch).Section(ToAnsi(section), buffer, size);
+}
+
+bool CachingProfile::WriteString(const String& section, const String& key, const String& value,
+                                 const String& path) {
+  // A null section asks nothing of the file, as the platform's call that only flushes.
+  if (section.IsNull()) return !batch_ || Flush() == 0;
+  ProfileDocument scratch;
+  ProfileDocument& doc = Open(path, scratch);
+  std::string k = key.IsNull() ? std::string() : ToAnsi(key);
+  std::string v = value.IsNull() ? std::string() : ToAnsi(value);
+  doc.Write(ToAnsi(section), key.IsNull() ? nullptr : &k, value.IsNull() ? nullptr : &v);
+  if (batch_ || !doc.Modified()) return true;
+  return Store(path, doc.Serialize()) == 0;
+}
+
+void CachingProfile::BeginBatch(const String& path) {
+  if (batch_) Flush();
+  batch_ = true;
+  (void)path;  // the file is loaded by the batch's first call
+}
+
+int32_t CachingProfile::EndBatch() {
+  if (!batch_) return 0;
+  int32_t error = Flush();
+  batch_ = false;
+  return error;
+}
+
+bool FileProfile::Load(const String& path, std::string& bytes) {
+  return Files().ReadFile(path, bytes) == 0;
+}
+
+int32_t FileProfile::Store(const String& path, const std::string& bytes) {
+  return Files().WriteFile(path, bytes);
+}
+
+PrivateProfile& PrivateProfile::Real() {
+  thread_local FileProfile real;
+  return real;
+}
+
+void MemoryProfile::SetFile(const String& path, std::string bytes) {
+  files_[NativePath(path)] = std::move(bytes);
+}
+
+const std::string* MemoryProfile::File(const String& path) const {
+  auto it = files_.find(NativePath(path));
+  return it == files_.end() ? nullptr : &it->second;
+}
+
+void MemoryProfile::RemoveFile(const String& path) {
+  files_.erase(NativePath(path));
+}
+
+bool MemoryProfile::Load(const String& path, std::string& bytes) {
+  const std::string* f = File(path);
+  if (!f) return false;
+  bytes = *f;
+  return true;
+}
+
+int32_t MemoryProfile::Store(const String& path, const std::string& bytes) {
+  if (store_error_) return store_error_;
+  files_[NativePath(path)] = bytes;
+  return 0;
+}
+
+}  // namespace borvane::platform

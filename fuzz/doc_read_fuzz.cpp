@@ -1,0 +1,67 @@
+// Arbitrary text to Doc.ReadXML, then the document written back and read again. The reader
+// must build nodes or raise its guarded error; anything else is a fault.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "borvane/automation/codepage.h"
+#include "borvane/automation/error.h"
+#include "borvane/doctree/doc.h"
+
+namespace {
+
+using borvane::Doc;
+using borvane::Error;
+using borvane::Ref;
+using borvane::String;
+using borvane::Variant;
+
+// The first byte chooses how the rest becomes text: 16-bit units, so that every code unit can
+// occur, or one character per byte.
+String TextOf(const uint8_t* data, size_t size) {
+  if (size == 0) return String();
+  if (data[0] & 1) {
+    std::u16string units;
+    for (size_t i = 1; i + 1 < size; i += 2)
+      units += static_cast<char16_t>(data[i] | (data[i + 1] << 8));
+    return String(std::move(units));
+  }
+  return borvane::FromBytesLatin1(
+      std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1));
+}
+
+template <class F>
+void Try(F&& body) {
+  try {
+    body();
+  } catch (const Error&) {
+    // The library's own errors are the expected outcome of bad input.
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  String text = TextOf(data, size);
+  Ref<Doc> doc = borvane::MakeRef<Doc>();
+  String no_parent;
+  Try([&] { doc->ReadXML(text, no_parent); });
+  if (doc->Count() > 0) {
+    // Read it again below the first node, which exercises the ParentKey path.
+    String parent = "N1";
+    Try([&] { doc->ReadXML(text, parent); });
+    for (bool indent : {false, true}) {
+      String start;
+      String written;
+      Try([&] { written = doc->WriteXML(indent, start); });
+      Ref<Doc> again = borvane::MakeRef<Doc>();
+      Try([&] { again->ReadXML(written, no_parent); });
+    }
+    String expression = doc->Item(Variant(int32_t{1}))->Name();
+    Ref<Doc> selection = doc->SelectNodes(expression);
+    Variant last = doc->Count();
+    Try([&] { doc->Remove(last); });
+    Try([&] { doc->Clear(); });
+  }
+  return 0;
+}

@@ -1,0 +1,108 @@
+// Very deep and wide trees, and what stays of nodes once their Doc has gone.
+#include <gtest/gtest.h>
+
+#include "doctree_test_util.h"
+
+namespace borvane::testing {
+namespace {
+
+constexpr int kDepth = 1000000;
+
+TEST(DeepTest, MillionLevelsReadWriteSelectAndRemove) {
+  std::u16string text;
+  for (int i = 0; i < kDepth; ++i) text += u"<a>";
+  text += u"\"v\"";
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, String(std::move(text)));
+  ASSERT_EQ(doc->Count(), kDepth);
+  Ref<DocNode> deepest = At(*doc, kDepth);
+  EXPECT_EQ(deepest->Level(), kDepth - 1);
+  EXPECT_EQ(deepest->Value(), Variant("v"));
+  String out = Write(*doc, false);
+  EXPECT_EQ(out.size(), static_cast<size_t>(kDepth) * 9 + 4);  // "<a>\n", "</a>\n", value
+  String expr = "a//a";
+  EXPECT_EQ(doc->SelectNodes(expr)->Count(), kDepth - 1);
+  bool deep = true;
+  String name = "b";
+  EXPECT_TRUE(At(*doc, int32_t{1})->SelectSingleNode(name, deep).IsNothing());
+  Variant middle = kDepth / 2;
+  doc->Remove(middle);
+  EXPECT_EQ(doc->Count(), kDepth / 2 - 1);
+  EXPECT_TRUE(deepest->Parent().IsNothing());
+  doc->Clear();
+  EXPECT_EQ(doc->Count(), 0);
+}
+
+TEST(DeepTest, ReleasedDocFreesItsTreeButHeldNodesStayUsable) {
+  int64_t before = LiveObjectCount();
+  Ref<DocNode> held_top, held_mid;
+  {
+    std::u16string text;
+    for (int i = 0; i < kDepth; ++i) text += u"<a>";
+    Ref<Doc> doc = MakeRef<Doc>();
+    Read(*doc, String(std::move(text)));
+    held_mid = At(*doc, 10);
+    Read(*doc, "<top><x><y></y></x><z></z></top>");
+    held_top = At(*doc, "N1000001");
+  }
+  // The node a caller holds keeps its subtree; what no one holds went with the Doc.
+  EXPECT_TRUE(held_mid->Parent().IsNothing());
+  EXPECT_TRUE(held_mid->Root().IsNothing());
+  EXPECT_EQ(held_mid->Child()->Child()->Level(), 2);
+  EXPECT_EQ(held_top->Children(), 2);
+  EXPECT_EQ(U8(held_top->Child()->Child()->Path()), "top//x//y");
+  bool indent = true;
+  String text;
+  held_top->WriteXMLNode(text, indent);
+  EXPECT_EQ(U8(text),
+            "<top>\n\t<x>\n\t\t<y>\n\t\t\"\"\n\t\t</y>\n\t</x>\n\t<z>\n\t\"\"\n\t</z>\n</top>\n");
+  held_mid.Reset();
+  held_top.Reset();
+  EXPECT_EQ(LiveObjectCount(), before);
+}
+
+TEST(DeepTest, ManyChildrenAddInConstantTime) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Ref<DocNode> root = AddNode(*doc, "", "r");
+  for (int i = 0; i < 200000; ++i) AddNode(*doc, "N1", "c");
+  EXPECT_EQ(root->Children(), 200000);
+  EXPECT_EQ(root->Child()->LastSibling(), At(*doc, doc->Count()));
+  Variant last = doc->Count();
+  doc->Remove(last);
+  AddNode(*doc, "N1", "after");
+  EXPECT_EQ(U8(root->Child()->LastSibling()->Name()), "after");
+  EXPECT_EQ(root->Children(), 200000);
+}
+
+TEST(DeepTest, SameKeyUnderASharedParentIsSafe) {
+  // A selection has its own key counter, so a node it adds below a shared node can carry the
+  // key of the parent's first child. Removing it moves the parent's Child by key.
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<p><a></a><b></b></p>");  // p N1, a N2, b N3
+  Ref<DocNode> p = At(*doc, "N1");
+  Ref<Doc> sel = MakeRef<Doc>();
+  sel->AddExistingNode(p);
+  sel->CreateKey();
+  String rel = "N1", key, name = "c";
+  enumRelationship how = iagChild;
+  Variant value = Variant::Missing();
+  Ref<DocNode> c = sel->Add(rel, how, key, name, value);  // key "N2", like a
+  EXPECT_EQ(U8(c->Key()), "N2");
+  EXPECT_EQ(p->Children(), 3);
+  Variant k = "N2";
+  Ref<DocNode> a = At(*doc, "N2");
+  sel->Remove(k);
+  EXPECT_TRUE(p->Child().IsNothing());  // Child moved to c's next sibling: nothing
+  EXPECT_EQ(a->Parent(), p);
+  EXPECT_EQ(U8(a->NextSibling()->Name()), "b");
+  sel.Reset();
+  p.Reset();
+  doc.Reset();
+  // a still names its parent, which stays alive for it.
+  EXPECT_EQ(U8(a->Parent()->Name()), "p");
+  bool deep = false;
+  EXPECT_EQ(a->NextSibling()->SelectSingleNode(name = "B", deep)->Key(), String("N3"));
+}
+
+}  // namespace
+}  // namespace borvane::testing

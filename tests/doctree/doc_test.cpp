@@ -1,0 +1,255 @@
+// Keys, links, removal and the guarded members of Doc and DocNode.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "borvane/automation/dispatch.h"
+#include "borvane/frame/global.h"
+#include "doctree_test_util.h"
+
+namespace borvane::testing {
+namespace {
+
+TEST(DocTest, KeysAreGeneratedAndCollide) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  String rel, key, name;
+  enumRelationship how = enumRelationship(2);
+  Variant value = Variant::Missing();
+  Ref<DocNode> first = doc->Add(rel, how, key, name, value);
+  EXPECT_EQ(U8(key), "N1");  // written back into the caller's Key
+  EXPECT_EQ(first->Root(), first);
+  EXPECT_TRUE(first->Value().IsMissing());
+  Ref<DocNode> second = AddNode(*doc, "", "");
+  EXPECT_EQ(U8(second->Key()), "N2");
+  EXPECT_EQ(second->Root(), first);
+  EXPECT_TRUE(second->Parent().IsNothing());
+  // Keys compare without case; a caller's key can take a number the counter will reach.
+  EXPECT_TRUE(IsGuarded(Raised([&] { AddNode(*doc, "", "x", 1.0, "n1"); }), "Doc:Add Method"));
+  AddNode(*doc, "", "mine", Variant::Missing(), "N3");
+  EXPECT_TRUE(IsGuarded(Raised([&] { AddNode(*doc, "", "x"); }), "Doc:Add Method"));
+  EXPECT_EQ(doc->Count(), 3);
+  EXPECT_EQ(U8(doc->CreateKey()), "N4");  // N3 was used up by the failed Add
+  // A space in the name fails inside Add; the generated key stays used and written back.
+  String spaced = "a b", k2;
+  Variant v2 = 1.0;
+  EXPECT_TRUE(IsGuarded(Raised([&] { doc->Add(rel, how, k2, spaced, v2); }), "Doc:Add Method"));
+  EXPECT_EQ(U8(k2), "N5");
+  EXPECT_EQ(doc->Count(), 3);
+  // The counter survives Clear.
+  doc->Clear();
+  doc->Clear();
+  doc->Clear();
+  EXPECT_EQ(doc->Count(), 0);
+  EXPECT_EQ(U8(AddNode(*doc, "", "again")->Key()), "N6");
+}
+
+TEST(DocTest, KeysLookAlikeOnlyWhenEqualWithoutCase) {
+  // Keys of the generated form are found by number; others, and numbers far ahead, by hash.
+  Ref<Doc> doc = MakeRef<Doc>();
+  for (int i = 0; i < 300; ++i) AddNode(*doc, "", "e");
+  AddNode(*doc, "", "a", Variant::Missing(), "N05");
+  AddNode(*doc, "", "c", Variant::Missing(), "N2000000000");
+  AddNode(*doc, "", "d", Variant::Missing(), "N99999999999");
+  EXPECT_TRUE(IsGuarded(Raised([&] { AddNode(*doc, "", "x", 1.0, "n5"); }), "Doc:Add Method"));
+  EXPECT_TRUE(
+      IsGuarded(Raised([&] { AddNode(*doc, "", "x", 1.0, "n2000000000"); }), "Doc:Add Method"));
+  EXPECT_EQ(U8(At(*doc, "n05")->Name()), "a");
+  EXPECT_EQ(U8(At(*doc, "n99999999999")->Name()), "d");
+  for (int i = 1; i <= 200; ++i) {
+    Variant key = String("N" + std::to_string(i));
+    if (i != 5) doc->Remove(key);
+  }
+  EXPECT_EQ(doc->Count(), 104);
+  EXPECT_EQ(U8(At(*doc, int32_t{3})->Key()), "N202");
+  EXPECT_EQ(U8(At(*doc, "N2000000000")->Name()), "c");
+  EXPECT_EQ(U8(At(*doc, "n300")->Key()), "N300");
+  EXPECT_EQ(U8(At(*doc, "n5")->Key()), "N5");
+  EXPECT_EQ(Raised([&] { At(*doc, "N200"); }).Number(), 5);
+  AddNode(*doc, "", "f", Variant::Missing(), "N200");  // a removed key can be used again
+  EXPECT_EQ(U8(At(*doc, int32_t{105})->Name()), "f");
+}
+
+TEST(DocTest, LinksStepByStep) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Ref<DocNode> n1 = AddNode(*doc, "", "r");
+  Ref<DocNode> n2 = AddNode(*doc, "N1", "a");
+  Ref<DocNode> n3 = AddNode(*doc, "N1", "b");
+  Ref<DocNode> n4 = AddNode(*doc, "N2", "c");
+  EXPECT_EQ(n1->Child(), n2);
+  EXPECT_EQ(n2->NextSibling(), n3);
+  EXPECT_EQ(n3->PreviousSibling(), n2);
+  EXPECT_EQ(n4->Parent(), n2);
+  EXPECT_EQ(n4->Root(), n1);
+  EXPECT_EQ(n1->Children(), 2);
+  EXPECT_EQ(n2->LastSibling(), n3);
+  EXPECT_EQ(n3->LastSibling(), n3);
+  EXPECT_EQ(n3->FirstSibling(), n2);
+  EXPECT_EQ(n4->Level(), 2);
+  // FirstSibling calls through an empty parent: platform error 91, not guarded.
+  EXPECT_EQ(Raised([&] { n1->FirstSibling(); }).Number(), 91);
+  // With the default relationship the relative must exist, but no link is made.
+  String rel = "N2", key, name = "loose";
+  enumRelationship two = enumRelationship(2);
+  Variant value = Variant::Missing();
+  Ref<DocNode> loose = doc->Add(rel, two, key, name, value);
+  EXPECT_TRUE(loose->Parent().IsNothing());
+  EXPECT_EQ(n2->Children(), 1);
+  // A missing relative fails after the node was added.
+  EXPECT_TRUE(IsGuarded(Raised([&] { AddNode(*doc, "N99", "x"); }), "Doc:Add Method"));
+  EXPECT_EQ(doc->Count(), 6);
+  EXPECT_TRUE(At(*doc, "N6")->Parent().IsNothing());
+  EXPECT_EQ(At(*doc, "N6")->Root(), n1);
+  // The collection keeps the order of adding.
+  std::vector<std::string> names;
+  ForEach(Object(doc),
+          [&](const Variant& v) { names.push_back(U8(v.ToObject().As<DocNode>()->Name())); });
+  EXPECT_EQ(names, (std::vector<std::string>{"r", "a", "b", "c", "loose", "x"}));
+}
+
+TEST(DocTest, ItemAndNameFailuresPassThrough) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  EXPECT_EQ(Raised([&] { At(*doc, int32_t{1}); }).Number(), 9);
+  Ref<DocNode> node = AddNode(*doc, "", "a");
+  EXPECT_EQ(Raised([&] { At(*doc, "nope"); }).Number(), 5);
+  EXPECT_EQ(Raised([&] { At(*doc, int32_t{2}); }).Number(), 9);
+  EXPECT_EQ(At(*doc, "n1"), node);
+  Error e = Raised([&] { node->SetName("x y"); });
+  EXPECT_EQ(e.Number(), 102);
+  EXPECT_EQ(U8(node->Name()), "a");
+  node->SetName("tab\there");  // only the space is refused
+  EXPECT_EQ(U8(node->Name()), "tab\there");
+  // Removing what is not there changes nothing.
+  Variant missing = "N7";
+  EXPECT_TRUE(IsGuarded(Raised([&] { doc->Remove(missing); }), "Doc:Remove Method"));
+  EXPECT_EQ(doc->Count(), 1);
+  bool indent = false;
+  String start = "N9";
+  EXPECT_TRUE(IsGuarded(Raised([&] { doc->WriteXML(indent, start); }), "Doc:WriteXML Method"));
+  Ref<Doc> empty = MakeRef<Doc>();
+  EXPECT_TRUE(IsGuarded(Raised([&] { Write(*empty); }), "Doc:WriteXML Method"));
+  // A value that cannot become text fails the guarded writer, and passes through WriteXMLNode.
+  node->SetValue(Variant(Array::OfVariants({Variant(int32_t{1})})));
+  EXPECT_TRUE(IsGuarded(Raised([&] { Write(*doc); }), "Doc:WriteXML Method"));
+  String text = "kept";
+  EXPECT_EQ(Raised([&] { node->WriteXMLNode(text, indent); }).Number(), 13);
+  EXPECT_EQ(U8(text), "kept");
+}
+
+TEST(DocTest, RemovalTakesSubtreesInPostOrder) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  AddNode(*doc, "", "top", Variant::Missing(), "T");
+  Ref<DocNode> r = AddNode(*doc, "T", "r", Variant::Missing(), "R");
+  Ref<DocNode> a = AddNode(*doc, "R", "a", Variant::Missing(), "A");
+  AddNode(*doc, "A", "a1", Variant::Missing(), "A1");
+  Ref<DocNode> b = AddNode(*doc, "R", "b", Variant::Missing(), "B");
+  String name = "k";
+  Variant value = 1.0;
+  Ref<Attributes> attrs = a->Attributes();
+  attrs->Add(name, value);
+  String keys;
+  r->RemoveNode(keys);
+  EXPECT_EQ(U8(keys), "A1,A,B,R");
+  EXPECT_EQ(attrs->Count(), 0);  // emptied on the way
+  // Free-standing now, with key, name and value kept.
+  EXPECT_TRUE(a->Parent().IsNothing() && a->Child().IsNothing() && a->Root().IsNothing());
+  EXPECT_TRUE(b->PreviousSibling().IsNothing());
+  EXPECT_EQ(U8(a->Path()), "a");
+  EXPECT_EQ(a->Attributes()->Count(), 0);
+  EXPECT_NE(a->Attributes(), attrs);
+  EXPECT_EQ(U8(a->Key()), "A");
+  EXPECT_EQ(doc->Count(), 5);  // the list is Doc.Remove's part
+  String more = "x";
+  a->RemoveNode(more);
+  EXPECT_EQ(U8(more), "x,A");
+}
+
+TEST(DocTest, RemoveJoinsSiblingsAndDropsKeys) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Ref<DocNode> n1 = AddNode(*doc, "", "r");
+  Ref<DocNode> n2 = AddNode(*doc, "N1", "a");
+  Ref<DocNode> n3 = AddNode(*doc, "N1", "b");
+  Ref<DocNode> n4 = AddNode(*doc, "N2", "c");
+  Ref<DocNode> n5 = AddNode(*doc, "N1", "d");
+  Variant key = "N2";
+  doc->Remove(key);
+  EXPECT_EQ(doc->Count(), 3);  // the subtree goes as a whole
+  EXPECT_EQ(n1->Child(), n3);
+  EXPECT_TRUE(n3->PreviousSibling().IsNothing());
+  EXPECT_TRUE(n4->Parent().IsNothing());
+  EXPECT_EQ(Raised([&] { At(*doc, "N4"); }).Number(), 5);
+  Variant middle = int32_t{2};  // by position: n3
+  doc->Remove(middle);
+  EXPECT_EQ(n1->Child(), n5);
+  EXPECT_EQ(n1->Children(), 1);
+  AddNode(*doc, "N1", "e");  // appends after a removal at the end of the list
+  EXPECT_EQ(n5->NextSibling()->Name(), String("e"));
+  Variant last = "N6";
+  doc->Remove(last);
+  Variant only = "N5";
+  doc->Remove(only);
+  EXPECT_TRUE(n1->Child().IsNothing());
+  EXPECT_EQ(n1->Children(), 0);
+  AddNode(*doc, "N1", "f");
+  EXPECT_EQ(U8(n1->Child()->Name()), "f");
+  // An enumeration under way survives the removal of entries.
+  AddNode(*doc, "", "g");
+  AddNode(*doc, "", "h");
+  Ref<Enumerator> e = doc->NewEnum();
+  Variant item;
+  ASSERT_TRUE(e->Next(item));
+  Variant g = "N8";
+  doc->Remove(g);
+  ASSERT_TRUE(e->Next(item));
+  EXPECT_EQ(U8(item.ToObject().As<DocNode>()->Name()), "f");
+  ASSERT_TRUE(e->Next(item));
+  EXPECT_EQ(U8(item.ToObject().As<DocNode>()->Name()), "h");
+  EXPECT_FALSE(e->Next(item));
+}
+
+TEST(DocTest, ClearRemovesOnlyTheFirstTree) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<a><b></b></a>");
+  AddNode(*doc, "", "loose1");
+  AddNode(*doc, "", "loose2");
+  doc->Clear();
+  EXPECT_EQ(doc->Count(), 2);
+  EXPECT_EQ(U8(At(*doc, int32_t{1})->Name()), "loose1");
+  // A key with a comma is unlinked, then fails to leave the list.
+  Ref<Doc> comma = MakeRef<Doc>();
+  AddNode(*comma, "", "p", Variant::Missing(), "a,b");
+  AddNode(*comma, "a,b", "c");
+  EXPECT_TRUE(IsGuarded(Raised([&] { comma->Clear(); }), "Doc:Remove Method"));
+  EXPECT_EQ(comma->Count(), 1);  // the child's key, listed first, did go
+  EXPECT_TRUE(At(*comma, "a,b")->Child().IsNothing());
+}
+
+TEST(DocTest, PathSeparatorIsSharedByTheThread) {
+  Ref<Doc> one = MakeRef<Doc>();
+  EXPECT_EQ(U8(one->PathSeparator()), "//");
+  Read(*one, "<a><><b></b></a>");
+  Ref<DocNode> b = At(*one, "N2");
+  one->SetPathSeparator("/");
+  Ref<Doc> two_holder;
+  EXPECT_EQ(U8(b->Path()), "a/b");
+  {
+    // Another Doc sees it; making a Doc sets it back.
+    Ref<Doc> two = MakeRef<Doc>();
+    EXPECT_EQ(U8(one->PathSeparator()), "//");
+    two->SetPathSeparator("");
+    EXPECT_EQ(U8(b->Path()), "ab");
+    EXPECT_EQ(U8(one->PathSeparator()), "");
+  }
+  one->SetPathSeparator("//");
+  Ref<Doc> empty_top = MakeRef<Doc>();
+  AddNode(*empty_top, "", "");
+  EXPECT_EQ(U8(AddNode(*empty_top, "N1", "b")->Path()), "//b");
+  EXPECT_EQ(U8(At(*empty_top, "N1")->Path()), "");
+  // Each thread has its own.
+  std::string other;
+  std::thread([&] { other = U8(gstrPathSeparator()); }).join();
+  one->SetPathSeparator("::");
+  EXPECT_EQ(other, "//");
+}
+
+}  // namespace
+}  // namespace borvane::testing

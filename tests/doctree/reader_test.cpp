@@ -1,0 +1,123 @@
+// The reader's treatment of values, white space, malformed text and its failures.
+#include <gtest/gtest.h>
+
+#include "doctree_test_util.h"
+
+namespace borvane::testing {
+namespace {
+
+Variant ValueRead(const char* text) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, text);
+  return At(*doc, int32_t{1})->Value();
+}
+
+TEST(ReaderTest, ValuesAreTypedByTheirForm) {
+  EXPECT_EQ(ValueRead("<a>Hello World</a>"), Variant("HelloWorld"));
+  EXPECT_EQ(ValueRead("<a>\"Hello World\"</a>"), Variant("Hello World"));
+  EXPECT_EQ(ValueRead("<a>12</a>"), Variant(12.0));
+  EXPECT_EQ(ValueRead("<a>\"12\"</a>"), Variant("12"));
+  EXPECT_EQ(ValueRead("<a>TRUE</a>"), Variant(true));
+  EXPECT_EQ(ValueRead("<a>fAlSe</a>"), Variant(false));
+  EXPECT_EQ(ValueRead("<a>1,5</a>"), Variant(1.0));  // numeric, but the number stops at ","
+  EXPECT_EQ(ValueRead("<a>\"x\" \"y\"</a>"), Variant("x\"\"y"));
+  EXPECT_EQ(ValueRead("<a></a>"), Variant(""));
+  EXPECT_EQ(ValueRead("<a>&lt;</a>"), Variant("&lt;"));  // no entities
+  EXPECT_EQ(ValueRead("<a>\"\"</a>"), Variant(""));
+  EXPECT_EQ(ValueRead("<a>\"<b>\"</a>"), Variant("<b>"));  // a "<" in quotes is text
+}
+
+TEST(ReaderTest, WhiteSpaceBetweenTagsDoesNotMatter) {
+  Ref<Doc> one = MakeRef<Doc>(), two = MakeRef<Doc>();
+  Read(*one, "<a x=1><b></b></a>");
+  Read(*two, "\r\n<a x=1>\n\t<b>\n\t</b>\n</a>\n");
+  EXPECT_EQ(U8(Write(*one)), U8(Write(*two)));
+  EXPECT_EQ(two->Count(), 2);
+  String text = "  <a  b=\"x y\">\t1 2 \x01</a> ";
+  EXPECT_EQ(U8(one->StripWhitespace(text)), "<a  b=\"x y\">12</a>");
+  String empty;
+  EXPECT_EQ(U8(one->StripWhitespace(empty)), "");
+}
+
+TEST(ReaderTest, TextWithoutTagsAddsNothing) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "", "no such key");  // an empty text does not even look at ParentKey
+  Read(*doc, " \r\n\t ");
+  Read(*doc, "plain text > no tags");
+  EXPECT_EQ(doc->Count(), 0);
+}
+
+TEST(ReaderTest, MalformedTextReadsWithoutFailing) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  // Mismatched closing names close all the same; a second top element becomes a child.
+  Read(*doc, "junk<a><b></x><c>v</c></a>after<d></d>");
+  ASSERT_EQ(doc->Count(), 4);
+  EXPECT_EQ(U8(At(*doc, "N3")->Path()), "a//c");
+  EXPECT_EQ(U8(At(*doc, "N4")->Path()), "a//d");
+
+  Ref<Doc> odd = MakeRef<Doc>();
+  // Self-closing and declarations stay current; "<>" and a tag without ">" are skipped.
+  Read(*odd, "<?xml version=\"1.0\"?><a/><><b<c>1</c>");
+  ASSERT_EQ(odd->Count(), 3);
+  Ref<DocNode> decl = At(*odd, "N1");
+  EXPECT_EQ(U8(decl->Name()), "?xml");
+  ASSERT_EQ(decl->Attributes()->Count(), 1);
+  EXPECT_EQ(U8(decl->Attributes()->Item(Variant(int32_t{1}))->Name()), "version");
+  EXPECT_TRUE(decl->Attributes()->Item(Variant(int32_t{1}))->Value().IsMissing());
+  EXPECT_EQ(U8(At(*odd, "N3")->Path()), "?xml//a///c");
+
+  Ref<Doc> comment = MakeRef<Doc>();
+  Read(*comment, "<!-- a note --><x\tb=1>");
+  EXPECT_EQ(U8(At(*comment, "N1")->Name()), "!--");
+  EXPECT_EQ(U8(At(*comment, "N1")->Attributes()->ToAttributeString()), "= = =");
+  EXPECT_EQ(U8(At(*comment, "N2")->Name()), "x\tb=1");  // a tab is no separator
+
+  Ref<Doc> quotes = MakeRef<Doc>();
+  // After an odd quote everything is quoted; a ">" in a quoted attribute ends the head.
+  Read(*quotes, "<a t=\"x>y\">v</a><b>\"open<c></c>");
+  ASSERT_EQ(quotes->Count(), 2);
+  EXPECT_EQ(U8(At(*quotes, "N1")->Attributes()->ToAttributeString()), "t=");
+  EXPECT_EQ(At(*quotes, "N1")->Value(), Variant("y\">v"));
+  EXPECT_EQ(At(*quotes, "N2")->Value(), Variant("\"open<c></c>"));
+
+  Ref<Doc> mark = MakeRef<Doc>();
+  Read(*mark,
+       "<a>\"x\x1e"
+       "b>y\"");  // code 30 cuts even inside quotes
+  ASSERT_EQ(mark->Count(), 2);
+  EXPECT_EQ(U8(At(*mark, "N2")->Name()), "b");
+}
+
+TEST(ReaderTest, FailuresAreGuardedAndKeepWhatWasRead) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<a></a></a>"); }), "Doc:ReadXML Method"));
+  EXPECT_EQ(doc->Count(), 1);  // nothing is rolled back
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<b>", "N9"); }), "Doc:ReadXML Method"));
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<c>\""); }), "Doc:ReadXML Method"));
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<d a=\">"); }), "Doc:ReadXML Method"));
+  EXPECT_EQ(doc->Count(), 2);  // the node was added before its attribute failed
+  Ref<Doc> fresh = MakeRef<Doc>();
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*fresh, "</a><b></b>"); }), "Doc:ReadXML Method"));
+  // A generated key that a caller used already fails the Add inside the reader.
+  AddNode(*fresh, "", "x", Variant::Missing(), "n2");
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*fresh, "<a></a><b></b>"); }), "Doc:ReadXML Method"));
+  EXPECT_EQ(fresh->Count(), 2);
+}
+
+TEST(ReaderTest, ReadsBelowAParentAndInAddition) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<r><p></p></r>");
+  // Below N2; the extra closing tag moves on up, so <y> hangs below N1.
+  Read(*doc, "<x>1</x></p><y></y>", "N2");
+  EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//p//x");
+  EXPECT_EQ(U8(At(*doc, "N4")->Path()), "r//y");
+  // Without ParentKey a Doc with nodes gets a new, unlinked top node.
+  Read(*doc, "<z><w></w></z>");
+  EXPECT_TRUE(At(*doc, "N5")->Parent().IsNothing());
+  EXPECT_EQ(U8(At(*doc, "N5")->Root()->Key()), "N1");
+  EXPECT_EQ(U8(At(*doc, "N6")->Path()), "z//w");
+  EXPECT_EQ(doc->Count(), 6);
+}
+
+}  // namespace
+}  // namespace borvane::testing

@@ -1,0 +1,157 @@
+// Runs the built borvane executable on the examples and on bad input.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+struct Result {
+  int status = -1;
+  std::string out, err;
+};
+
+std::string Slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+std::string Example(const std::string& name) {
+  return std::string(BORVANE_SOURCE_DIR) + "/examples/" + name;
+}
+
+class ToolTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() /
+           ("borvane-tool-test-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+
+  // `args` is shell text; `input` goes to standard input.
+  Result Run(const std::string& args, const std::string& input = "") {
+    std::string in = (dir_ / "in").string(), out = (dir_ / "out").string(),
+                err = (dir_ / "err").string();
+    std::ofstream(in, std::ios::binary) << input;
+    std::string cmd = std::string(BORVANE_TOOL) + " " + args + " <" + in + " >" + out + " 2>" + err;
+    int raw = std::system(cmd.c_str());
+    Result r;
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    r.out = Slurp(out);
+    r.err = Slurp(err);
+    return r;
+  }
+  std::filesystem::path dir_;
+};
+
+TEST_F(ToolTest, HelpAndUsage) {
+  Result r = Run("--help");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("usage: borvane"), std::string::npos);
+  for (const char* sub : {"classes", "inspect", "doc", "ini", "font-settings", "timer", "call"}) {
+    r = Run(std::string(sub) + " --help");
+    EXPECT_EQ(r.status, 0) << sub;
+    EXPECT_NE(r.out.find("usage: borvane"), std::string::npos) << sub;
+  }
+  r = Run("frobnicate");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("unknown command"), std::string::npos);
+  EXPECT_EQ(Run("").status, 2);
+  EXPECT_EQ(Run("timer --interval x --count 2").status, 2);
+  EXPECT_EQ(Run("doc format").status, 2);
+}
+
+TEST_F(ToolTest, ClassesAndLateBoundCalls) {
+  Result r = Run("classes");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("Borvane.Doc"), std::string::npos);
+  EXPECT_NE(r.out.find("IniFileKey         No"), std::string::npos);
+  r = Run("call Borvane.CStringBuilder EnsureCapacity 5000");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "6144\nTypeName: Long\n");
+  r = Run("call Borvane.CStringBuilder BufferBump 7");  // no such method: a property let
+  EXPECT_EQ(r.status, 0);
+  r = Run("call Borvane.Nothing X");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "borvane: Borvane: ActiveX component can't create object (error 429)\n");
+  r = Run("call Borvane.Doc Frobnicate");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("(error 438)"), std::string::npos);
+  r = Run("call Borvane.CStringBuilder EnsureCapacity abc");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("Type mismatch (error 13)"), std::string::npos);
+}
+
+TEST_F(ToolTest, DocumentCommands) {
+  Result r = Run("doc format " + Example("settings.xml"));
+  EXPECT_EQ(r.status, 0) << r.err;
+  // Numbers in attributes read back as text, and an element without a value line reads back
+  // with the empty text as its value; after that the form is stable.
+  EXPECT_EQ(r.out.rfind("<Settings Version=\"2\" Title=\"Editor settings\" Active=TRUE>\n", 0), 0u);
+  EXPECT_NE(r.out.find("\t\t<Output Dock=\"bottom\" Visible=TRUE>\n\t\t\"\"\n"), std::string::npos);
+  EXPECT_EQ(Run("doc format -", r.out).out, r.out);
+  r = Run("doc select " + Example("settings.xml") + " Font");
+  EXPECT_EQ(r.out,
+            "Settings//Editor//Font\nSettings//Editor//Font//Size\n"
+            "Settings//Editor//Font//Name\nSettings//Windows//MyFonts\n");
+  r = Run("doc find " + Example("settings.xml") + " OUTPUT");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "\t\t<Output Dock=\"bottom\" Visible=TRUE>\n\t\t\"\"\n\t\t</Output>\n");
+  r = Run("doc find " + Example("settings.xml") + " Nowhere");
+  EXPECT_EQ(r.status, 1);
+  r = Run("doc format /nonexistent/file.xml");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("(error 53)"), std::string::npos);
+}
+
+TEST_F(ToolTest, IniCommands) {
+  Result r = Run("ini get " + Example("options.ini") + " \"recent files\" file2");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "C:\\Projects\\Tools.vbp\n");
+  r = Run("ini section " + Example("options.ini") + " Debug --delimiter ';'");
+  EXPECT_EQ(r.out, "BreakOnErrors=All;WatchWindow=Docked\n");
+  r = Run("ini section " + Example("options.ini") + " Debug --keyless --delimiter ,");
+  EXPECT_EQ(r.out, "All,Docked\n");
+  std::string copy = (dir_ / "copy.ini").string();
+  std::filesystem::copy_file(Example("options.ini"), copy);
+  EXPECT_EQ(Run("ini set " + copy + " Editor TabWidth 8").status, 0);
+  EXPECT_EQ(Run("ini get " + copy + " editor tabwidth").out, "8\n");
+  EXPECT_EQ(Run("ini get " + copy + " Debug WatchWindow").out, "Docked\n");
+  r = Run("ini dump -", "[A]\r\nx=1\r\n");
+  EXPECT_EQ(r.out, "[A]\nx=1\n");
+  r = Run("ini get /nonexistent/options.ini A B");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "borvane: IniFile:ReadIniFile: File not found (error 30000)\n");
+}
+
+TEST_F(ToolTest, FontSettingsAndInspection) {
+  Result r = Run("font-settings");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.rfind("<Font Type=\"Font\">\n", 0), 0u) << r.out;
+  Result loaded = Run("font-settings --load -", r.out);
+  EXPECT_EQ(loaded.status, 0) << loaded.err;
+  EXPECT_EQ(loaded.out, r.out);
+  r = Run("font-settings --load -", "<Font>\n<FontBold>\nnot a boolean\n</FontBold>\n</Font>\n");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("CodeMaxSettings:SetXML prperty"), std::string::npos);
+  r = Run("inspect Borvane.Fontobj");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("FontName"), std::string::npos);
+  EXPECT_NE(r.out.find("Font "), std::string::npos);
+}
+
+TEST_F(ToolTest, TimerTicks) {
+  Result r = Run("timer --interval 20 --count 3");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("tick 3:"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("tick 4:"), std::string::npos);
+}
+
+}  // namespace
