@@ -1,5 +1,6 @@
 #include "borvane/automation/typeinfo.h"
 
+#include "borvane/automation/error.h"
 #include "borvane/automation/text.h"
 
 namespace borvane {
@@ -20,33 +21,12 @@ Variant TypeRef::TypedVariant() const {
     }
   }
   if (vartype & vbArray) return Variant(Array(vartype & ~vbArray, {}));
-  switch (vartype) {
-    case vbNull:
-      return Variant::Null();
-    case vbInteger:
-      return Variant(int16_t{0});
-    case vbLong:
-      return Variant(int32_t{0});
-    case vbSingle:
-      return Variant(0.0f);
-    case vbDouble:
-      return Variant(0.0);
-    case vbCurrency:
-      return Variant(Currency{});
-    case vbDate:
-      return Variant(Date{});
-    case vbString:
-      return Variant(String());
-    case vbObject:
-      return Variant::Nothing();
-    case vbError:
-      return Variant(ErrorValue{});
-    case vbBoolean:
-      return Variant(false);
-    case vbByte:
-      return Variant(uint8_t{0});
-    default:
-      return Variant();
+  if (vartype == vbNull) return Variant::Null();
+  // A type without a zero value of its own (a record, an unknown number) reads as Empty.
+  try {
+    return Variant::ZeroOf(vartype);
+  } catch (const Error&) {
+    return Variant();
   }
 }
 

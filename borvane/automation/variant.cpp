@@ -8,10 +8,7 @@
 
 namespace borvane {
 
-namespace {
-
-// The value a new element of an array of `type` starts with.
-Variant ZeroOf(int32_t type) {
+Variant Variant::ZeroOf(int32_t type) {
   switch (type) {
     case vbVariant:
       return Variant();
@@ -42,8 +39,6 @@ Variant ZeroOf(int32_t type) {
   }
 }
 
-}  // namespace
-
 Currency Currency::FromDouble(double value) {
   // The default rounding mode rounds halves to even.
   double scaled = std::nearbyint(value * kScale);
@@ -62,7 +57,7 @@ Array::Array(int32_t element_type, std::vector<Bound> bounds)
     count *= b.size();
     if (count > std::numeric_limits<int32_t>::max()) ThrowPlatformError(kErrOutOfMemory);
   }
-  items_.assign(static_cast<size_t>(count), ZeroOf(element_type_));
+  items_.assign(static_cast<size_t>(count), Variant::ZeroOf(element_type_));
 }
 
 Array Array::OfVariants(std::vector<Variant> items, int32_t lower) {
@@ -122,7 +117,7 @@ void Array::RedimPreserve(int32_t new_upper) {
   // The last dimension varies slowest, so its growth only appends or drops whole slices.
   int64_t count = inner * grown.size();
   if (count > std::numeric_limits<int32_t>::max()) ThrowPlatformError(kErrOutOfMemory);
-  items_.resize(static_cast<size_t>(count), ZeroOf(element_type_));
+  items_.resize(static_cast<size_t>(count), Variant::ZeroOf(element_type_));
   last = grown;
 }
 

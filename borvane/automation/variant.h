@@ -151,6 +151,9 @@ class Variant {
   // The marker that an omitted optional argument holds.
   static Variant Missing() { return Variant(ErrorValue{kParamNotFound}); }
   static Variant Nothing() { return Variant(Object()); }
+  // The value a new variable of VarType `type` holds: 0, "", False, Nothing, Empty for a
+  // Variant. Error 13 for a type that has none (Null, arrays, records).
+  static Variant ZeroOf(int32_t type);
 
   // The platform's VarType: the type number, with vbArray added for an array.
   int32_t VarType() const;
