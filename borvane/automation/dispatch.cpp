@@ -148,11 +148,9 @@ Ref<Enumerator> MakeEnumerator(std::function<bool(Variant&)> next) {
 
 void ForEach(const Object& collection, const std::function<void(const Variant&)>& body) {
   if (!collection) ThrowPlatformError(kErrObjectNotSet);
-  Object enumerator_object;
-  if (auto* direct = dynamic_cast<Enumerator*>(collection.Get())) {
-    enumerator_object = collection;
-    (void)direct;
-  } else {
+  // An enumerator enumerates itself; a collection gives one through its NewEnum member.
+  Object enumerator_object = collection;
+  if (!dynamic_cast<Enumerator*>(collection.Get())) {
     const InterfaceInfo& iface = collection->GetClassInfo().default_interface;
     const MemberInfo* m = iface.FindById(DISPID_NEWENUM, INVOKE_FUNC | INVOKE_PROPERTYGET);
     if (!m || !m->invoke) ThrowPlatformError(kErrNoSuchMember);

@@ -1,18 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include "borvane/borvane.h"
 
 namespace borvane {
 namespace {
 
-int32_t ErrorOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 TEST(CollectionTest, KeysAreCaseBlindAndUnique) {
   auto c = MakeRef<Collection>();

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include <cfloat>
 #include <cmath>
 #include <thread>
@@ -11,16 +13,7 @@
 namespace borvane {
 namespace {
 
-// The platform error number `f` raises, or 0 when it raises none.
-template <class F>
-int32_t ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 std::string Str(const Variant& v) {
   return CStr(v).ToUtf8();

@@ -2,20 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include "borvane/automation/error.h"
 
 namespace borvane {
 namespace {
 
-template <class F>
-int32_t ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 std::vector<std::string> Utf8(const std::vector<String>& pieces) {
   std::vector<std::string> out;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include <cmath>
 
 #include "borvane/automation/error.h"
@@ -9,15 +11,7 @@
 namespace borvane {
 namespace {
 
-template <class F>
-int32_t ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 TEST(Variant, TypeNumbersAreThePlatforms) {
   EXPECT_EQ(Variant().VarType(), 0);

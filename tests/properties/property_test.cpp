@@ -2,6 +2,8 @@
 // the silent event, and the Properties collection, also late-bound.
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include <functional>
 
 #include "borvane/borvane.h"
@@ -11,14 +13,7 @@
 namespace borvane {
 namespace {
 
-int32_t ErrorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 // Records what a descriptor hands to it: the call kind and the value as received.
 class Spy : public Dispatchable<Spy> {

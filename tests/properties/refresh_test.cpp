@@ -2,6 +2,8 @@
 // their texts, types, options and accessor kinds, a second Refresh, and failures.
 #include <gtest/gtest.h>
 
+#include "tests/test_support.h"
+
 #include <functional>
 #include <thread>
 
@@ -13,14 +15,7 @@
 namespace borvane {
 namespace {
 
-int32_t ErrorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using borvane::testing::ErrorOf;
 
 const TypeDesc& ShadeType() {
   // A constant that is not a Long has no option entry.
