@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <pugixml.hpp>
 #include <sstream>
 #include <string>
@@ -30,6 +31,7 @@ struct Tree {
   std::u16string text;    // what Doc.WriteXML gives
   std::string pugi_text;  // what pugixml writes
   int nodes = 0;
+  Shape shape = kBalanced;
 };
 
 Ref<Doc> BuildDoc(int nodes, Shape shape) {
@@ -87,9 +89,16 @@ void BuildPugi(pugi::xml_document& out, int nodes, Shape shape) {
   }
 }
 
+// Only the tree of the running benchmark is kept, so that a large run does not read into a
+// heap already filled by the other trees.
 Tree& TreeFor(int nodes, Shape shape) {
-  static std::map<std::pair<int, int>, Tree> trees;
-  Tree& t = trees[{nodes, shape}];
+  static std::unique_ptr<Tree> tree;
+  if (!tree || tree->nodes != nodes || tree->shape != shape) {
+    tree.reset();
+    tree = std::make_unique<Tree>();
+    tree->shape = shape;
+  }
+  Tree& t = *tree;
   if (!t.doc) {
     t.nodes = nodes;
     t.doc = BuildDoc(nodes, shape);
@@ -111,8 +120,8 @@ void SetRates(benchmark::State& state, size_t chars, int nodes) {
                                                  benchmark::Counter::kIsRate);
 }
 
-void BM_BorvaneWrite(benchmark::State& state) {
-  Tree& t = TreeFor(static_cast<int>(state.range(1)), static_cast<Shape>(state.range(0)));
+void BM_BorvaneWrite(benchmark::State& state, Shape shape, int nodes) {
+  Tree& t = TreeFor(nodes, shape);
   size_t chars = 0;
   for (auto _ : state) {
     bool indent = true;
@@ -124,8 +133,8 @@ void BM_BorvaneWrite(benchmark::State& state) {
   SetRates(state, chars, t.nodes);
 }
 
-void BM_PugiWrite(benchmark::State& state) {
-  Tree& t = TreeFor(static_cast<int>(state.range(1)), static_cast<Shape>(state.range(0)));
+void BM_PugiWrite(benchmark::State& state, Shape shape, int nodes) {
+  Tree& t = TreeFor(nodes, shape);
   size_t chars = 0;
   for (auto _ : state) {
     std::ostringstream s;
@@ -137,8 +146,8 @@ void BM_PugiWrite(benchmark::State& state) {
   SetRates(state, chars, t.nodes);
 }
 
-void BM_BorvaneRead(benchmark::State& state) {
-  Tree& t = TreeFor(static_cast<int>(state.range(1)), static_cast<Shape>(state.range(0)));
+void BM_BorvaneRead(benchmark::State& state, Shape shape, int nodes) {
+  Tree& t = TreeFor(nodes, shape);
   String text(t.text);
   for (auto _ : state) {
     Ref<Doc> doc = MakeRef<Doc>();
@@ -152,8 +161,8 @@ void BM_BorvaneRead(benchmark::State& state) {
   SetRates(state, t.text.size(), t.nodes);
 }
 
-void BM_PugiRead(benchmark::State& state) {
-  Tree& t = TreeFor(static_cast<int>(state.range(1)), static_cast<Shape>(state.range(0)));
+void BM_PugiRead(benchmark::State& state, Shape shape, int nodes) {
+  Tree& t = TreeFor(nodes, shape);
   for (auto _ : state) {
     auto* doc = new pugi::xml_document;
     doc->load_buffer(t.pugi_text.data(), t.pugi_text.size());
@@ -165,16 +174,23 @@ void BM_PugiRead(benchmark::State& state) {
   SetRates(state, t.pugi_text.size(), t.nodes);
 }
 
-void Sizes(benchmark::internal::Benchmark* b) {
-  b->Args({kBalanced, 1000000})->Args({kBalanced, 100000});
-  b->Args({kFlat, 100000})->Args({kFlat, 10000});
-  b->Unit(benchmark::kMillisecond);
+// Each tree is built once and used by all four benchmarks before the next is built.
+void RegisterAll() {
+  const std::pair<Shape, int> sizes[] = {
+      {kBalanced, 1000000}, {kBalanced, 100000}, {kFlat, 100000}, {kFlat, 10000}};
+  for (auto [shape, nodes] : sizes) {
+    std::string args = "/" + std::to_string(shape) + "/" + std::to_string(nodes);
+    using Fn = void (*)(benchmark::State&, Shape, int);
+    const std::pair<const char*, Fn> runs[] = {{"BM_BorvaneWrite", BM_BorvaneWrite},
+                                               {"BM_PugiWrite", BM_PugiWrite},
+                                               {"BM_BorvaneRead", BM_BorvaneRead},
+                                               {"BM_PugiRead", BM_PugiRead}};
+    for (auto [name, fn] : runs)
+      benchmark::RegisterBenchmark((name + args).c_str(), fn, shape, nodes)
+          ->Unit(benchmark::kMillisecond)
+          ->MinTime(1.0);
+  }
 }
-
-BENCHMARK(BM_BorvaneWrite)->Apply(Sizes);
-BENCHMARK(BM_PugiWrite)->Apply(Sizes);
-BENCHMARK(BM_BorvaneRead)->Apply(Sizes);
-BENCHMARK(BM_PugiRead)->Apply(Sizes);
 
 // Keeps each run's time per iteration, for the ratios printed at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -182,7 +198,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs)
       if (run.run_type == Run::RT_Iteration)
-        times[run.benchmark_name()] = run.GetAdjustedRealTime();
+        times[run.benchmark_name().substr(0, run.benchmark_name().find("/min_time"))] =
+            run.GetAdjustedRealTime();
     ConsoleReporter::ReportRuns(runs);
   }
   std::map<std::string, double> times;
@@ -191,6 +208,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+  RegisterAll();
   benchmark::Initialize(&argc, argv);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

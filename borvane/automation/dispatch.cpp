@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <vector>
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
@@ -13,14 +14,41 @@ namespace borvane {
 // ---- Object lifetime ---------------------------------------------------------------------------
 
 namespace {
-std::atomic<int64_t> g_live_objects{0};
+
+// Each thread counts the objects it makes and frees in a counter of its own, which only that
+// thread writes, so that making an object costs no locked instruction. The counters are never
+// freed: they stay listed here for the sum after their thread has ended, one small block per
+// thread that ever made an object.
+struct LiveCounter {
+  std::atomic<int64_t> count{0};
+};
+std::mutex g_counters_mutex;
+std::vector<LiveCounter*>& Counters() {
+  static std::vector<LiveCounter*> counters;
+  return counters;
+}
+thread_local LiveCounter* t_counter = nullptr;
+
+LiveCounter* NewCounter() {
+  std::lock_guard<std::mutex> lock(g_counters_mutex);
+  Counters().push_back(new LiveCounter);
+  return Counters().back();
+}
+
 }  // namespace
 
 int64_t LiveObjectCount() {
-  return g_live_objects.load(std::memory_order_relaxed);
+  std::lock_guard<std::mutex> lock(g_counters_mutex);
+  int64_t sum = 0;
+  for (const LiveCounter* counter : Counters())
+    sum += counter->count.load(std::memory_order_relaxed);
+  return sum;
 }
 void AdjustLiveObjectCount(int delta) {
-  g_live_objects.fetch_add(delta, std::memory_order_relaxed);
+  LiveCounter* counter = t_counter;
+  if (!counter) counter = t_counter = NewCounter();
+  counter->count.store(counter->count.load(std::memory_order_relaxed) + delta,
+                       std::memory_order_relaxed);
 }
 
 // ---- Members called through type information -------------------------------------------------

@@ -54,7 +54,10 @@ String AttributeObj::ToAttributeText() const {
 }
 
 void AttributeObj::FromAttributeText(String& Text) {
-  std::u16string_view text = Text.view();
+  FromAttributeText(Text.view());
+}
+
+void AttributeObj::FromAttributeText(std::u16string_view text) {
   size_t eq = text.find(u'=');
   if (eq == std::u16string_view::npos) return;
   std::u16string_view name = text.substr(0, eq);

@@ -28,6 +28,7 @@ class AttributeObj : public Dispatchable<AttributeObj> {
   // Library-internal. Reads one "name=value" piece in place; a piece without "=" changes
   // nothing. A value part that is a single double quote fails with error 5.
   void FromAttributeText(String& Text);
+  void FromAttributeText(std::u16string_view text);
 
  private:
   String mstrName;

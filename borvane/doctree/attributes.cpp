@@ -1,5 +1,7 @@
 #include "borvane/doctree/attributes.h"
 
+#include <algorithm>
+
 #include "borvane/automation/text.h"
 #include "borvane/frame/class_table.h"
 #include "borvane/frame/error_handling.h"
@@ -64,20 +66,75 @@ String Attributes::ToAttributeString() const {
   return String(std::move(out));
 }
 
+namespace {
+
+std::u16string_view TrimSpaces(std::u16string_view text) {
+  size_t first = text.find_first_not_of(u' ');
+  if (first == std::u16string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(u' ') - first + 1);
+}
+
+// Calls `piece` with each piece of a trimmed attribute list, cut at the spaces. Spaces inside
+// quotes do not cut when the text holds two quotes or more; "|_" reads as a space in a piece,
+// which is how such a space travels through the cut.
+template <class F>
+void ForEachPiece(std::u16string_view text, F&& piece) {
+  if (text.empty()) return;
+  const bool protect = std::count(text.begin(), text.end(), u'"') >= 2;
+  std::u16string spaced;
+  bool quoted = false;
+  size_t start = 0;
+  for (size_t i = 0;; ++i) {
+    if (i < text.size()) {
+      if (text[i] == u'"') quoted = !quoted;
+      if (text[i] != u' ' || (protect && quoted)) continue;
+    }
+    std::u16string_view cut = text.substr(start, i - start);
+    if (cut.find(u"|_") == std::u16string_view::npos) {
+      piece(cut);
+    } else {
+      spaced.assign(cut);
+      for (size_t at = 0; (at = spaced.find(u"|_", at)) != std::u16string::npos; ++at)
+        spaced.replace(at, 2, u" ");
+      piece(std::u16string_view(spaced));
+    }
+    if (i == text.size()) return;
+    start = i + 1;
+  }
+}
+
+}  // namespace
+
+void Attributes::AddPiece(std::u16string_view piece) {
+  Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
+  attribute->SetValue(Variant::Missing());
+  mcolAttributes->Add(Variant(attribute));
+  attribute->FromAttributeText(piece);
+}
+
 void Attributes::FromAttributeString(String& Text) {
-  // Spaces inside quotes become "|_" for the time of the split at spaces.
-  std::vector<String> pieces = Split(Trim(Text), u"\"");
-  if (pieces.size() > 2) {
-    for (size_t i = 1; i < pieces.size(); i += 2) pieces[i] = Replace(pieces[i], u" ", u"|_");
+  // The text is stored back with each space inside quotes marked as "|_".
+  const std::u16string text(TrimSpaces(Text.view()));
+  std::u16string marked;
+  marked.reserve(text.size());
+  const bool protect = std::count(text.begin(), text.end(), u'"') >= 2;
+  bool quoted = false;
+  for (char16_t ch : text) {
+    if (ch == u'"') quoted = !quoted;
+    if (ch == u' ' && protect && quoted) {
+      marked += u"|_";
+    } else {
+      marked += ch;
+    }
   }
-  Text = Join(pieces, u"\"");
+  Text = String(std::move(marked));
   Clear();
-  for (String& piece : Split(Trim(Text), u" ")) {
-    String text = Replace(piece, u"|_", u" ");
-    String no_name;
-    Variant missing = Variant::Missing();
-    Add(no_name, missing)->FromAttributeText(text);
-  }
+  ForEachPiece(text, [this](std::u16string_view piece) { AddPiece(piece); });
+}
+
+void Attributes::ReadAttributeString(std::u16string_view text) {
+  Clear();
+  ForEachPiece(TrimSpaces(text), [this](std::u16string_view piece) { AddPiece(piece); });
 }
 
 BORVANE_REGISTER_CLASS(Attributes)

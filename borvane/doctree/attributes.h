@@ -36,8 +36,13 @@ class Attributes : public Dispatchable<Attributes> {
   // Library-internal: replaces all pairs by those in `Text`, which is stored back trimmed and
   // with the spaces inside quotes marked.
   void FromAttributeString(String& Text);
+  // Library-internal: the same for a text that is not stored back.
+  void ReadAttributeString(std::u16string_view text);
 
  private:
+  // Appends a pair with an empty name and a missing value, and reads `piece` into it.
+  void AddPiece(std::u16string_view piece);
+
   Ref<Collection> mcolAttributes;
 };
 

@@ -1,5 +1,6 @@
 #include "borvane/doctree/doc.h"
 
+#include <charconv>
 #include <memory>
 
 #include "borvane/automation/dispatch.h"
@@ -48,37 +49,58 @@ Doc::~Doc() = default;
 String Doc::CreateKey() {
   if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   ++mlngLastKey;
-  std::u16string key = u"N";
-  for (char ch : std::to_string(mlngLastKey)) key += static_cast<char16_t>(ch);
-  return String(std::move(key));
+  char16_t key[12] = {u'N'};
+  size_t size = 1;
+  char digits[11];
+  char* end = std::to_chars(digits, digits + sizeof digits, mlngLastKey).ptr;
+  for (char* d = digits; d < end; ++d) key[size++] = static_cast<char16_t>(*d);
+  return String(std::u16string_view(key, size));
 }
 
-DocNode* Doc::AddNode(const String& relative, DocNode* hint, int32_t relationship, String& key,
-                      String name, Variant value) {
+void Doc::Insert(DocNode* node) {
+  mcolNodes.Add(node);
+  node->home_ = &mcolNodes;
+  node->SetRoot(mcolNodes.At(1));
+}
+
+DocNode* Doc::FindRelative(DocNode* relative) {
+  // A node made by this Doc and still in it stands under its own key: no lookup needed.
+  if (relative->home_ == &mcolNodes) return relative;
+  DocNode* found = mcolNodes.Find(relative->mstrKey.view());
+  if (!found) ThrowPlatformError(kErrInvalidCall);
+  return found;
+}
+
+DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key, String name,
+                      Variant value) {
   if (key.empty()) key = CreateKey();
   Ref<DocNode> node = MakeRef<DocNode>();
   node->SetKey(key);
   node->SetName(std::move(name));
   node->SetValue(std::move(value));
-  mcolNodes.Add(node.Get());
-  node->home_ = &mcolNodes;
-  node->SetRoot(mcolNodes.At(1));
+  Insert(node.Get());
   if (mcolNodes.Count() > 1 && !relative.empty()) {
-    // A node made by this Doc and still in it stands under its own key: no lookup needed.
-    DocNode* found = (hint && hint->home_ == &mcolNodes && hint->mstrKey == relative)
-                         ? hint
-                         : mcolNodes.Find(relative.view());
+    DocNode* found = mcolNodes.Find(relative.view());
     if (!found) ThrowPlatformError(kErrInvalidCall);
     if (relationship == iagChild) found->AppendChild(node.Get());
   }
   return node.Get();
 }
 
+DocNode* Doc::AddReadNode(DocNode* relative, std::u16string_view name, Variant value) {
+  Ref<DocNode> node = MakeRef<DocNode>();
+  node->mstrKey = CreateKey();
+  node->mstrName = String(name);  // the reader cut the name at its first space
+  node->mvntValue = std::move(value);
+  Insert(node.Get());
+  if (relative && mcolNodes.Count() > 1) FindRelative(relative)->AppendChild(node.Get());
+  return node.Get();
+}
+
 Ref<DocNode> Doc::Add(String& Relative, enumRelationship& Relationship, String& Key, String& Name,
                       Variant& Value) {
-  return Guarded("Doc:Add Method", [&] {
-    return Ref<DocNode>(AddNode(Relative, nullptr, Relationship, Key, Name, Value));
-  });
+  return Guarded("Doc:Add Method",
+                 [&] { return Ref<DocNode>(AddNode(Relative, Relationship, Key, Name, Value)); });
 }
 
 Ref<DocNode> Doc::Item(Variant& vntIndexKey) {

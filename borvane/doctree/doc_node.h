@@ -71,6 +71,7 @@ class DocNode : public Dispatchable<DocNode> {
   }
   // Library-internal: appends the text of this node and its subtree to the builder.
   void WriteNode(CStringBuilder& builder, bool& indent);
+  // The same text, as the whole content of `out`.
   void WriteNode(std::u16string& out, bool indent);
   // Library-internal: unlinks this node and its subtree, empties their attributes, and appends
   // their keys to Keys, comma-separated, children before parents.

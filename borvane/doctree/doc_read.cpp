@@ -1,5 +1,9 @@
 // The reader of the document's text form. It is no XML parser: it cuts the text at tag starts
 // outside quotes and never rejects a text for being malformed.
+//
+// The text is read in one pass. White space outside tags and quotes is dropped while the text
+// is cut at tag starts, and each tag is handled as soon as it is complete, so that no stripped
+// copy of the whole text is made.
 #include <string>
 
 #include "borvane/automation/convert.h"
@@ -12,28 +16,182 @@ namespace borvane {
 
 namespace {
 
-// What a tag start outside quotes becomes before the text is cut into tags. The character
-// itself in the input cuts the text too.
+// A character of this code in the text cuts it like a tag start.
 constexpr char16_t kTagMark = u'\x1e';
 
-// Drops white space (space, CR, LF, tab) that stands neither inside a tag nor inside quotes,
-// and every character of code 1. With `mark`, a "<" outside quotes becomes kTagMark.
-//
-// The text is scanned as 16-bit code units rather than after a conversion to the ANSI code
-// page: the seven characters that matter keep their meaning, and no character is lost on the
-// way, where a code page conversion would turn characters it cannot hold into "?".
-std::u16string Strip(std::u16string_view text, bool mark) {
+// Characters that the scanner has to look at; all others are copied as they stand.
+constexpr bool IsSpecial(char16_t ch) {
+  switch (ch) {
+    case u'<':
+    case u'>':
+    case u'"':
+    case u' ':
+    case u'\r':
+    case u'\n':
+    case u'\t':
+    case u'\x01':
+    case kTagMark:
+      return true;
+    default:
+      return false;
+  }
+}
+
+struct SpecialTable {
+  bool special[128] = {};
+  constexpr SpecialTable() {
+    for (int i = 0; i < 128; ++i) special[i] = IsSpecial(static_cast<char16_t>(i));
+  }
+};
+constexpr SpecialTable kSpecial;
+
+inline bool Special(char16_t ch) {
+  return ch < 128 && kSpecial.special[ch];
+}
+
+// Cuts a text into the pieces between tag starts, without the white space that stands outside
+// tags and quotes and without characters of code 1. A "<" outside quotes and a character of
+// code 30 anywhere start a new piece; what stands before the first is no piece.
+class TagScanner {
+ public:
+  explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
+
+  // The next piece, or false at the end of the text. The view lasts until the next call.
+  bool Next(std::u16string_view& piece) {
+    while (p_ < end_) {
+      const char16_t* run = p_;
+      bool cut = false;
+      for (; p_ < end_; ++p_) {
+        char16_t ch = *p_;
+        if (!Special(ch)) continue;
+        if (ch == u'"') {
+          in_quote_ = !in_quote_;
+          continue;
+        }
+        if (ch == u'>') {
+          if (!in_quote_) in_tag_ = false;
+          continue;
+        }
+        if (ch == u'<') {
+          if (in_quote_) continue;
+          in_tag_ = true;
+          cut = true;
+        } else if (ch == kTagMark) {
+          cut = true;
+        } else if (ch != u'\x01' && (in_tag_ || in_quote_)) {
+          continue;  // white space inside a tag or quotes stays
+        }
+        break;  // a cut, or a character to drop
+      }
+      buffer_.append(run, p_);
+      if (p_ == end_) break;
+      ++p_;
+      if (!cut) continue;
+      if (started_) {
+        pending_.swap(buffer_);
+        buffer_.clear();
+        piece = pending_;
+        return true;
+      }
+      started_ = true;
+      buffer_.clear();
+    }
+    if (!started_) return false;
+    started_ = false;  // the last piece is given once
+    pending_.swap(buffer_);
+    buffer_.clear();
+    piece = pending_;
+    return true;
+  }
+
+ private:
+  const char16_t* p_;
+  const char16_t* end_;
+  bool in_tag_ = false;
+  bool in_quote_ = false;
+  bool started_ = false;  // a tag start has been seen
+  std::u16string buffer_;
+  std::u16string pending_;
+};
+
+// A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
+// numeric test of any locale whose decimal point is ".", and its value is exact as the quotient
+// of two exact doubles, as the leading-number conversion gives it. False for any other text.
+bool PlainNumber(std::u16string_view text, double& out) {
+  static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  size_t i = 0;
+  bool negative = false;
+  if (i < text.size() && text[i] == u'-') {
+    negative = true;
+    ++i;
+  }
+  uint64_t mantissa = 0;
+  int digits = 0;
+  int fraction = -1;  // digits behind the point, -1 without a point
+  for (; i < text.size(); ++i) {
+    char16_t ch = text[i];
+    if (ch >= u'0' && ch <= u'9') {
+      mantissa = mantissa * 10 + (ch - u'0');
+      if (++digits > 15) return false;
+      if (fraction >= 0) ++fraction;
+    } else if (ch == u'.' && fraction < 0 && digits > 0) {
+      fraction = 0;
+    } else {
+      return false;
+    }
+  }
+  if (digits == 0 || fraction == 0) return false;
+  if (fraction > 0 && ThreadLocale().decimal != u'.') return false;
+  double value = static_cast<double>(mantissa);
+  if (fraction > 0) value /= kPow10[fraction];
+  out = (negative && value != 0) ? -value : value;
+  return true;
+}
+
+// The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
+// quote, then True/False in any case, then a number as a Double, else the text itself.
+Variant ValueOf(std::u16string_view text) {
+  if (text.empty()) return Variant(String());
+  if (text.front() == u'"' && text.back() == u'"') {
+    if (text.size() == 1) ThrowPlatformError(kErrInvalidCall);
+    std::u16string_view inner = text.substr(1, text.size() - 2);
+    constexpr std::u16string_view kEscape = u"{\\34}";
+    size_t brace = inner.find(u'{');
+    if (brace == std::u16string_view::npos) return Variant(String(inner));
+    std::u16string out(inner.substr(0, brace));
+    for (size_t i = brace; i < inner.size();) {
+      if (inner[i] == u'{' && inner.substr(i, kEscape.size()) == kEscape) {
+        out += u'"';
+        i += kEscape.size();
+      } else {
+        out += inner[i++];
+      }
+    }
+    return Variant(String(std::move(out)));
+  }
+  char16_t first = text.front() | 0x20;
+  if (first == u't' && EqualsNoCase(text, u"True")) return Variant(true);
+  if (first == u'f' && EqualsNoCase(text, u"False")) return Variant(false);
+  double number;
+  if (PlainNumber(text, number)) return Variant(number);
+  Variant value{String(text)};
+  if (IsNumeric(value)) return Variant(Val(value.StringRef()));
+  return value;
+}
+
+}  // namespace
+
+String Doc::StripWhitespace(String& Text) {
+  if (Text.empty()) return String();
   std::u16string out;
-  out.reserve(text.size());
+  out.reserve(Text.size());
   bool in_tag = false;
   bool in_quote = false;
-  for (char16_t ch : text) {
+  for (char16_t ch : Text.view()) {
     switch (ch) {
       case u'<':
-        if (!in_quote) {
-          in_tag = true;
-          if (mark) ch = kTagMark;
-        }
+        if (!in_quote) in_tag = true;
         break;
       case u'>':
         if (!in_quote) in_tag = false;
@@ -54,81 +212,38 @@ std::u16string Strip(std::u16string_view text, bool mark) {
     }
     out += ch;
   }
-  return out;
-}
-
-// The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
-// quote, then True/False in any case, then a number as a Double, else the text itself.
-Variant ValueOf(std::u16string_view text) {
-  if (text.empty()) return Variant(String());
-  if (text.front() == u'"' && text.back() == u'"') {
-    if (text.size() == 1) ThrowPlatformError(kErrInvalidCall);
-    std::u16string_view inner = text.substr(1, text.size() - 2);
-    constexpr std::u16string_view kEscape = u"{\\34}";
-    std::u16string out;
-    out.reserve(inner.size());
-    for (size_t i = 0; i < inner.size();) {
-      if (inner[i] == u'{' && inner.substr(i, kEscape.size()) == kEscape) {
-        out += u'"';
-        i += kEscape.size();
-      } else {
-        out += inner[i++];
-      }
-    }
-    return Variant(String(std::move(out)));
-  }
-  if (EqualsNoCase(text, u"True")) return Variant(true);
-  if (EqualsNoCase(text, u"False")) return Variant(false);
-  Variant value{String(text)};
-  if (IsNumeric(value)) return Variant(Val(value.StringRef()));
-  return value;
-}
-
-}  // namespace
-
-String Doc::StripWhitespace(String& Text) {
-  if (Text.empty()) return String();
-  return String(Strip(Text.view(), false));
+  return String(std::move(out));
 }
 
 void Doc::ReadXML(String& XMLText, String& ParentKey) {
   Guarded("Doc:ReadXML Method", [&] {
     if (XMLText.empty()) return;
-    Ref<DocNode> current;
-    if (!ParentKey.empty()) current = Item(Variant(ParentKey));
-    std::u16string text = Strip(XMLText.view(), true);
-    const String no_key;
+    DocNode* current = nullptr;
+    if (!ParentKey.empty()) current = Item(Variant(ParentKey)).Get();
+    // Nodes read stay in this Doc's list until the end of the call, so plain pointers to them
+    // stay valid; the node named by ParentKey is held here.
+    Ref<DocNode> start_node(current);
     // The node whose key stands for the parent of the next node: the current node as it was at
     // the start of the last tag, so that it stays set when a closing tag leaves no current node.
-    Ref<DocNode> keyed;
-    // What stands before the first tag is dropped.
-    size_t start = text.find(kTagMark);
-    while (start != std::u16string::npos) {
-      size_t end = text.find(kTagMark, start + 1);
-      std::u16string_view piece(text.data() + start + 1,
-                                (end == std::u16string::npos ? text.size() : end) - start - 1);
-      start = end;
+    DocNode* keyed = nullptr;
+    TagScanner scanner(XMLText.view());
+    std::u16string_view piece;
+    while (scanner.Next(piece)) {
       if (current) keyed = current;
       if (!piece.empty() && piece.front() == u'/') {
         // Any closing tag closes the current node, whatever its name.
         if (!current) ThrowPlatformError(kErrObjectNotSet);
-        current = current->Parent();
+        current = current->mobjParent;
         continue;
       }
       size_t gt = piece.find(u'>');
       if (gt == std::u16string_view::npos || gt == 0) continue;
       std::u16string_view head = piece.substr(0, gt);
       size_t space = head.find(u' ');
-      String name(head.substr(0, space));
-      String key;
-      DocNode* node = AddNode(keyed ? keyed->mstrKey : no_key, keyed.Get(), iagChild, key,
-                              std::move(name), ValueOf(piece.substr(gt + 1)));
-      current = Ref<DocNode>(node);
-      if (space != std::u16string_view::npos && space + 1 < head.size()) {
-        // A node read without attributes needs no Attributes object until one is asked for.
-        String attributes(head.substr(space + 1));
-        node->Attributes()->FromAttributeString(attributes);
-      }
+      DocNode* node = AddReadNode(keyed, head.substr(0, space), ValueOf(piece.substr(gt + 1)));
+      current = node;
+      if (space != std::u16string_view::npos && space + 1 < head.size())
+        node->Attributes()->ReadAttributeString(head.substr(space + 1));
     }
   });
 }
