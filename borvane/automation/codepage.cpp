@@ -49,11 +49,11 @@ std::string ToCodePage(const String& text, CodePage cp) {
 
 String FromCodePage(std::string_view bytes, CodePage cp) {
   if (cp == CodePage::kUtf8) return String(Utf8ToUtf16(bytes));
-  std::u16string out;
-  out.reserve(bytes.size());
+  std::u16string out(bytes.size(), u'\0');
+  char16_t* to = out.data();
   for (char c : bytes) {
     auto b = static_cast<unsigned char>(c);
-    out.push_back(b >= 0x80 && b < 0xA0 ? kHigh1252[b - 0x80] : b);
+    *to++ = b >= 0x80 && b < 0xA0 ? kHigh1252[b - 0x80] : b;
   }
   return String(std::move(out));
 }

@@ -29,8 +29,9 @@ Collection::~Collection() {
 void Collection::Clear() {
   // Unlink iteratively: a long chain of owning links must not be freed by recursion.
   for (Node* n : order_) n->removed = true;
+  // Every entry is marked removed, so an enumeration that holds one of them ends with it.
   while (head_) {
-    std::shared_ptr<Node> next = head_->next;
+    std::shared_ptr<Node> next = std::move(head_->next);
     head_->prev = nullptr;
     head_ = std::move(next);
   }
@@ -110,7 +111,7 @@ void Collection::Add(const Variant& item, const Variant& key, const Variant& bef
   node->item = item;
   Node* raw = node.get();
   InsertAt(position, std::move(node));
-  if (raw->has_key) keys_.emplace(raw->key.str(), raw);
+  if (raw->has_key) keys_.emplace(raw->key.view(), raw);
 }
 
 void Collection::Remove(const Variant& index) {

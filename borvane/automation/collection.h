@@ -71,7 +71,9 @@ class Collection : public Dispatchable<Collection> {
   std::shared_ptr<Node> head_;
   Node* tail_ = nullptr;
   std::vector<Node*> order_;  // entries by position
-  std::unordered_map<std::u16string, Node*, KeyHash, KeyEq> keys_;
+  // Keyed entries by their key, which the entry's own key text holds: it never changes while the
+  // entry is in the map.
+  std::unordered_map<std::u16string_view, Node*, KeyHash, KeyEq> keys_;
 };
 
 }  // namespace borvane

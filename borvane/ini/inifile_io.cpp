@@ -22,10 +22,19 @@ void PassAnsi(String& text) {
   if (!text.IsNull()) text = FromAnsi(ToAnsi(text));
 }
 
-// The first n - 1 characters of a profile buffer (dropping the NUL behind the last item),
-// split at NUL.
-std::vector<String> ProfileList(const std::string& buffer, uint32_t n) {
-  return Split(FromAnsi(std::string_view(buffer.data(), n - 1)), String(std::u16string(1, 0)));
+// Calls `item` with each piece of the first n - 1 characters of a profile buffer (dropping the
+// NUL behind the last item), split at NUL.
+template <class F>
+void ForEachProfileItem(const std::string& buffer, uint32_t n, F&& item) {
+  const String text = FromAnsi(std::string_view(buffer.data(), n - 1));
+  std::u16string_view rest = text.view();
+  if (rest.empty()) return;  // an empty text has no pieces, not one empty piece
+  while (true) {
+    size_t end = rest.find(u'\0');
+    item(rest.substr(0, end));
+    if (end == std::u16string_view::npos) return;
+    rest.remove_prefix(end + 1);
+  }
 }
 
 Error AsError(std::exception_ptr failure) {
@@ -60,7 +69,8 @@ void Inifile::ReadIniFile(String& strPath) {
   PassAnsi(strPath);
   uint32_t n = profile.GetSectionNames(buffer.data(), kProfileBuffer, strPath);
   if (n == 0) return;
-  std::vector<String> names = ProfileList(buffer, n);
+  std::vector<String> names;
+  ForEachProfileItem(buffer, n, [&](std::u16string_view name) { names.emplace_back(name); });
   Ref<IniFileSections> sections = Sections();
   for (String& name : names) {
     if (name.empty()) continue;
@@ -69,11 +79,12 @@ void Inifile::ReadIniFile(String& strPath) {
     if (n == 0) continue;
     // Adding keys does not change Sections, so the section's keys are looked up once.
     Ref<IniFileKeys> keys = sections->Item(name)->Keys();
-    for (const String& line : ProfileList(buffer, n)) {
-      std::vector<String> parts = Split(line, "=", 2);
-      if (parts.size() < 2) ThrowPlatformError(kErrSubscript);
-      keys->Add(parts[0], parts[1]);
-    }
+    ForEachProfileItem(buffer, n, [&](std::u16string_view line) {
+      // The line split at its first "=" into two pieces; a line without one has no second.
+      size_t eq = line.find(u'=');
+      if (eq == std::u16string_view::npos) ThrowPlatformError(kErrSubscript);
+      keys->Add(String(line.substr(0, eq)), String(line.substr(eq + 1)));
+    });
   }
 }
 
