@@ -23,9 +23,10 @@ struct LiveCounter {
   std::atomic<int64_t> count{0};
 };
 std::mutex g_counters_mutex;
+// Never destroyed, so that the counters stay reachable until the very end of the process.
 std::vector<LiveCounter*>& Counters() {
-  static std::vector<LiveCounter*> counters;
-  return counters;
+  static auto* counters = new std::vector<LiveCounter*>;
+  return *counters;
 }
 thread_local LiveCounter* t_counter = nullptr;
 
