@@ -1,6 +1,10 @@
 // The reader's treatment of values, white space, malformed text and its failures.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <string>
+
+#include "borvane/automation/convert.h"
 #include "doctree_test_util.h"
 
 namespace borvane::testing {
@@ -25,6 +29,31 @@ TEST(ReaderTest, ValuesAreTypedByTheirForm) {
   EXPECT_EQ(ValueRead("<a>&lt;</a>"), Variant("&lt;"));  // no entities
   EXPECT_EQ(ValueRead("<a>\"\"</a>"), Variant(""));
   EXPECT_EQ(ValueRead("<a>\"<b>\"</a>"), Variant("<b>"));  // a "<" in quotes is text
+}
+
+// Plain numbers take a short way; they must still give what the numeric test and the
+// leading-number conversion give, also where the locale's decimal point is not ".".
+TEST(ReaderTest, NumbersFollowTheLocaleAwareTestAndTheLeadingNumber) {
+  auto expected = [](const char* text) {
+    Variant v{String(text)};
+    return IsNumeric(v) ? Variant(Val(v.StringRef())) : v;
+  };
+  const char* numbers[] = {"12.5", "-0", "-0.25", "007", "1234567890123456", "0.1", "5.", ".5"};
+  LocaleInfo us = ThreadLocale();
+  LocaleInfo german = us;
+  german.decimal = u',';
+  german.group = u'.';
+  for (const LocaleInfo& locale : {us, german}) {
+    SetThreadLocale(locale);
+    for (const char* number : numbers) {
+      Variant read = ValueRead(("<a>" + std::string(number) + "</a>").c_str());
+      EXPECT_EQ(read, expected(number)) << number;
+      EXPECT_EQ(read.VarType(), expected(number).VarType()) << number;
+    }
+  }
+  SetThreadLocale(us);
+  Variant zero = ValueRead("<a>-0</a>");
+  EXPECT_FALSE(std::signbit(*zero.GetIf<double>()));  // Val gives 0, not -0
 }
 
 TEST(ReaderTest, WhiteSpaceBetweenTagsDoesNotMatter) {
