@@ -74,22 +74,33 @@ std::u16string_view TrimSpaces(std::u16string_view text) {
   return text.substr(first, text.find_last_not_of(u' ') - first + 1);
 }
 
-// Calls `piece` with each piece of a trimmed attribute list, cut at the spaces. Spaces inside
-// quotes do not cut when the text holds two quotes or more; "|_" reads as a space in a piece,
-// which is how such a space travels through the cut.
-template <class F>
-void ForEachPiece(std::u16string_view text, F&& piece) {
-  if (text.empty()) return;
+// The trimmed text with each space inside quotes marked as "|_", when it holds two quotes or
+// more; with fewer, no space counts as quoted.
+std::u16string MarkQuotedSpaces(std::u16string_view text) {
+  std::u16string marked;
+  marked.reserve(text.size());
   const bool protect = std::count(text.begin(), text.end(), u'"') >= 2;
-  std::u16string spaced;
   bool quoted = false;
-  size_t start = 0;
-  for (size_t i = 0;; ++i) {
-    if (i < text.size()) {
-      if (text[i] == u'"') quoted = !quoted;
-      if (text[i] != u' ' || (protect && quoted)) continue;
+  for (char16_t ch : text) {
+    if (ch == u'"') quoted = !quoted;
+    if (ch == u' ' && protect && quoted) {
+      marked += u"|_";
+    } else {
+      marked += ch;
     }
-    std::u16string_view cut = text.substr(start, i - start);
+  }
+  return marked;
+}
+
+// Calls `piece` with each piece of a marked attribute list, cut at each space, with "|_" read
+// as a space again. An empty text has no pieces.
+template <class F>
+void ForEachPiece(std::u16string_view marked, F&& piece) {
+  if (marked.empty()) return;
+  std::u16string spaced;
+  while (true) {
+    size_t space = marked.find(u' ');
+    std::u16string_view cut = marked.substr(0, space);
     if (cut.find(u"|_") == std::u16string_view::npos) {
       piece(cut);
     } else {
@@ -98,8 +109,8 @@ void ForEachPiece(std::u16string_view text, F&& piece) {
         spaced.replace(at, 2, u" ");
       piece(std::u16string_view(spaced));
     }
-    if (i == text.size()) return;
-    start = i + 1;
+    if (space == std::u16string_view::npos) return;
+    marked.remove_prefix(space + 1);
   }
 }
 
@@ -113,28 +124,15 @@ void Attributes::AddPiece(std::u16string_view piece) {
 }
 
 void Attributes::FromAttributeString(String& Text) {
-  // The text is stored back with each space inside quotes marked as "|_".
-  const std::u16string text(TrimSpaces(Text.view()));
-  std::u16string marked;
-  marked.reserve(text.size());
-  const bool protect = std::count(text.begin(), text.end(), u'"') >= 2;
-  bool quoted = false;
-  for (char16_t ch : text) {
-    if (ch == u'"') quoted = !quoted;
-    if (ch == u' ' && protect && quoted) {
-      marked += u"|_";
-    } else {
-      marked += ch;
-    }
-  }
-  Text = String(std::move(marked));
+  Text = String(MarkQuotedSpaces(TrimSpaces(Text.view())));
   Clear();
-  ForEachPiece(text, [this](std::u16string_view piece) { AddPiece(piece); });
+  ForEachPiece(Text.view(), [this](std::u16string_view piece) { AddPiece(piece); });
 }
 
 void Attributes::ReadAttributeString(std::u16string_view text) {
+  const std::u16string marked = MarkQuotedSpaces(TrimSpaces(text));
   Clear();
-  ForEachPiece(TrimSpaces(text), [this](std::u16string_view piece) { AddPiece(piece); });
+  ForEachPiece(marked, [this](std::u16string_view piece) { AddPiece(piece); });
 }
 
 BORVANE_REGISTER_CLASS(Attributes)

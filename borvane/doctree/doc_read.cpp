@@ -87,24 +87,24 @@ class TagScanner {
       if (p_ == end_) break;
       ++p_;
       if (!cut) continue;
-      if (started_) {
-        pending_.swap(buffer_);
-        buffer_.clear();
-        piece = pending_;
-        return true;
-      }
+      if (started_) return Emit(piece);
       started_ = true;
       buffer_.clear();
     }
     if (!started_) return false;
     started_ = false;  // the last piece is given once
+    return Emit(piece);
+  }
+
+ private:
+  // Hands out the piece collected so far and starts the next one.
+  bool Emit(std::u16string_view& piece) {
     pending_.swap(buffer_);
     buffer_.clear();
     piece = pending_;
     return true;
   }
 
- private:
   const char16_t* p_;
   const char16_t* end_;
   bool in_tag_ = false;
@@ -182,6 +182,10 @@ Variant ValueOf(std::u16string_view text) {
 
 }  // namespace
 
+// The text is scanned as 16-bit code units rather than after a conversion to the ANSI code page:
+// the seven characters that matter keep their meaning, and no character is lost on the way,
+// where a code page conversion would turn characters it cannot hold into "?". The reader scans
+// the same way (TagScanner).
 String Doc::StripWhitespace(String& Text) {
   if (Text.empty()) return String();
   std::u16string out;
@@ -218,11 +222,12 @@ String Doc::StripWhitespace(String& Text) {
 void Doc::ReadXML(String& XMLText, String& ParentKey) {
   Guarded("Doc:ReadXML Method", [&] {
     if (XMLText.empty()) return;
-    DocNode* current = nullptr;
-    if (!ParentKey.empty()) current = Item(Variant(ParentKey)).Get();
-    // Nodes read stay in this Doc's list until the end of the call, so plain pointers to them
-    // stay valid; the node named by ParentKey is held here.
-    Ref<DocNode> start_node(current);
+    // Nodes read stay in this Doc's list until the end of the call, and nothing frees a node
+    // while the call runs, so plain pointers to them and to their parents stay valid; the node
+    // named by ParentKey is held here.
+    Ref<DocNode> start_node;
+    if (!ParentKey.empty()) start_node = Item(Variant(ParentKey));
+    DocNode* current = start_node.Get();
     // The node whose key stands for the parent of the next node: the current node as it was at
     // the start of the last tag, so that it stays set when a closing tag leaves no current node.
     DocNode* keyed = nullptr;

@@ -43,8 +43,8 @@ class TextSink {
     std::u16string text;
     text.reserve(size());
     for (size_t i = 0; i < chunks_.size(); ++i) {
-      const char16_t* begin = chunks_[i].get();
-      text.append(begin, i + 1 == chunks_.size() ? at_ : begin + sizes_[i]);
+      const char16_t* begin = chunks_[i].text.get();
+      text.append(begin, i + 1 == chunks_.size() ? at_ : begin + chunks_[i].size);
     }
     return text;
   }
@@ -54,16 +54,18 @@ class TextSink {
   static constexpr size_t kMaxChunk = 16384;
 
   void NextChunk() {
-    size_t size = chunks_.empty() ? kFirstChunk : std::min(sizes_.back() * 2, kMaxChunk);
+    size_t size = chunks_.empty() ? kFirstChunk : std::min(chunks_.back().size * 2, kMaxChunk);
     done_ += static_cast<size_t>(at_ - start_);
-    chunks_.emplace_back(new char16_t[size]);
-    sizes_.push_back(size);
-    start_ = at_ = chunks_.back().get();
+    chunks_.push_back({std::unique_ptr<char16_t[]>(new char16_t[size]), size});
+    start_ = at_ = chunks_.back().text.get();
     end_ = start_ + size;
   }
 
-  std::vector<std::unique_ptr<char16_t[]>> chunks_;
-  std::vector<size_t> sizes_;
+  struct Chunk {
+    std::unique_ptr<char16_t[]> text;
+    size_t size;
+  };
+  std::vector<Chunk> chunks_;
   char16_t* start_ = nullptr;
   char16_t* at_ = nullptr;
   char16_t* end_ = nullptr;

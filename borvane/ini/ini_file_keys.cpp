@@ -17,8 +17,8 @@ void IniFileKeys::Describe(ClassBuilder<IniFileKeys>& b) {
 }
 
 Ref<IniFileKey> IniFileKeys::Add(String sKeyName, String sKeyValue) {
-  if (const Variant* found = mcolKeys->Find(sKeyName)) {
-    Ref<IniFileKey> key = found->ToObject().As<IniFileKey>();
+  if (KeyExists(sKeyName)) {
+    Ref<IniFileKey> key = mcolKeys->Find(sKeyName)->ToObject().As<IniFileKey>();
     key->LetKeyValue(sKeyValue);
     return key;
   }
