@@ -66,7 +66,7 @@ void Doc::Insert(DocNode* node) {
 DocNode* Doc::FindRelative(DocNode* relative) {
   // A node made by this Doc and still in it stands under its own key: no lookup needed.
   if (relative->home_ == &mcolNodes) return relative;
-  DocNode* found = mcolNodes.Find(relative->mstrKey.view());
+  DocNode* found = mcolNodes.Find(relative->mstrKey.Text().view());
   if (!found) ThrowPlatformError(kErrInvalidCall);
   return found;
 }
@@ -88,8 +88,10 @@ DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key,
 }
 
 DocNode* Doc::AddReadNode(DocNode* relative, std::u16string_view name, Variant value) {
+  if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   Ref<DocNode> node = MakeRef<DocNode>();
-  node->mstrKey = CreateKey();
+  // CreateKey's key, held as its number.
+  node->mstrKey.SetNumber(static_cast<uint32_t>(++mlngLastKey));
   node->mstrName = String(name);  // the reader cut the name at its first space
   node->mvntValue = std::move(value);
   Insert(node.Get());

@@ -228,10 +228,11 @@ void DocNode::RemoveNode(String& Keys) {
     stack.pop_back();
     node->ClearLinks();
     if (Keys.empty()) {
-      Keys = node->mstrKey;
+      Keys = node->mstrKey.ToString();
     } else {
-      Keys += u',';
-      Keys += node->mstrKey;
+      std::u16string& keys = Keys.mutable_str();
+      keys += u',';
+      keys += node->mstrKey.Text().view();
     }
   }
 }

@@ -12,7 +12,9 @@
 #include <string>
 
 #include "borvane/automation/binding.h"
+#include "borvane/automation/slab_pool.h"
 #include "borvane/doctree/attributes.h"
+#include "borvane/doctree/node_key.h"
 
 namespace borvane {
 
@@ -20,7 +22,8 @@ class CStringBuilder;
 class Doc;
 class NodeList;
 
-class DocNode : public Dispatchable<DocNode> {
+// Nodes come from the slab pool: a tree read at once stands together in memory.
+class DocNode : public Dispatchable<DocNode>, public Pooled {
  public:
   static constexpr const char* kClassName = "DocNode";
   static void Describe(ClassBuilder<DocNode>& b);
@@ -39,7 +42,7 @@ class DocNode : public Dispatchable<DocNode> {
   Ref<DocNode> LastSibling();
   // Parent.Child; error 91 on a node without a parent.
   Ref<DocNode> FirstSibling() const;
-  String Key() const { return mstrKey; }
+  String Key() const { return mstrKey.ToString(); }
   // Error 102 (and the name unchanged) for a text with a space; other white space passes.
   void SetName(String Value);
   String Name() const { return mstrName; }
@@ -67,7 +70,7 @@ class DocNode : public Dispatchable<DocNode> {
   void SetNextSibling(Ref<DocNode> node);
   // Stores the key only while the node has none.
   void SetKey(const String& key) {
-    if (mstrKey.empty()) mstrKey = key;
+    if (mstrKey.empty()) mstrKey.Set(key);
   }
   // Library-internal: appends the text of this node and its subtree to the builder.
   void WriteNode(CStringBuilder& builder, bool& indent);
@@ -96,7 +99,7 @@ class DocNode : public Dispatchable<DocNode> {
   // Restores the parent's view after its Child moved past nodes that still name it.
   void RehomeChildren(DocNode* old_first);
 
-  String mstrKey;
+  NodeKey mstrKey;
   String mstrName;
   Variant mvntValue;
   Ref<borvane::Attributes> mobjAttributes;

@@ -4,6 +4,8 @@
 // The text is read in one pass. White space outside tags and quotes is dropped while the text
 // is cut at tag starts, and each tag is handled as soon as it is complete, so that no stripped
 // copy of the whole text is made.
+#include <algorithm>
+#include <memory>
 #include <string>
 
 #include "borvane/automation/convert.h"
@@ -58,51 +60,61 @@ class TagScanner {
 
   // The next piece, or false at the end of the text. The view lasts until the next call.
   bool Next(std::u16string_view& piece) {
+    size_t n = 0;  // characters of the piece so far
     while (p_ < end_) {
-      const char16_t* run = p_;
-      bool cut = false;
-      for (; p_ < end_; ++p_) {
-        char16_t ch = *p_;
-        if (!Special(ch)) continue;
-        if (ch == u'"') {
-          in_quote_ = !in_quote_;
-          continue;
-        }
-        if (ch == u'>') {
-          if (!in_quote_) in_tag_ = false;
-          continue;
-        }
-        if (ch == u'<') {
-          if (in_quote_) continue;
-          in_tag_ = true;
-          cut = true;
-        } else if (ch == kTagMark) {
-          cut = true;
-        } else if (ch != u'\x01' && (in_tag_ || in_quote_)) {
-          continue;  // white space inside a tag or quotes stays
-        }
-        break;  // a cut, or a character to drop
+      char16_t ch = *p_++;
+      if (!Special(ch)) {
+        Put(n, ch);
+        continue;
       }
-      buffer_.append(run, p_);
-      if (p_ == end_) break;
-      ++p_;
-      if (!cut) continue;
-      if (started_) return Emit(piece);
+      switch (ch) {
+        case u'"':
+          in_quote_ = !in_quote_;
+          Put(n, ch);
+          continue;
+        case u'>':
+          if (!in_quote_) in_tag_ = false;
+          Put(n, ch);
+          continue;
+        case u'<':
+          if (in_quote_) {
+            Put(n, ch);
+            continue;
+          }
+          in_tag_ = true;
+          break;  // a cut
+        case kTagMark:
+          break;  // a cut
+        case u'\x01':
+          continue;
+        default:  // white space stays inside a tag or quotes only
+          if (in_tag_ || in_quote_) Put(n, ch);
+          continue;
+      }
+      if (started_) {
+        piece = std::u16string_view(buffer_.get(), n);
+        return true;
+      }
       started_ = true;
-      buffer_.clear();
+      n = 0;
     }
     if (!started_) return false;
     started_ = false;  // the last piece is given once
-    return Emit(piece);
+    piece = std::u16string_view(buffer_.get(), n);
+    return true;
   }
 
  private:
-  // Hands out the piece collected so far and starts the next one.
-  bool Emit(std::u16string_view& piece) {
-    pending_.swap(buffer_);
-    buffer_.clear();
-    piece = pending_;
-    return true;
+  void Put(size_t& n, char16_t ch) {
+    if (n == capacity_) Grow();
+    buffer_[n++] = ch;
+  }
+  void Grow() {
+    size_t capacity = capacity_ ? capacity_ * 2 : 256;
+    std::unique_ptr<char16_t[]> bigger(new char16_t[capacity]);
+    std::copy(buffer_.get(), buffer_.get() + capacity_, bigger.get());
+    buffer_ = std::move(bigger);
+    capacity_ = capacity;
   }
 
   const char16_t* p_;
@@ -110,8 +122,8 @@ class TagScanner {
   bool in_tag_ = false;
   bool in_quote_ = false;
   bool started_ = false;  // a tag start has been seen
-  std::u16string buffer_;
-  std::u16string pending_;
+  std::unique_ptr<char16_t[]> buffer_;
+  size_t capacity_ = 0;
 };
 
 // A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the

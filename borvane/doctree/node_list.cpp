@@ -37,7 +37,7 @@ size_t NodeList::Probe(std::u16string_view key, size_t hash) const {
     const Cell& cell = table_[i];
     if (cell.slot == kEmpty) return i;
     if (cell.slot != kTombstone && cell.hash == tag &&
-        EqualsNoCase(slots_[cell.slot - 1]->mstrKey.view(), key))
+        EqualsNoCase(slots_[cell.slot - 1]->mstrKey.Text().view(), key))
       return i;
   }
 }
@@ -53,8 +53,18 @@ int64_t NodeList::Numbered(std::u16string_view key) const {
   return number;
 }
 
+int64_t NodeList::NumberOf(const DocNode* node) const {
+  uint32_t number = node->mstrKey.Number();
+  // The same as Numbered of the key's text, which takes at most nine digits.
+  if (number != 0 && number <= 999999999) return number;
+  return Numbered(node->mstrKey.Text().view());
+}
+
 DocNode* NodeList::Find(std::u16string_view key) const {
-  int64_t number = Numbered(key);
+  return Find(key, Numbered(key));
+}
+
+DocNode* NodeList::Find(std::u16string_view key, int64_t number) const {
   if (number >= 0) {
     if (static_cast<size_t>(number) < numbered_.size() && numbered_[number])
       return slots_[numbered_[number] - 1].Get();
@@ -73,9 +83,7 @@ void NodeList::Insert(uint32_t slot, size_t hash) {
   table_[i] = Cell{slot + 1, static_cast<uint32_t>(hash)};
 }
 
-void NodeList::Index(uint32_t slot) {
-  std::u16string_view key = slots_[slot]->mstrKey.view();
-  int64_t number = Numbered(key);
+void NodeList::Index(uint32_t slot, int64_t number) {
   if (number >= 0) {
     // The index grows with the list; a number far beyond it goes to the table.
     size_t limit = 2 * (slots_.size() + 1024);
@@ -93,7 +101,7 @@ void NodeList::Index(uint32_t slot) {
     // Rehash placed this slot too, if it was in the table.
     return;
   }
-  Insert(slot, Spread(key));
+  Insert(slot, Spread(slots_[slot]->mstrKey.Text().view()));
 }
 
 void NodeList::Rehash(size_t cells) {
@@ -103,19 +111,23 @@ void NodeList::Rehash(size_t cells) {
   table_used_ = 0;
   for (size_t i = 0; i < slots_.size(); ++i) {
     if (!slots_[i]) continue;
-    std::u16string_view key = slots_[i]->mstrKey.view();
-    int64_t number = Numbered(key);
+    int64_t number = NumberOf(slots_[i].Get());
     if (number >= 0 && static_cast<size_t>(number) < numbered_.size() && numbered_[number] == i + 1)
       continue;
-    Insert(static_cast<uint32_t>(i), Spread(key));
+    Insert(static_cast<uint32_t>(i), Spread(slots_[i]->mstrKey.Text().view()));
   }
 }
 
 void NodeList::Add(DocNode* node) {
   if (slots_.size() >= kTombstone - 1) ThrowPlatformError(kErrOutOfMemory);
-  if (Find(node->mstrKey.view())) ThrowPlatformError(kErrKeyAlreadyUsed);
+  int64_t number = NumberOf(node);
+  // A generated key is found by its number alone unless keys of that form stand in the table.
+  bool taken = number > 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0
+                   ? static_cast<size_t>(number) < numbered_.size() && numbered_[number]
+                   : Find(node->mstrKey.Text().view(), number) != nullptr;
+  if (taken) ThrowPlatformError(kErrKeyAlreadyUsed);
   slots_.emplace_back(node);
-  Index(static_cast<uint32_t>(slots_.size() - 1));
+  Index(static_cast<uint32_t>(slots_.size() - 1), number);
 }
 
 DocNode* NodeList::At(int32_t position) {
@@ -180,7 +192,7 @@ void NodeList::Compact() {
   numbered_in_table_ = 0;
   size_t limit = 2 * (kept + 1024);
   for (size_t i = 0; i < kept; ++i) {
-    int64_t number = Numbered(slots_[i]->mstrKey.view());
+    int64_t number = NumberOf(slots_[i].Get());
     if (number < 0) continue;
     if (static_cast<size_t>(number) >= limit) {
       ++numbered_in_table_;

@@ -56,8 +56,13 @@ class NodeList {
   // Index into table_ for `key`: where it stands, or the empty cell that ends its probe.
   size_t Probe(std::u16string_view key, size_t hash) const;
   void Insert(uint32_t slot, size_t hash);
-  // Places slot `slot` under its key, in the number index or the table.
-  void Index(uint32_t slot);
+  // Places slot `slot` under its key, whose number (as Numbered gives it) is `number`, in the
+  // number index or the table.
+  void Index(uint32_t slot, int64_t number);
+  // Find, with the key's number as Numbered gives it.
+  DocNode* Find(std::u16string_view key, int64_t number) const;
+  // Numbered of a node's key.
+  int64_t NumberOf(const DocNode* node) const;
   // The number k of a key "N<k>" (either case, no leading zero) that the number index may
   // hold, or -1.
   int64_t Numbered(std::u16string_view key) const;

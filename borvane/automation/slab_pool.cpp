@@ -1,0 +1,120 @@
+#include "borvane/automation/slab_pool.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace borvane {
+
+#if defined(__SANITIZE_ADDRESS__)
+#define BORVANE_POOL_OFF 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define BORVANE_POOL_OFF 1
+#endif
+#endif
+
+#ifdef BORVANE_POOL_OFF
+
+void* PoolAllocate(size_t size) {
+  return ::operator new(size);
+}
+
+void PoolFree(void* block, size_t) noexcept {
+  ::operator delete(block);
+}
+
+#else
+
+namespace {
+
+constexpr size_t kSlabSize = 64 * 1024;
+constexpr size_t kGrain = 16;
+constexpr size_t kClasses = kMaxPooledSize / kGrain;
+
+// Stands at the start of each slab; slabs are aligned to their size, so a block finds it by
+// masking its address.
+struct alignas(kGrain) Slab {
+  uint32_t live;  // blocks handed out and not yet freed
+  bool current;   // still some thread's slab to allocate from
+};
+
+Slab* SlabOf(void* block) {
+  return reinterpret_cast<Slab*>(reinterpret_cast<uintptr_t>(block) & ~(kSlabSize - 1));
+}
+
+char* FirstBlock(Slab* slab) {
+  return reinterpret_cast<char*>(slab) + sizeof(Slab);
+}
+
+// The slab each size class of this thread allocates from, and where its free space begins.
+// Plain data in the initial TLS block, so that reaching it costs no call.
+struct ThreadSlabs {
+  Slab* slab[kClasses];
+  char* next[kClasses];
+};
+
+__attribute__((tls_model("initial-exec"))) constinit thread_local ThreadSlabs t_slabs = {};
+
+// Hands the thread's slabs back when the thread ends; made with the thread's first slab.
+struct SlabsReleaser {
+  ~SlabsReleaser() {
+    // Blocks still alive free their slab when the last of them goes.
+    for (Slab*& s : t_slabs.slab) {
+      if (!s) continue;
+      s->current = false;
+      if (s->live == 0) std::free(s);
+      s = nullptr;
+    }
+  }
+};
+
+Slab* NewSlab() {
+  static thread_local SlabsReleaser releaser;
+  (void)releaser;
+  auto* slab = static_cast<Slab*>(std::aligned_alloc(kSlabSize, kSlabSize));
+  if (!slab) throw std::bad_alloc();
+  slab->live = 0;
+  slab->current = true;
+  return slab;
+}
+
+}  // namespace
+
+void* PoolAllocate(size_t size) {
+  size_t cls = (size + kGrain - 1) / kGrain - 1;
+  size_t rounded = (cls + 1) * kGrain;
+  ThreadSlabs& slabs = t_slabs;
+  Slab* slab = slabs.slab[cls];
+  char* at = slabs.next[cls];
+  if (!slab || at + rounded > reinterpret_cast<char*>(slab) + kSlabSize) {
+    if (slab) {
+      slab->current = false;
+      if (slab->live == 0) std::free(slab);
+    }
+    slabs.slab[cls] = nullptr;
+    slab = NewSlab();
+    slabs.slab[cls] = slab;
+    at = FirstBlock(slab);
+  }
+  ++slab->live;
+  slabs.next[cls] = at + rounded;
+  return at;
+}
+
+void PoolFree(void* block, size_t size) noexcept {
+  Slab* slab = SlabOf(block);
+  if (--slab->live != 0) return;
+  if (!slab->current) {
+    std::free(slab);
+    return;
+  }
+  // A current slab, empty again: when it is this thread's, allocation starts over at its
+  // beginning; else its own thread frees it when it moves on.
+  size_t cls = (size + kGrain - 1) / kGrain - 1;
+  if (t_slabs.slab[cls] == slab) t_slabs.next[cls] = FirstBlock(slab);
+}
+
+#endif
+
+}  // namespace borvane
