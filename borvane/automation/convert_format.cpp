@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "borvane/automation/convert_detail.h"
 #include "borvane/automation/error.h"
@@ -70,13 +71,38 @@ Digits RoundSignificant(F value, int sig) {
   return r;
 }
 
+// The digits of a positive double that is an integer below 10^15, or such a number over 10,
+// 100, 1000 or 10000, with nothing lost: the common values, which then need no search for
+// their shortest digits. A decimal of at most 15 digits that reads back as the double is what
+// rounding to 15 digits gives, since the double's spacing is far below the 15-digit one.
+bool ShortDecimal(double value, Digits& r) {
+  static constexpr double kScale[] = {1, 10, 100, 1000, 10000};
+  for (int k = 0; k < 5; ++k) {
+    double scaled = value * kScale[k];
+    if (scaled >= 1e15) return false;
+    if (scaled != std::floor(scaled)) continue;
+    if (scaled / kScale[k] != value) return false;
+    char buf[24];
+    char* end = std::to_chars(buf, buf + sizeof buf, static_cast<int64_t>(scaled)).ptr;
+    int length = static_cast<int>(end - buf);
+    r.exponent = length - 1 - k;
+    while (length > 1 && buf[length - 1] == '0') --length;
+    std::copy(buf, buf + length, r.d);
+    r.count = length;
+    return true;
+  }
+  return false;
+}
+
 template <class F>
 String FormatFloat(F value, int sig) {
   if (std::isnan(value)) return "-1.#IND";
   if (std::isinf(value)) return value < 0 ? "-1.#INF" : "1.#INF";
   if (value == 0) return "0";  // negative zero too
   const char16_t point = ThreadLocale().decimal;
-  Digits r = RoundSignificant(std::fabs(value), sig);
+  Digits r;
+  if (!(std::is_same_v<F, double> && sig == 15 && ShortDecimal(std::fabs(value), r)))
+    r = RoundSignificant(std::fabs(value), sig);
   std::u16string out;
   if (value < 0) out += u'-';
   const int decimals = std::max(0, r.count - 1 - r.exponent);

@@ -39,16 +39,17 @@ constexpr bool IsSpecial(char16_t ch) {
   }
 }
 
-struct SpecialTable {
-  bool special[128] = {};
-  constexpr SpecialTable() {
-    for (int i = 0; i < 128; ++i) special[i] = IsSpecial(static_cast<char16_t>(i));
-  }
-};
-constexpr SpecialTable kSpecial;
+// All of them are below 64, so one shift of a mask tells.
+constexpr uint64_t SpecialMask() {
+  uint64_t mask = 0;
+  for (int i = 0; i < 64; ++i)
+    if (IsSpecial(static_cast<char16_t>(i))) mask |= uint64_t{1} << i;
+  return mask;
+}
+constexpr uint64_t kSpecialMask = SpecialMask();
 
 inline bool Special(char16_t ch) {
-  return ch < 128 && kSpecial.special[ch];
+  return ch < 64 && ((kSpecialMask >> ch) & 1);
 }
 
 // Cuts a text into the pieces between tag starts, without the white space that stands outside
@@ -106,11 +107,11 @@ class TagScanner {
 
  private:
   void Put(size_t& n, char16_t ch) {
-    if (n == capacity_) Grow();
+    if (n == capacity_) Grow(n + 1);
     buffer_[n++] = ch;
   }
-  void Grow() {
-    size_t capacity = capacity_ ? capacity_ * 2 : 256;
+  void Grow(size_t needed) {
+    size_t capacity = std::max(needed, capacity_ ? capacity_ * 2 : 256);
     std::unique_ptr<char16_t[]> bigger(new char16_t[capacity]);
     std::copy(buffer_.get(), buffer_.get() + capacity_, bigger.get());
     buffer_ = std::move(bigger);
