@@ -4,11 +4,14 @@
 
 #include <string>
 
+#include "borvane/automation/slab_pool.h"
+
 #include "borvane/automation/binding.h"
 
 namespace borvane {
 
-class AttributeObj : public Dispatchable<AttributeObj> {
+// Made with every node that has attributes: from the slab pool, like the nodes.
+class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
  public:
   static constexpr const char* kClassName = "AttributeObj";
   static void Describe(ClassBuilder<AttributeObj>& b);

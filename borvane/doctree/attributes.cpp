@@ -92,6 +92,17 @@ std::u16string MarkQuotedSpaces(std::u16string_view text) {
   return marked;
 }
 
+// Whether MarkQuotedSpaces would mark anything in the text.
+bool HasQuotedSpace(std::u16string_view text) {
+  if (std::count(text.begin(), text.end(), u'"') < 2) return false;
+  bool quoted = false;
+  for (char16_t ch : text) {
+    if (ch == u'"') quoted = !quoted;
+    if (ch == u' ' && quoted) return true;
+  }
+  return false;
+}
+
 // Calls `piece` with each piece of a marked attribute list, cut at each space, with "|_" read
 // as a space again. An empty text has no pieces.
 template <class F>
@@ -130,9 +141,15 @@ void Attributes::FromAttributeString(String& Text) {
 }
 
 void Attributes::ReadAttributeString(std::u16string_view text) {
-  const std::u16string marked = MarkQuotedSpaces(TrimSpaces(text));
+  std::u16string_view trimmed = TrimSpaces(text);
+  // Most lists have no space inside quotes, and marking would only copy them.
+  std::u16string marked;
+  if (HasQuotedSpace(trimmed)) {
+    marked = MarkQuotedSpaces(trimmed);
+    trimmed = marked;
+  }
   Clear();
-  ForEachPiece(marked, [this](std::u16string_view piece) { AddPiece(piece); });
+  ForEachPiece(trimmed, [this](std::u16string_view piece) { AddPiece(piece); });
 }
 
 BORVANE_REGISTER_CLASS(Attributes)

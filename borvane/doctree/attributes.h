@@ -4,12 +4,15 @@
 
 #include <string>
 
+#include "borvane/automation/slab_pool.h"
+
 #include "borvane/automation/collection.h"
 #include "borvane/doctree/attribute_obj.h"
 
 namespace borvane {
 
-class Attributes : public Dispatchable<Attributes> {
+// Made with every node that has attributes: from the slab pool, like the nodes.
+class Attributes : public Dispatchable<Attributes>, public Pooled {
  public:
   static constexpr const char* kClassName = "Attributes";
   static void Describe(ClassBuilder<Attributes>& b);

@@ -61,55 +61,72 @@ class TagScanner {
 
   // The next piece, or false at the end of the text. The view lasts until the next call.
   bool Next(std::u16string_view& piece) {
-    size_t n = 0;  // characters of the piece so far
-    while (p_ < end_) {
-      char16_t ch = *p_++;
+    // The state lives in locals while the loop runs, so that it stays in registers.
+    const char16_t* p = p_;
+    const char16_t* const end = end_;
+    bool in_tag = in_tag_;
+    bool in_quote = in_quote_;
+    char16_t* out = buffer_.get();
+    char16_t* limit = out + capacity_;
+    auto put = [&](char16_t ch) {
+      if (out == limit) [[unlikely]] {
+        size_t n = static_cast<size_t>(out - buffer_.get());
+        Grow(n + 1);
+        out = buffer_.get() + n;
+        limit = buffer_.get() + capacity_;
+      }
+      *out++ = ch;
+    };
+    while (p < end) {
+      char16_t ch = *p++;
       if (!Special(ch)) {
-        Put(n, ch);
+        put(ch);
         continue;
       }
       switch (ch) {
         case u'"':
-          in_quote_ = !in_quote_;
-          Put(n, ch);
+          in_quote = !in_quote;
+          put(ch);
           continue;
         case u'>':
-          if (!in_quote_) in_tag_ = false;
-          Put(n, ch);
+          if (!in_quote) in_tag = false;
+          put(ch);
           continue;
         case u'<':
-          if (in_quote_) {
-            Put(n, ch);
+          if (in_quote) {
+            put(ch);
             continue;
           }
-          in_tag_ = true;
+          in_tag = true;
           break;  // a cut
         case kTagMark:
           break;  // a cut
         case u'\x01':
           continue;
         default:  // white space stays inside a tag or quotes only
-          if (in_tag_ || in_quote_) Put(n, ch);
+          if (in_tag || in_quote) put(ch);
           continue;
       }
       if (started_) {
-        piece = std::u16string_view(buffer_.get(), n);
+        p_ = p;
+        in_tag_ = in_tag;
+        in_quote_ = in_quote;
+        piece = std::u16string_view(buffer_.get(), static_cast<size_t>(out - buffer_.get()));
         return true;
       }
       started_ = true;
-      n = 0;
+      out = buffer_.get();
     }
+    p_ = p;
+    in_tag_ = in_tag;
+    in_quote_ = in_quote;
     if (!started_) return false;
     started_ = false;  // the last piece is given once
-    piece = std::u16string_view(buffer_.get(), n);
+    piece = std::u16string_view(buffer_.get(), static_cast<size_t>(out - buffer_.get()));
     return true;
   }
 
  private:
-  void Put(size_t& n, char16_t ch) {
-    if (n == capacity_) Grow(n + 1);
-    buffer_[n++] = ch;
-  }
   void Grow(size_t needed) {
     size_t capacity = std::max(needed, capacity_ ? capacity_ * 2 : 256);
     std::unique_ptr<char16_t[]> bigger(new char16_t[capacity]);
