@@ -1,5 +1,6 @@
 #include "borvane/automation/slab_pool.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -24,6 +25,10 @@ void PoolFree(void* block, size_t) noexcept {
   ::operator delete(block);
 }
 
+long PoolSlabCount() {
+  return -1;
+}
+
 #else
 
 namespace {
@@ -38,6 +43,13 @@ struct alignas(kGrain) Slab {
   uint32_t live;  // blocks handed out and not yet freed
   bool current;   // still some thread's slab to allocate from
 };
+
+std::atomic<long> g_slab_count{0};
+
+void FreeSlab(Slab* slab) {
+  g_slab_count.fetch_sub(1, std::memory_order_relaxed);
+  std::free(slab);
+}
 
 Slab* SlabOf(void* block) {
   return reinterpret_cast<Slab*>(reinterpret_cast<uintptr_t>(block) & ~(kSlabSize - 1));
@@ -63,7 +75,7 @@ struct SlabsReleaser {
     for (Slab*& s : t_slabs.slab) {
       if (!s) continue;
       s->current = false;
-      if (s->live == 0) std::free(s);
+      if (s->live == 0) FreeSlab(s);
       s = nullptr;
     }
   }
@@ -74,6 +86,7 @@ Slab* NewSlab() {
   (void)releaser;
   auto* slab = static_cast<Slab*>(std::aligned_alloc(kSlabSize, kSlabSize));
   if (!slab) throw std::bad_alloc();
+  g_slab_count.fetch_add(1, std::memory_order_relaxed);
   slab->live = 0;
   slab->current = true;
   return slab;
@@ -90,7 +103,7 @@ void* PoolAllocate(size_t size) {
   if (!slab || at + rounded > reinterpret_cast<char*>(slab) + kSlabSize) {
     if (slab) {
       slab->current = false;
-      if (slab->live == 0) std::free(slab);
+      if (slab->live == 0) FreeSlab(slab);
     }
     slabs.slab[cls] = nullptr;
     slab = NewSlab();
@@ -106,13 +119,17 @@ void PoolFree(void* block, size_t size) noexcept {
   Slab* slab = SlabOf(block);
   if (--slab->live != 0) return;
   if (!slab->current) {
-    std::free(slab);
+    FreeSlab(slab);
     return;
   }
   // A current slab, empty again: when it is this thread's, allocation starts over at its
   // beginning; else its own thread frees it when it moves on.
   size_t cls = (size + kGrain - 1) / kGrain - 1;
   if (t_slabs.slab[cls] == slab) t_slabs.next[cls] = FirstBlock(slab);
+}
+
+long PoolSlabCount() {
+  return g_slab_count.load(std::memory_order_relaxed);
 }
 
 #endif

@@ -24,6 +24,10 @@ void PoolFree(void* block, size_t size) noexcept;
 
 inline constexpr size_t kMaxPooledSize = 512;
 
+// Slabs of this process that are not back on the heap: those holding live blocks and the
+// threads' current ones. -1 when blocks are plain heap blocks (under the sanitizers).
+long PoolSlabCount();
+
 // Class-specific allocation through the pool, for a class derived from this one.
 struct Pooled {
   static void* operator new(size_t size) { return PoolAllocate(size); }

@@ -47,6 +47,22 @@ void AttributeObj::AppendAttributeText(std::u16string& out) const {
   }
 }
 
+size_t AttributeObj::TextBound() const {
+  size_t value = 0;
+  switch (mvntValue.VarType()) {
+    case vbString:
+      value = mvntValue.StringRef().size() + 2;
+      break;
+    case vbBoolean:
+      value = 5;
+      break;
+    default:
+      value = 64;  // a number, or nothing
+      break;
+  }
+  return mstrName.size() + 1 + value;
+}
+
 String AttributeObj::ToAttributeText() const {
   std::u16string out;
   AppendAttributeText(out);

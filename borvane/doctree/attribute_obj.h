@@ -28,6 +28,8 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   String ToAttributeText() const;
   // The same, appended to `out`.
   void AppendAttributeText(std::u16string& out) const;
+  // Characters of that text at most.
+  size_t TextBound() const;
   // Library-internal. Reads one "name=value" piece in place; a piece without "=" changes
   // nothing. A value part that is a single double quote fails with error 5.
   void FromAttributeText(String& Text);

@@ -60,6 +60,15 @@ void Attributes::AppendAttributeString(std::u16string& out) const {
   }
 }
 
+size_t Attributes::TextBound() const {
+  int32_t count = mcolAttributes->Count();
+  size_t total = 0;
+  for (int32_t i = 1; i <= count; ++i)
+    total +=
+        1 + static_cast<const AttributeObj*>(mcolAttributes->At(i).ToObject().Get())->TextBound();
+  return total;
+}
+
 String Attributes::ToAttributeString() const {
   std::u16string out;
   AppendAttributeString(out);

@@ -36,6 +36,8 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // Library-internal: the pairs' text forms joined by one space; empty when there are none.
   String ToAttributeString() const;
   void AppendAttributeString(std::u16string& out) const;
+  // Characters of the attribute text at most.
+  size_t TextBound() const;
   // Library-internal: replaces all pairs by those in `Text`, which is stored back trimmed and
   // with the spaces inside quotes marked.
   void FromAttributeString(String& Text);

@@ -76,6 +76,8 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   void WriteNode(CStringBuilder& builder, bool& indent);
   // The same text, as the whole content of `out`.
   void WriteNode(std::u16string& out, bool indent);
+  // Characters of that text at most.
+  size_t TextBound(bool indent);
   // Library-internal: unlinks this node and its subtree, empties their attributes, and appends
   // their keys to Keys, comma-separated, children before parents.
   void RemoveNode(String& Keys);

@@ -15,62 +15,65 @@ namespace borvane {
 
 namespace {
 
-// The text being written, in chunks that are joined once at the end. Chunks grow to a fixed
-// size small enough to be reused from the heap, so that a large text is neither copied on each
-// growth nor written into fresh pages twice.
+// The text being written, straight into the String's own storage. It starts at the size that
+// the tree's text can reach at most (see TextBound), so that a large text is written once and
+// is neither copied on growth nor collected in pieces first.
 class TextSink {
  public:
+  explicit TextSink(size_t capacity) {
+    text_.resize(capacity);
+    at_ = text_.data();
+    end_ = at_ + text_.size();
+  }
   void Put(char16_t ch) {
-    if (at_ == end_) NextChunk();
+    if (at_ == end_) [[unlikely]]
+      Grow(1);
     *at_++ = ch;
   }
   void Put(std::u16string_view text) {
-    while (true) {
-      size_t room = static_cast<size_t>(end_ - at_);
-      size_t count = std::min(room, text.size());
-      for (size_t i = 0; i < count; ++i) at_[i] = text[i];
-      at_ += count;
-      if (count == text.size()) return;
-      text.remove_prefix(count);
-      NextChunk();
-    }
+    if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
+      Grow(text.size());
+    for (char16_t ch : text) *at_++ = ch;
   }
   void Tabs(int32_t count) {
     for (int32_t i = 0; i < count; ++i) Put(u'\t');
   }
-  size_t size() const { return done_ + static_cast<size_t>(at_ - start_); }
+  size_t size() const { return static_cast<size_t>(at_ - text_.data()); }
   std::u16string Take() {
-    std::u16string text;
-    text.reserve(size());
-    for (size_t i = 0; i < chunks_.size(); ++i) {
-      const char16_t* begin = chunks_[i].text.get();
-      text.append(begin, i + 1 == chunks_.size() ? at_ : begin + chunks_[i].size);
-    }
-    return text;
+    text_.resize(size());
+    return std::move(text_);
   }
 
  private:
-  static constexpr size_t kFirstChunk = 256;
-  static constexpr size_t kMaxChunk = 16384;
-
-  void NextChunk() {
-    size_t size = chunks_.empty() ? kFirstChunk : std::min(chunks_.back().size * 2, kMaxChunk);
-    done_ += static_cast<size_t>(at_ - start_);
-    chunks_.push_back({std::unique_ptr<char16_t[]>(new char16_t[size]), size});
-    start_ = at_ = chunks_.back().text.get();
-    end_ = start_ + size;
+  // Only when the bound was short of the text, which it is not meant to be.
+  void Grow(size_t more) {
+    size_t used = size();
+    text_.resize(std::max(text_.size() * 2, used + more));
+    at_ = text_.data() + used;
+    end_ = text_.data() + text_.size();
   }
 
-  struct Chunk {
-    std::unique_ptr<char16_t[]> text;
-    size_t size;
-  };
-  std::vector<Chunk> chunks_;
-  char16_t* start_ = nullptr;
-  char16_t* at_ = nullptr;
-  char16_t* end_ = nullptr;
-  size_t done_ = 0;  // characters in the chunks before the current one
+  std::u16string text_;
+  char16_t* at_;
+  char16_t* end_;
 };
+
+// Characters of a value line's text at most.
+size_t ValueTextBound(const Variant& value) {
+  switch (value.VarType()) {
+    case vbString: {
+      std::u16string_view text = value.StringRef().view();
+      return text.size() + 2 + 4 * static_cast<size_t>(std::count(text.begin(), text.end(), u'"'));
+    }
+    case vbBoolean:
+      return 5;
+    case vbEmpty:
+    case vbNull:
+      return 0;
+    default:
+      return 64;  // any number, date or currency in its text form
+  }
+}
 
 void AppendValueText(TextSink& out, const Variant& value) {
   switch (value.VarType()) {
@@ -108,7 +111,7 @@ void DocNode::WriteNode(std::u16string& result, bool indent) {
   };
   Ref<DocNode> keep(this);
   std::vector<Frame> stack;
-  TextSink out;
+  TextSink out(std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1));
   std::u16string attributes;
   auto open = [&](DocNode* n, int32_t level) {
     if (indent) out.Tabs(level);
@@ -149,6 +152,39 @@ void DocNode::WriteNode(std::u16string& result, bool indent) {
   // The builder counts its bytes in a Long.
   if (out.size() > static_cast<size_t>(INT32_MAX / 2)) ThrowPlatformError(kErrOverflow);
   result = out.Take();
+}
+
+size_t DocNode::TextBound(bool indent) {
+  struct Frame {
+    DocNode* node;
+    DocNode* next_child;
+    size_t level;
+  };
+  std::vector<Frame> stack;
+  size_t total = 0;
+  auto open = [&](DocNode* n, size_t level) {
+    // Opening and closing line, and the value line a leaf may have.
+    size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
+    total += (indent ? level * lines : 0) + 2 * n->mstrName.size() + 7;
+    if (n->mobjAttributes && n->mobjAttributes->Count() > 0)
+      total += 1 + n->mobjAttributes->TextBound();
+    if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
+    stack.push_back({n, n->mobjChild.Get(), level});
+  };
+  open(this, indent ? static_cast<size_t>(Level()) : 0);
+  while (!stack.empty()) {
+    Frame& top = stack.back();
+    if (DocNode* child = top.next_child) {
+      top.next_child = child->mobjNextSibling.Get();
+      size_t level = 0;
+      if (indent)
+        level = child->mobjParent == top.node ? top.level + 1 : static_cast<size_t>(child->Level());
+      open(child, level);
+      continue;
+    }
+    stack.pop_back();
+  }
+  return total;
 }
 
 void DocNode::WriteNode(CStringBuilder& builder, bool& indent) {

@@ -38,6 +38,19 @@ TEST(NumberToText, DoubleSwitchesToExponentAtFifteenDigits) {
   EXPECT_EQ(Str(4.9406564584124654e-324), "4.94065645841247E-324");
 }
 
+TEST(NumberToText, ShortDecimalsAtTheirBoundaries) {
+  // Integers and values with up to four exact decimals take a short way; all else the general.
+  EXPECT_EQ(Str(1200.0), "1200");
+  EXPECT_EQ(Str(-2500.0), "-2500");
+  EXPECT_EQ(Str(0.0001), "0.0001");
+  EXPECT_EQ(Str(0.00005), "0.00005");
+  EXPECT_EQ(Str(123456789.1234), "123456789.1234");
+  EXPECT_EQ(Str(99999999999.9999), "99999999999.9999");
+  EXPECT_EQ(Str(999999999999.9999), "1000000000000");
+  EXPECT_EQ(Str(0.1 * 3), "0.3");
+  EXPECT_EQ(Str(4503599627370497.0), "4.5035996273705E+15");
+}
+
 TEST(NumberToText, TiesInTheExactExpansionGoAwayFromZero) {
   // Exactly representable halves: half-even would keep ...000.
   EXPECT_EQ(Str(100000000000000.5), "100000000000001");

@@ -1,0 +1,63 @@
+// Where the nodes of a document live: slabs that go back to the heap with the tree, and keys
+// held as numbers that still read and compare as their text.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "borvane/automation/slab_pool.h"
+#include "doctree_test_util.h"
+
+namespace borvane::testing {
+namespace {
+
+String BigText(int nodes) {
+  std::string text = "<root>";
+  for (int i = 0; i < nodes; ++i) text += "<n a=\"x y\">" + std::to_string(i) + "</n>";
+  return String(text + "</root>");
+}
+
+TEST(DocMemoryTest, ReleasedTreesGiveTheirSlabsBack) {
+  if (PoolSlabCount() < 0) GTEST_SKIP() << "objects are plain heap blocks in this build";
+  // Warm up: the thread's current slabs stay with it.
+  { Read(*MakeRef<Doc>(), BigText(10)); }
+  const long before = PoolSlabCount();
+  Ref<DocNode> kept;
+  {
+    Ref<Doc> doc = MakeRef<Doc>();
+    Read(*doc, BigText(20000));
+    EXPECT_GT(PoolSlabCount(), before + 50);
+    kept = At(*doc, "N20001");  // the last child: it holds no siblings behind it
+  }
+  // The held node keeps its slab, and those of its attributes, and no others.
+  EXPECT_LE(PoolSlabCount(), before + 3);
+  EXPECT_EQ(U8(kept->Key()), "N20001");
+  EXPECT_EQ(U8(kept->Name()), "n");
+  EXPECT_EQ(U8(kept->Attributes()->Item(Variant(int32_t{1}))->Value().StringRef()), "x y");
+  EXPECT_TRUE(kept->Parent().IsNothing());
+  kept.Reset();
+  EXPECT_LE(PoolSlabCount(), before + 1);
+
+  // A thread's slabs go back when the thread ends, also those of a tree it freed.
+  std::thread([] { Read(*MakeRef<Doc>(), BigText(5000)); }).join();
+  EXPECT_LE(PoolSlabCount(), before + 1);
+}
+
+TEST(DocMemoryTest, KeysOfTheGeneratedFormReadAsTheirText) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  // Only "N", then digits without a leading zero, is the generated form; others keep their text.
+  const char* keys[] = {"N4294967295", "N4294967296", "N0", "N007", "n8", "N", "N12a", "K1"};
+  for (const char* key : keys) AddNode(*doc, "", "x", Variant::Missing(), key);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(U8(At(*doc, int32_t{i + 1})->Key()), keys[i]);
+  EXPECT_EQ(U8(At(*doc, "n4294967295")->Key()), "N4294967295");
+  EXPECT_EQ(U8(At(*doc, "N8")->Key()), "n8");
+  // The removal's key list carries each key's own text.
+  Ref<DocNode> top = AddNode(*doc, "", "top", Variant::Missing(), "N9");
+  AddNode(*doc, "N9", "a", Variant::Missing(), "n10");
+  AddNode(*doc, "N9", "b", Variant::Missing(), "N0011");
+  String list;
+  top->RemoveNode(list);
+  EXPECT_EQ(U8(list), "n10,N0011,N9");
+}
+
+}  // namespace
+}  // namespace borvane::testing
