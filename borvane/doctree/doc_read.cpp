@@ -60,7 +60,9 @@ class TagScanner {
   explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
 
   // The next piece, or false at the end of the text. The view lasts until the next call.
-  bool Next(std::u16string_view& piece) {
+  // `gt` is the place of the piece's first ">", and `space` that of the first space before it;
+  // npos when there is none.
+  bool Next(std::u16string_view& piece, size_t& gt, size_t& space) {
     // The state lives in locals while the loop runs, so that it stays in registers.
     const char16_t* p = p_;
     const char16_t* const end = end_;
@@ -68,6 +70,13 @@ class TagScanner {
     bool in_quote = in_quote_;
     char16_t* out = buffer_.get();
     char16_t* limit = out + capacity_;
+    // Marks while the piece has no ">" yet: where it is, and the first space before it.
+    const char16_t* first_gt = nullptr;
+    const char16_t* first_space = nullptr;
+    bool cut = false;
+    auto mark = [&](const char16_t*& at) {
+      if (!first_gt && !at) at = out - 1;
+    };
     auto put = [&](char16_t ch) {
       if (out == limit) [[unlikely]] {
         size_t n = static_cast<size_t>(out - buffer_.get());
@@ -91,6 +100,7 @@ class TagScanner {
         case u'>':
           if (!in_quote) in_tag = false;
           put(ch);
+          mark(first_gt);
           continue;
         case u'<':
           if (in_quote) {
@@ -104,25 +114,31 @@ class TagScanner {
         case u'\x01':
           continue;
         default:  // white space stays inside a tag or quotes only
-          if (in_tag || in_quote) put(ch);
+          if (in_tag || in_quote) {
+            put(ch);
+            if (ch == u' ') mark(first_space);
+          }
           continue;
       }
       if (started_) {
-        p_ = p;
-        in_tag_ = in_tag;
-        in_quote_ = in_quote;
-        piece = std::u16string_view(buffer_.get(), static_cast<size_t>(out - buffer_.get()));
-        return true;
+        cut = true;
+        break;
       }
       started_ = true;
       out = buffer_.get();
+      first_gt = first_space = nullptr;
+    }
+    if (!cut) {
+      if (!started_) return false;
+      started_ = false;  // the last piece is given once
     }
     p_ = p;
     in_tag_ = in_tag;
     in_quote_ = in_quote;
-    if (!started_) return false;
-    started_ = false;  // the last piece is given once
-    piece = std::u16string_view(buffer_.get(), static_cast<size_t>(out - buffer_.get()));
+    const char16_t* begin = buffer_.get();
+    piece = std::u16string_view(begin, static_cast<size_t>(out - begin));
+    gt = first_gt ? static_cast<size_t>(first_gt - begin) : std::u16string_view::npos;
+    space = first_space ? static_cast<size_t>(first_space - begin) : std::u16string_view::npos;
     return true;
   }
 
@@ -263,7 +279,8 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     DocNode* keyed = nullptr;
     TagScanner scanner(XMLText.view());
     std::u16string_view piece;
-    while (scanner.Next(piece)) {
+    size_t gt, space;
+    while (scanner.Next(piece, gt, space)) {
       if (current) keyed = current;
       if (!piece.empty() && piece.front() == u'/') {
         // Any closing tag closes the current node, whatever its name.
@@ -271,10 +288,8 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         current = current->mobjParent;
         continue;
       }
-      size_t gt = piece.find(u'>');
       if (gt == std::u16string_view::npos || gt == 0) continue;
       std::u16string_view head = piece.substr(0, gt);
-      size_t space = head.find(u' ');
       DocNode* node = AddReadNode(keyed, head.substr(0, space), ValueOf(piece.substr(gt + 1)));
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size())
