@@ -50,6 +50,10 @@ double Val(const String& text);
 // Number to text, as CStr gives it.
 String FormatInteger(int64_t value);
 String FormatDouble(double value);
+// Characters of a number's text at most.
+inline constexpr size_t kNumberTextMax = 64;
+// FormatDouble's text written to `out` (room for kNumberTextMax characters); gives its length.
+size_t FormatDoubleInto(double value, char16_t* out);
 String FormatSingle(float value);
 String FormatCurrency(Currency value);
 String FormatDate(Date value);

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 
 #include "borvane/automation/convert_detail.h"
@@ -94,44 +95,62 @@ bool ShortDecimal(double value, Digits& r) {
   return false;
 }
 
+// Writes the text of `value` to `out`, which has room for kNumberTextMax characters, and gives
+// its length.
+template <class F>
+size_t FormatFloatInto(F value, int sig, char16_t* out) {
+  char16_t* at = out;
+  auto put = [&at](std::string_view text) {
+    for (char ch : text) *at++ = static_cast<char16_t>(ch);
+  };
+  if (std::isnan(value)) {
+    put("-1.#IND");
+  } else if (std::isinf(value)) {
+    put(value < 0 ? "-1.#INF" : "1.#INF");
+  } else if (value == 0) {
+    put("0");  // negative zero too
+  } else {
+    const char16_t point = ThreadLocale().decimal;
+    Digits r;
+    if (!(std::is_same_v<F, double> && sig == 15 && ShortDecimal(std::fabs(value), r)))
+      r = RoundSignificant(std::fabs(value), sig);
+    const std::string_view digits(r.d, static_cast<size_t>(r.count));
+    if (value < 0) *at++ = u'-';
+    const int decimals = std::max(0, r.count - 1 - r.exponent);
+    if (r.exponent < sig && decimals <= sig) {
+      if (r.exponent < 0) {
+        *at++ = u'0';
+        *at++ = point;
+        for (int i = -r.exponent - 1; i > 0; --i) *at++ = u'0';
+        put(digits);
+      } else {
+        for (int i = 0; i <= r.exponent; ++i) *at++ = i < r.count ? r.d[i] : u'0';
+        if (r.count > r.exponent + 1) {
+          *at++ = point;
+          put(digits.substr(static_cast<size_t>(r.exponent) + 1));
+        }
+      }
+    } else {
+      *at++ = r.d[0];
+      if (r.count > 1) {
+        *at++ = point;
+        put(digits.substr(1));
+      }
+      put(r.exponent < 0 ? "E-" : "E+");
+      int e = std::abs(r.exponent);
+      if (e < 10) *at++ = u'0';
+      char buf[8];
+      put(std::string_view(buf,
+                           static_cast<size_t>(std::to_chars(buf, buf + sizeof buf, e).ptr - buf)));
+    }
+  }
+  return static_cast<size_t>(at - out);
+}
+
 template <class F>
 String FormatFloat(F value, int sig) {
-  if (std::isnan(value)) return "-1.#IND";
-  if (std::isinf(value)) return value < 0 ? "-1.#INF" : "1.#INF";
-  if (value == 0) return "0";  // negative zero too
-  const char16_t point = ThreadLocale().decimal;
-  Digits r;
-  if (!(std::is_same_v<F, double> && sig == 15 && ShortDecimal(std::fabs(value), r)))
-    r = RoundSignificant(std::fabs(value), sig);
-  std::u16string out;
-  if (value < 0) out += u'-';
-  const int decimals = std::max(0, r.count - 1 - r.exponent);
-  if (r.exponent < sig && decimals <= sig) {
-    if (r.exponent < 0) {
-      out += u'0';
-      out += point;
-      out.append(static_cast<size_t>(-r.exponent - 1), u'0');
-      out.append(r.d, r.d + r.count);
-    } else {
-      for (int i = 0; i <= r.exponent; ++i) out += i < r.count ? r.d[i] : u'0';
-      if (r.count > r.exponent + 1) {
-        out += point;
-        out.append(r.d + r.exponent + 1, r.d + r.count);
-      }
-    }
-  } else {
-    out += r.d[0];
-    if (r.count > 1) {
-      out += point;
-      out.append(r.d + 1, r.d + r.count);
-    }
-    out += r.exponent < 0 ? u"E-" : u"E+";
-    int e = std::abs(r.exponent);
-    if (e < 10) out += u'0';
-    char buf[8];
-    out.append(buf, std::to_chars(buf, buf + sizeof buf, e).ptr);
-  }
-  return String(std::move(out));
+  char16_t text[kNumberTextMax];
+  return String(std::u16string_view(text, FormatFloatInto(value, sig, text)));
 }
 
 void AppendNumber(std::u16string& out, int64_t value, int min_digits = 1) {
@@ -147,6 +166,10 @@ String FormatInteger(int64_t value) {
   std::u16string out;
   AppendNumber(out, value);
   return String(std::move(out));
+}
+
+size_t FormatDoubleInto(double value, char16_t* out) {
+  return FormatFloatInto(value, 15, out);
 }
 
 String FormatDouble(double value) {

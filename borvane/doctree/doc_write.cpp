@@ -95,6 +95,11 @@ void AppendValueText(TextSink& out, const Variant& value) {
     case vbEmpty:
     case vbNull:
       break;  // a line with only the indentation
+    case vbDouble: {
+      char16_t text[kNumberTextMax];
+      out.Put(std::u16string_view(text, FormatDoubleInto(*value.GetIf<double>(), text)));
+      break;
+    }
     default:
       out.Put(CStr(value).view());  // objects and arrays fail here
       break;
