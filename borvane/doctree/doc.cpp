@@ -59,16 +59,7 @@ String Doc::CreateKey() {
 
 void Doc::Insert(DocNode* node) {
   mcolNodes.Add(node);
-  node->home_ = &mcolNodes;
   node->SetRoot(mcolNodes.At(1));
-}
-
-DocNode* Doc::FindRelative(DocNode* relative) {
-  // A node made by this Doc and still in it stands under its own key: no lookup needed.
-  if (relative->home_ == &mcolNodes) return relative;
-  DocNode* found = mcolNodes.Find(relative->mstrKey.Text().view());
-  if (!found) ThrowPlatformError(kErrInvalidCall);
-  return found;
 }
 
 DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key, String name,
@@ -87,15 +78,17 @@ DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key,
   return node.Get();
 }
 
-DocNode* Doc::AddReadNode(DocNode* relative, std::u16string_view name, Variant value) {
+DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, Variant value) {
   if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   Ref<DocNode> node = MakeRef<DocNode>();
   // CreateKey's key, held as its number.
   node->mstrKey.SetNumber(static_cast<uint32_t>(++mlngLastKey));
-  node->mstrName = String(name);  // the reader cut the name at its first space
+  node->mstrName = name;  // the reader cut the name at its first space
   node->mvntValue = std::move(value);
   Insert(node.Get());
-  if (relative && mcolNodes.Count() > 1) FindRelative(relative)->AppendChild(node.Get());
+  // The relative is the node ParentKey named or one this call added: it stands in this Doc's
+  // list under its key, so looking the key up would find the node itself.
+  if (relative && mcolNodes.Count() > 1) relative->AppendChild(node.Get());
   return node.Get();
 }
 

@@ -63,12 +63,10 @@ class Doc : public Dispatchable<Doc> {
   DocNode* AddNode(const String& relative, int32_t relationship, String& key, String name,
                    Variant value);
   // Add as the reader calls it: a generated key, a name without spaces, and `relative` (or
-  // nullptr for none) standing for the relative's key.
-  DocNode* AddReadNode(DocNode* relative, std::u16string_view name, Variant value);
+  // nullptr for none), a node of this Doc's list, standing for the relative's key.
+  DocNode* AddReadNode(DocNode* relative, const NodeName& name, Variant value);
   // Puts a new node into the list under its key and sets its root.
   void Insert(DocNode* node);
-  // The node of this Doc's list under `relative`'s key; error 5 when there is none.
-  DocNode* FindRelative(DocNode* relative);
 
   NodeList mcolNodes;
   int32_t mlngLastKey = 0;

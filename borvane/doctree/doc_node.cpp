@@ -103,7 +103,7 @@ Ref<DocNode> DocNode::FirstSibling() const {
 
 void DocNode::SetName(String Value) {
   if (Value.view().find(u' ') != std::u16string_view::npos) ThrowPlatformError(102);
-  mstrName = std::move(Value);
+  mstrName = NodeName(Value);
 }
 
 void DocNode::SetValue(Variant Value) {

@@ -15,6 +15,7 @@
 #include "borvane/automation/slab_pool.h"
 #include "borvane/doctree/attributes.h"
 #include "borvane/doctree/node_key.h"
+#include "borvane/doctree/node_name.h"
 
 namespace borvane {
 
@@ -45,7 +46,7 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   String Key() const { return mstrKey.ToString(); }
   // Error 102 (and the name unchanged) for a text with a space; other white space passes.
   void SetName(String Value);
-  String Name() const { return mstrName; }
+  String Name() const { return mstrName.ToString(); }
   // Stores a copy; an object is stored as the value of its default member.
   void SetValue(Variant Value);
   Variant Value() const { return mvntValue; }
@@ -102,7 +103,7 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   void RehomeChildren(DocNode* old_first);
 
   NodeKey mstrKey;
-  String mstrName;
+  NodeName mstrName;
   Variant mvntValue;
   Ref<borvane::Attributes> mobjAttributes;
   Anchor* mobjRoot = nullptr;  // counted handle on the root
@@ -116,8 +117,6 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   // the parent they name stays alive.
   Ref<DocNode> parent_hold_;
   Anchor* anchor_ = nullptr;
-  // The list of the Doc that made the node, while the node stands in it under its key.
-  const NodeList* home_ = nullptr;
 };
 
 }  // namespace borvane

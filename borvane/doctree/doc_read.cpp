@@ -280,6 +280,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     TagScanner scanner(XMLText.view());
     std::u16string_view piece;
     size_t gt, space;
+    NodeName last_name;
     while (scanner.Next(piece, gt, space)) {
       if (current) keyed = current;
       if (!piece.empty() && piece.front() == u'/') {
@@ -290,7 +291,10 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       }
       if (gt == std::u16string_view::npos || gt == 0) continue;
       std::u16string_view head = piece.substr(0, gt);
-      DocNode* node = AddReadNode(keyed, head.substr(0, space), ValueOf(piece.substr(gt + 1)));
+      std::u16string_view name = head.substr(0, space);
+      // Names repeat: the nodes of one text share the last name while it stays the same.
+      if (name != last_name.view()) last_name = NodeName(name);
+      DocNode* node = AddReadNode(keyed, last_name, ValueOf(piece.substr(gt + 1)));
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size())
         node->Attributes()->ReadAttributeString(head.substr(space + 1));

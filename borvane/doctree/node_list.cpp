@@ -25,11 +25,6 @@ size_t Spread(std::u16string_view key) {
 
 }  // namespace
 
-NodeList::~NodeList() {
-  for (Ref<DocNode>& node : slots_)
-    if (node && node->home_ == this) node->home_ = nullptr;
-}
-
 size_t NodeList::Probe(std::u16string_view key, size_t hash) const {
   size_t mask = table_.size() - 1;
   uint32_t tag = static_cast<uint32_t>(hash);
@@ -175,7 +170,6 @@ void NodeList::Remove(std::u16string_view key) {
     if (number >= 0) --numbered_in_table_;
   }
   Ref<DocNode> node = std::move(slots_[slot]);
-  if (node->home_ == this) node->home_ = nullptr;
   ++dead_;
   // Removed slots are dropped once they are the majority, so that memory follows the count.
   if (pins_ == 0 && dead_ > 64 && dead_ * 2 > slots_.size()) Compact();

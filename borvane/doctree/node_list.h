@@ -24,7 +24,6 @@ class NodeList {
   NodeList() = default;
   NodeList(const NodeList&) = delete;
   NodeList& operator=(const NodeList&) = delete;
-  ~NodeList();
 
   int32_t Count() const { return static_cast<int32_t>(slots_.size() - dead_); }
   // Adds `node` at the end under its own key; 457 when the key is in use.

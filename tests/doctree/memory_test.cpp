@@ -59,5 +59,17 @@ TEST(DocMemoryTest, KeysOfTheGeneratedFormReadAsTheirText) {
   EXPECT_EQ(U8(list), "n10,N0011,N9");
 }
 
+TEST(DocMemoryTest, NamesReadTogetherStayApart) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<a><b></b><b></b><b></b></a>");
+  At(*doc, "N3")->SetName("c");
+  EXPECT_EQ(U8(Write(*doc)), "<a>\n<b>\n\"\"\n</b>\n<c>\n\"\"\n</c>\n<b>\n\"\"\n</b>\n</a>\n");
+  // A null name stays null, and the empty name is not null.
+  Ref<DocNode> unnamed = AddNode(*doc, "", String::Null());
+  EXPECT_TRUE(unnamed->Name().IsNull());
+  unnamed->SetName("");
+  EXPECT_FALSE(unnamed->Name().IsNull());
+}
+
 }  // namespace
 }  // namespace borvane::testing

@@ -1,0 +1,51 @@
+// NodeName: a DocNode's name in one pointer. Copies share the text, so that the nodes read
+// from one document share the name they repeat instead of each holding a String of it.
+#ifndef BORVANE_DOCTREE_NODE_NAME_H_
+#define BORVANE_DOCTREE_NODE_NAME_H_
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "borvane/automation/string.h"
+
+namespace borvane {
+
+class NodeName {
+ public:
+  // The empty name.
+  NodeName() = default;
+  // The text of `name`; a null String stays null.
+  explicit NodeName(const String& name);
+  explicit NodeName(std::u16string_view name);
+  NodeName(const NodeName& other) : block_(other.block_) {
+    if (block_) ++block_->refs;
+  }
+  NodeName& operator=(NodeName other) noexcept {
+    std::swap(block_, other.block_);
+    return *this;
+  }
+  ~NodeName();
+
+  std::u16string_view view() const {
+    return block_ ? std::u16string_view(block_->text, block_->size) : std::u16string_view();
+  }
+  size_t size() const { return block_ ? block_->size : 0; }
+  String ToString() const;
+
+ private:
+  // Names are made and dropped on the thread of their nodes: a plain count will do.
+  struct Block {
+    uint32_t refs;
+    uint32_t size;
+    bool null;
+    char16_t text[1];
+  };
+  static Block* NewBlock(std::u16string_view text, bool null);
+
+  Block* block_ = nullptr;
+};
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_NODE_NAME_H_
