@@ -57,7 +57,7 @@ size_t AttributeObj::TextBound() const {
       value = 5;
       break;
     default:
-      value = 64;  // a number, or nothing
+      value = kNumberTextMax;  // a number, or nothing
       break;
   }
   return mstrName.size() + 1 + value;

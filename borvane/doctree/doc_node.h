@@ -79,6 +79,11 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   void WriteNode(std::u16string& out, bool indent);
   // Characters of that text at most.
   size_t TextBound(bool indent);
+  // Walks this node's subtree in document order without recursion: open(node, level) on the
+  // way down, close(node, level) on the way up; levels count from the top of the tree when
+  // `indent` is set, else they are 0.
+  template <class Open, class Close>
+  void Walk(bool indent, Open&& open, Close&& close);
   // Library-internal: unlinks this node and its subtree, empties their attributes, and appends
   // their keys to Keys, comma-separated, children before parents.
   void RemoveNode(String& Keys);

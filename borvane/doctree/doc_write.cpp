@@ -71,7 +71,7 @@ size_t ValueTextBound(const Variant& value) {
     case vbNull:
       return 0;
     default:
-      return 64;  // any number, date or currency in its text form
+      return kNumberTextMax;  // any number, date or currency in its text form
   }
 }
 
@@ -108,14 +108,35 @@ void AppendValueText(TextSink& out, const Variant& value) {
 
 }  // namespace
 
-void DocNode::WriteNode(std::u16string& result, bool indent) {
+template <class Open, class Close>
+void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   struct Frame {
     DocNode* node;
     DocNode* next_child;
     int32_t level;
   };
-  Ref<DocNode> keep(this);
   std::vector<Frame> stack;
+  // Level counts from the top of the tree; below the first node it goes up by one per step.
+  const int32_t first_level = indent ? Level() : 0;
+  open(this, first_level);
+  stack.push_back({this, mobjChild.Get(), first_level});
+  while (!stack.empty()) {
+    Frame& top = stack.back();
+    if (DocNode* child = top.next_child) {
+      top.next_child = child->mobjNextSibling.Get();
+      int32_t level = 0;
+      if (indent) level = child->mobjParent == top.node ? top.level + 1 : child->Level();
+      open(child, level);
+      stack.push_back({child, child->mobjChild.Get(), level});
+      continue;
+    }
+    close(top.node, top.level);
+    stack.pop_back();
+  }
+}
+
+void DocNode::WriteNode(std::u16string& result, bool indent) {
+  Ref<DocNode> keep(this);
   TextSink out(std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1));
   std::u16string attributes;
   auto open = [&](DocNode* n, int32_t level) {
@@ -135,60 +156,30 @@ void DocNode::WriteNode(std::u16string& result, bool indent) {
       AppendValueText(out, n->mvntValue);
       out.Put(u'\n');
     }
-    stack.push_back({n, n->mobjChild.Get(), level});
   };
-  // Level counts from the top of the tree; below the first node it goes up by one per step.
-  open(this, indent ? Level() : 0);
-  while (!stack.empty()) {
-    Frame& top = stack.back();
-    if (DocNode* child = top.next_child) {
-      top.next_child = child->mobjNextSibling.Get();
-      int32_t level = 0;
-      if (indent) level = child->mobjParent == top.node ? top.level + 1 : child->Level();
-      open(child, level);
-      continue;
-    }
-    if (indent) out.Tabs(top.level);
+  auto close = [&](DocNode* n, int32_t level) {
+    if (indent) out.Tabs(level);
     out.Put(u"</");
-    out.Put(top.node->mstrName.view());
+    out.Put(n->mstrName.view());
     out.Put(u">\n");
-    stack.pop_back();
-  }
+  };
+  Walk(indent, open, close);
   // The builder counts its bytes in a Long.
   if (out.size() > static_cast<size_t>(INT32_MAX / 2)) ThrowPlatformError(kErrOverflow);
   result = out.Take();
 }
 
 size_t DocNode::TextBound(bool indent) {
-  struct Frame {
-    DocNode* node;
-    DocNode* next_child;
-    size_t level;
-  };
-  std::vector<Frame> stack;
   size_t total = 0;
-  auto open = [&](DocNode* n, size_t level) {
+  auto open = [&](DocNode* n, int32_t level) {
     // Opening and closing line, and the value line a leaf may have.
     size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
-    total += (indent ? level * lines : 0) + 2 * n->mstrName.size() + 7;
+    total += (indent ? static_cast<size_t>(level) * lines : 0) + 2 * n->mstrName.size() + 7;
     if (n->mobjAttributes && n->mobjAttributes->Count() > 0)
       total += 1 + n->mobjAttributes->TextBound();
     if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
-    stack.push_back({n, n->mobjChild.Get(), level});
   };
-  open(this, indent ? static_cast<size_t>(Level()) : 0);
-  while (!stack.empty()) {
-    Frame& top = stack.back();
-    if (DocNode* child = top.next_child) {
-      top.next_child = child->mobjNextSibling.Get();
-      size_t level = 0;
-      if (indent)
-        level = child->mobjParent == top.node ? top.level + 1 : static_cast<size_t>(child->Level());
-      open(child, level);
-      continue;
-    }
-    stack.pop_back();
-  }
+  Walk(indent, open, [](DocNode*, int32_t) {});
   return total;
 }
 
