@@ -121,6 +121,7 @@ void ProfileDocument::Load(std::string bytes) {
   added_.clear();
   sections_.clear();
   section_index_.clear();
+  next_read_ = 1;
   modified_ = false;
   sections_.emplace_back();
   const char* data = content_.data();
@@ -150,8 +151,9 @@ void ProfileDocument::Load(std::string bytes) {
     if (!trimmed.empty() && trimmed.front() == '[') {
       Block s;
       s.name = std::string(HeaderName(trimmed));
+      s.fold = FoldName(s.name);
       s.header = line;
-      section_index_.emplace(FoldName(s.name), sections_.size());
+      s.first = section_index_.emplace(s.fold, sections_.size()).second;
       sections_.push_back(std::move(s));
       continue;
     }
@@ -171,10 +173,18 @@ uint32_t ProfileDocument::SectionNames(char* buffer, uint32_t size) const {
 
 uint32_t ProfileDocument::Section(std::string_view section, char* buffer, uint32_t size) const {
   ListWriter out(buffer, size);
-  auto it = section_index_.find(FoldName(TrimSpaces(section)));
-  if (it != section_index_.end()) {
+  std::string fold = FoldName(TrimSpaces(section));
+  size_t found = 0;  // no section: [0] holds the lines before the first header
+  if (next_read_ < sections_.size() && sections_[next_read_].first &&
+      sections_[next_read_].fold == fold) {
+    found = next_read_;
+  } else if (auto it = section_index_.find(fold); it != section_index_.end()) {
+    found = it->second;
+  }
+  if (found != 0) {
+    next_read_ = found + 1;
     std::string item;
-    for (const Line& line : sections_[it->second].lines) {
+    for (const Line& line : sections_[found].lines) {
       if (line.removed || !line.content) continue;
       std::string_view text = TrimBlanks(Text(line));
       size_t eq = text.find('=');
@@ -216,14 +226,16 @@ void ProfileDocument::UpdateEndOfKeys(Block& s) {
 void ProfileDocument::RemoveSection(size_t index, const std::string& fold) {
   Block& s = sections_[index];
   s.removed = true;
+  s.first = false;
   s.lines.clear();
   s.keys.clear();
   s.end_of_keys = 0;
   section_index_.erase(fold);
   // A later copy of the same name now answers for it.
   for (size_t i = index + 1; i < sections_.size(); ++i) {
-    if (!sections_[i].removed && FoldName(sections_[i].name) == fold) {
+    if (!sections_[i].removed && sections_[i].fold == fold) {
       section_index_.emplace(fold, i);
+      sections_[i].first = true;
       break;
     }
   }
@@ -266,7 +278,8 @@ void ProfileDocument::AppendSection(std::string_view name, std::string_view key,
   s.end_of_keys = 1;
   s.indexed = true;
   s.keys.emplace(FoldName(key), 0);
-  section_index_.emplace(FoldName(s.name), sections_.size());
+  s.fold = FoldName(s.name);
+  s.first = section_index_.emplace(s.fold, sections_.size()).second;
   sections_.push_back(std::move(s));
 }
 

@@ -55,8 +55,10 @@ class ProfileDocument {
     bool content = false;  // not blank, not a comment (a key line)
   };
   struct Block {
-    std::string name;  // as in the file, blanks removed
-    Line header;       // unused for the lines before the first header
+    std::string name;    // as in the file, blanks removed
+    std::string fold;    // the name folded for matching
+    bool first = false;  // the copy that answers for its name (the first one left)
+    Line header;         // unused for the lines before the first header
     std::vector<Line> lines;
     size_t end_of_keys = 0;  // the place behind the last key line
     bool removed = false;
@@ -76,6 +78,9 @@ class ProfileDocument {
   std::string added_;
   std::vector<Block> sections_;                            // [0]: the lines before the first header
   std::unordered_map<std::string, size_t> section_index_;  // folded name -> first section
+  // Where a read of the sections in file order finds the next one, so that such a read does
+  // not look each name up in a large index.
+  mutable size_t next_read_ = 1;
   bool modified_ = false;
 };
 
