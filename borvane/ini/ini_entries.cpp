@@ -12,13 +12,16 @@ namespace borvane {
 namespace {
 
 // Up to this many entries a name is found by a scan of the hashes.
-constexpr size_t kScanLimit = 8;
+constexpr size_t kScanLimit = 16;
+
+uint32_t NameHash(std::u16string_view name) {
+  return static_cast<uint32_t>(HashNoCase(name));
+}
 
 // The slot where a hash starts its probe in a table of `size` slots (a power of 2). The
 // multiplication spreads the hash's high bits into the ones that pick the slot.
-size_t HomeSlot(size_t hash, size_t size) {
-  return static_cast<size_t>((static_cast<uint64_t>(hash) * 0x9E3779B97F4A7C15ull) >>
-                             (64 - std::countr_zero(size)));
+size_t HomeSlot(uint32_t hash, size_t size) {
+  return static_cast<size_t>((hash * 0x9E3779B97F4A7C15ull) >> (64 - std::countr_zero(size)));
 }
 
 }  // namespace
@@ -65,10 +68,10 @@ class IniEntries::Walk final : public Enumerator {
   State state_ = kFresh;
 };
 
-ptrdiff_t IniEntries::Position(std::u16string_view name, size_t hash) const {
+ptrdiff_t IniEntries::Position(std::u16string_view name, uint32_t hash) const {
   if (slots_.empty()) {
     for (size_t i = 0; i < entries_.size(); ++i)
-      if (entries_[i].hash == hash && EqualsNoCase(entries_[i].name.view(), name))
+      if (entries_[i].hash == hash && EqualsNoCase(NameOf(i), name))
         return static_cast<ptrdiff_t>(i);
     return -1;
   }
@@ -76,14 +79,13 @@ ptrdiff_t IniEntries::Position(std::u16string_view name, size_t hash) const {
   for (size_t s = HomeSlot(hash, slots_.size());; s = (s + 1) & mask) {
     uint32_t slot = slots_[s];
     if (slot == 0) return -1;
-    const Entry& e = entries_[slot - 1];
-    if (e.hash == hash && EqualsNoCase(e.name.view(), name))
+    if (entries_[slot - 1].hash == hash && EqualsNoCase(NameOf(slot - 1), name))
       return static_cast<ptrdiff_t>(slot) - 1;
   }
 }
 
 ObjectBase* IniEntries::Find(std::u16string_view name) const {
-  ptrdiff_t i = Position(name, HashNoCase(name));
+  ptrdiff_t i = Position(name, NameHash(name));
   return i < 0 ? nullptr : entries_[static_cast<size_t>(i)].item.Get();
 }
 
@@ -102,9 +104,9 @@ void IniEntries::Reindex() {
   for (size_t i = 0; i < entries_.size(); ++i) Index(i);
 }
 
-void IniEntries::Add(Object item, String name) {
-  size_t hash = HashNoCase(name.view());
-  entries_.push_back(Entry{std::move(item), hash, std::move(name)});
+void IniEntries::Add(Object item, std::u16string_view name) {
+  names_.append(name);
+  entries_.push_back(Entry{std::move(item), NameHash(name), static_cast<uint32_t>(names_.size())});
   if (entries_.size() * 2 > slots_.size()) {
     if (entries_.size() > kScanLimit) Reindex();
   } else {
@@ -115,7 +117,7 @@ void IniEntries::Add(Object item, String name) {
 size_t IniEntries::Locate(const Variant& index) const {
   CollectionIndex at(index);
   if (at.by_key) {
-    ptrdiff_t i = Position(at.key.view(), HashNoCase(at.key.view()));
+    ptrdiff_t i = Position(at.key.view(), NameHash(at.key.view()));
     if (i < 0) ThrowPlatformError(kErrInvalidCall);
     return static_cast<size_t>(i);
   }
@@ -136,6 +138,11 @@ void IniEntries::Remove(const Variant& index) {
   size_t position = Locate(index);
   // The member goes last: its end may run code that looks at this list.
   Object removed = std::move(entries_[position].item);
+  std::u16string_view name = NameOf(position);
+  size_t begin = static_cast<size_t>(name.data() - names_.data()), length = name.size();
+  names_.erase(begin, length);
+  for (size_t i = position + 1; i < entries_.size(); ++i)
+    entries_[i].name_end -= static_cast<uint32_t>(length);
   entries_.erase(entries_.begin() + static_cast<ptrdiff_t>(position));
   Reindex();
   for (Walk* w : walks_) w->Removed(position, entries_.size());

@@ -25,7 +25,7 @@ Ref<IniFileKey> IniFileKeys::Add(String sKeyName, String sKeyValue) {
   Ref<IniFileKey> key = MakeRef<IniFileKey>();
   key->LetKeyValue(std::move(sKeyValue));
   key->LetKeyName(sKeyName);
-  mcolKeys.Add(key, std::move(sKeyName));
+  mcolKeys.Add(key, sKeyName);
   return key;
 }
 

@@ -27,6 +27,9 @@ class IniFileKeys : public Dispatchable<IniFileKeys> {
   void Remove(Variant& vntIndexKey) { mcolKeys.Remove(vntIndexKey); }
   Ref<Enumerator> NewEnum() { return mcolKeys.NewEnum(Object(this)); }
 
+  // Library-internal: room for `count` more keys whose names have `name_length` characters in
+  // all, for a reader that knows what will come.
+  void Reserve(size_t count, size_t name_length) { mcolKeys.Reserve(count, name_length); }
   // Library-internal: the key at `position` (1 to Count), unchecked.
   IniFileKey& At(int32_t position) const { return static_cast<IniFileKey&>(mcolKeys.At(position)); }
 

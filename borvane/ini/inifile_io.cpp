@@ -1,4 +1,5 @@
 // Inifile's file operations: the tree to and from the private profile functions.
+#include <algorithm>
 #include <new>
 #include <string>
 #include <vector>
@@ -80,6 +81,14 @@ void Inifile::ReadIniFile(String& strPath) {
     n = profile.GetSection(name, buffer.data(), kProfileBuffer, strPath);
     if (n == 0) continue;
     Ref<IniFileKeys> keys = section->Keys();
+    // Room for all of the section's keys at once: a large file has many sections, and growing
+    // each one's list key by key costs more than the keys.
+    size_t lines = 0, name_bytes = 0;
+    ForEachProfileItem(buffer, n, [&](std::string_view line) {
+      ++lines;
+      name_bytes += std::min(line.find('='), line.size());
+    });
+    keys->Reserve(lines, name_bytes);
     ForEachProfileItem(buffer, n, [&](std::string_view line) {
       // The line split at its first "=" into two pieces; a line without one has no second.
       size_t eq = line.find('=');
