@@ -38,8 +38,8 @@ class IniEntries::Walk final : public Enumerator {
   ~Walk() override { std::erase(list_.walks_, this); }
 
   bool Next(Variant& item) override {
-    if (state_ == kFresh) state_ = kOn;
-    if (state_ == kGap) state_ = kOn;  // what followed the removed entry is there
+    // At the start, or after a removal, the entry at next_ is the one to give.
+    if (state_ == kFresh || state_ == kGap) state_ = kOn;
     if (state_ != kOn || next_ >= list_.entries_.size()) {
       state_ = kDone;
       return false;
@@ -97,6 +97,7 @@ void IniEntries::Index(size_t position) {
 }
 
 void IniEntries::Reindex() {
+  // Without slots (also when making them fails) names are found by a scan.
   slots_.clear();
   if (entries_.size() <= kScanLimit) return;
   // At most half the slots in use keeps the probes short.
@@ -105,8 +106,14 @@ void IniEntries::Reindex() {
 }
 
 void IniEntries::Add(Object item, std::u16string_view name) {
-  names_.append(name);
-  entries_.push_back(Entry{std::move(item), NameHash(name), static_cast<uint32_t>(names_.size())});
+  size_t name_end = names_.size() + name.size();
+  entries_.push_back(Entry{std::move(item), NameHash(name), static_cast<uint32_t>(name_end)});
+  try {
+    names_.append(name);
+  } catch (...) {
+    entries_.pop_back();
+    throw;
+  }
   if (entries_.size() * 2 > slots_.size()) {
     if (entries_.size() > kScanLimit) Reindex();
   } else {
