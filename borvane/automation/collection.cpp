@@ -40,22 +40,31 @@ void Collection::Clear() {
   keys_.clear();
 }
 
+CollectionIndex::CollectionIndex(const Variant& index) {
+  if (index.IsObject()) {
+    *this = CollectionIndex(DefaultValue(index.ToObject()));
+  } else if (index.IsString()) {
+    by_key = true;
+    key = index.StringRef();
+  } else if (index.IsNumber() || index.GetIf<bool>() || index.GetIf<Date>()) {
+    position = CLng(index);
+  } else {
+    ThrowPlatformError(kErrTypeMismatch);
+  }
+}
+
 size_t Collection::Locate(const Variant& index) const {
-  if (index.IsObject()) return Locate(DefaultValue(index.ToObject()));
-  if (index.IsString()) {
-    auto it = keys_.find(index.StringRef().view());
+  CollectionIndex at(index);
+  if (at.by_key) {
+    auto it = keys_.find(at.key.view());
     if (it == keys_.end()) ThrowPlatformError(kErrInvalidCall);
     // Keys are few per lookup path; the position comes from a scan only when asked for.
     for (size_t i = 0; i < order_.size(); ++i)
       if (order_[i] == it->second) return i;
     ThrowPlatformError(kErrInvalidCall);
   }
-  if (index.IsNumber() || index.GetIf<bool>() || index.GetIf<Date>()) {
-    int32_t pos = CLng(index);
-    if (pos < 1 || pos > Count()) ThrowPlatformError(kErrSubscript);
-    return static_cast<size_t>(pos - 1);
-  }
-  ThrowPlatformError(kErrTypeMismatch);
+  if (at.position < 1 || at.position > Count()) ThrowPlatformError(kErrSubscript);
+  return static_cast<size_t>(at.position - 1);
 }
 
 Variant Collection::Item(const Variant& index) const {

@@ -18,6 +18,16 @@
 
 namespace borvane {
 
+// An index as a Collection reads it: a text names an entry by its key; a number, Boolean or Date
+// names one by its position from 1, converted as CLng converts; an object stands for its default
+// value. Any other index raises 13.
+struct CollectionIndex {
+  explicit CollectionIndex(const Variant& index);
+  bool by_key = false;
+  String key;
+  int32_t position = 0;
+};
+
 class Collection : public Dispatchable<Collection> {
  public:
   static constexpr const char* kClassName = "Collection";

@@ -22,7 +22,7 @@ class IniFileKey : public Dispatchable<IniFileKey> {
   void LetKeyName(const String& value) { mvntKeyName = value; }
   // May be the null String, which a file write treats as "remove the key".
   String KeyValue() const { return mstrKeyValue; }
-  void LetKeyValue(const String& value) { mstrKeyValue = value; }
+  void LetKeyValue(String value) { mstrKeyValue = std::move(value); }
 
  private:
   String mstrKeyValue;

@@ -18,28 +18,24 @@ void IniFileKeys::Describe(ClassBuilder<IniFileKeys>& b) {
 
 Ref<IniFileKey> IniFileKeys::Add(String sKeyName, String sKeyValue) {
   if (KeyExists(sKeyName)) {
-    Ref<IniFileKey> key = mcolKeys->Find(sKeyName)->ToObject().As<IniFileKey>();
-    key->LetKeyValue(sKeyValue);
+    Ref<IniFileKey> key(static_cast<IniFileKey*>(mcolKeys.Find(sKeyName)));
+    key->LetKeyValue(std::move(sKeyValue));
     return key;
   }
   Ref<IniFileKey> key = MakeRef<IniFileKey>();
-  key->LetKeyValue(sKeyValue);
+  key->LetKeyValue(std::move(sKeyValue));
   key->LetKeyName(sKeyName);
-  mcolKeys->Add(Variant(key), Variant(sKeyName));
+  mcolKeys.Add(key, sKeyName);
   return key;
 }
 
 Ref<IniFileKey> IniFileKeys::Item(Variant& vntIndexKey) {
   try {
-    return mcolKeys->Item(vntIndexKey).ToObject().As<IniFileKey>();
+    return Ref<IniFileKey>(static_cast<IniFileKey*>(mcolKeys.Item(vntIndexKey).Get()));
   } catch (const Error& e) {
     if (e.Number() == kErrInvalidCall) return Ref<IniFileKey>();
     throw Error(e.Number(), "Key:Item (Get)", e.Description());
   }
-}
-
-IniFileKey& IniFileKeys::At(int32_t position) const {
-  return static_cast<IniFileKey&>(*mcolKeys->At(position).ToObject());
 }
 
 BORVANE_REGISTER_CLASS(IniFileKeys)

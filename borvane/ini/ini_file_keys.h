@@ -5,7 +5,7 @@
 #ifndef BORVANE_INI_INI_FILE_KEYS_H_
 #define BORVANE_INI_INI_FILE_KEYS_H_
 
-#include "borvane/automation/collection.h"
+#include "borvane/ini/ini_entries.h"
 #include "borvane/ini/ini_file_key.h"
 
 namespace borvane {
@@ -22,18 +22,21 @@ class IniFileKeys : public Dispatchable<IniFileKeys> {
   // range, 13 for an index of the wrong type) keep their Number and Description and get the
   // Source "Key:Item (Get)".
   Ref<IniFileKey> Item(Variant& vntIndexKey);
-  int32_t Count() const { return mcolKeys->Count(); }
+  int32_t Count() const { return mcolKeys.Count(); }
   // Collection removal by position or name; its errors (5, 9) pass unchanged.
-  void Remove(Variant& vntIndexKey) { mcolKeys->Remove(vntIndexKey); }
-  Ref<Enumerator> NewEnum() { return mcolKeys->NewEnum(); }
+  void Remove(Variant& vntIndexKey) { mcolKeys.Remove(vntIndexKey); }
+  Ref<Enumerator> NewEnum() { return mcolKeys.NewEnum(Object(this)); }
 
+  // Library-internal: room for `count` more keys whose names have `name_length` characters in
+  // all, for a reader that knows what will come.
+  void Reserve(size_t count, size_t name_length) { mcolKeys.Reserve(count, name_length); }
   // Library-internal: the key at `position` (1 to Count), unchecked.
-  IniFileKey& At(int32_t position) const;
+  IniFileKey& At(int32_t position) const { return static_cast<IniFileKey&>(mcolKeys.At(position)); }
 
  private:
-  bool KeyExists(const String& name) const { return mcolKeys->Find(name) != nullptr; }
+  bool KeyExists(const String& name) const { return mcolKeys.Find(name) != nullptr; }
 
-  Ref<Collection> mcolKeys = MakeRef<Collection>();
+  IniEntries mcolKeys;
 };
 
 }  // namespace borvane

@@ -18,24 +18,21 @@ void IniFileSections::Describe(ClassBuilder<IniFileSections>& b) {
 
 Ref<IniFileSection> IniFileSections::Add(String& strSectionName) {
   if (SectionExists(strSectionName))
-    return mcolSections->Find(strSectionName)->ToObject().As<IniFileSection>();
+    return Ref<IniFileSection>(static_cast<IniFileSection*>(mcolSections.Find(strSectionName)));
   Ref<IniFileSection> section = MakeRef<IniFileSection>();
   section->LetSectionName(strSectionName);
-  mcolSections->Add(Variant(section), Variant(strSectionName));
+  mcolSections.Add(section, strSectionName);
   return section;
 }
 
 Ref<IniFileSection> IniFileSections::Item(String& strSectionName) {
   try {
-    return mcolSections->Item(Variant(strSectionName)).ToObject().As<IniFileSection>();
+    return Ref<IniFileSection>(
+        static_cast<IniFileSection*>(mcolSections.Item(Variant(strSectionName)).Get()));
   } catch (const Error& e) {
     if (e.Number() == kErrInvalidCall) return Ref<IniFileSection>();
     throw Error(e.Number(), "Sections:Item (Get)", e.Description());
   }
-}
-
-IniFileSection& IniFileSections::At(int32_t position) const {
-  return static_cast<IniFileSection&>(*mcolSections->At(position).ToObject());
 }
 
 BORVANE_REGISTER_CLASS(IniFileSections)

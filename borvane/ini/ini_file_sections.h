@@ -5,7 +5,7 @@
 #ifndef BORVANE_INI_INI_FILE_SECTIONS_H_
 #define BORVANE_INI_INI_FILE_SECTIONS_H_
 
-#include "borvane/automation/collection.h"
+#include "borvane/ini/ini_entries.h"
 #include "borvane/ini/ini_file_section.h"
 
 namespace borvane {
@@ -20,18 +20,20 @@ class IniFileSections : public Dispatchable<IniFileSections> {
   // By name only (a text of digits is a name); Nothing for an unknown one. Other failures
   // keep their Number and Description and get the Source "Sections:Item (Get)".
   Ref<IniFileSection> Item(String& strSectionName);
-  int32_t Count() const { return mcolSections->Count(); }
+  int32_t Count() const { return mcolSections.Count(); }
   // Collection removal by position or name; its errors (5, 9) pass unchanged.
-  void Remove(Variant& vntIndexKey) { mcolSections->Remove(vntIndexKey); }
-  Ref<Enumerator> NewEnum() { return mcolSections->NewEnum(); }
+  void Remove(Variant& vntIndexKey) { mcolSections.Remove(vntIndexKey); }
+  Ref<Enumerator> NewEnum() { return mcolSections.NewEnum(Object(this)); }
 
   // Library-internal: the section at `position` (1 to Count), unchecked.
-  IniFileSection& At(int32_t position) const;
+  IniFileSection& At(int32_t position) const {
+    return static_cast<IniFileSection&>(mcolSections.At(position));
+  }
 
  private:
-  bool SectionExists(const String& name) const { return mcolSections->Find(name) != nullptr; }
+  bool SectionExists(const String& name) const { return mcolSections.Find(name) != nullptr; }
 
-  Ref<Collection> mcolSections = MakeRef<Collection>();
+  IniEntries mcolSections;
 };
 
 }  // namespace borvane

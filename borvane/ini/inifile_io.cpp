@@ -1,4 +1,5 @@
 // Inifile's file operations: the tree to and from the private profile functions.
+#include <algorithm>
 #include <new>
 #include <string>
 #include <vector>
@@ -22,17 +23,18 @@ void PassAnsi(String& text) {
   if (!text.IsNull()) text = FromAnsi(ToAnsi(text));
 }
 
-// Calls `item` with each piece of the first n - 1 characters of a profile buffer (dropping the
-// NUL behind the last item), split at NUL.
+// Calls `item` with the bytes of each piece of the first n - 1 characters of a profile buffer
+// (dropping the NUL behind the last item), split at NUL. Neither NUL nor "=" is ever a byte of a
+// longer character of the code page, nor swallowed by a broken one, so converting the pieces one
+// by one gives what splitting the converted text would.
 template <class F>
 void ForEachProfileItem(const std::string& buffer, uint32_t n, F&& item) {
-  const String text = FromAnsi(std::string_view(buffer.data(), n - 1));
-  std::u16string_view rest = text.view();
+  std::string_view rest(buffer.data(), n - 1);
   if (rest.empty()) return;  // an empty text has no pieces, not one empty piece
   while (true) {
-    size_t end = rest.find(u'\0');
+    size_t end = rest.find('\0');
     item(rest.substr(0, end));
-    if (end == std::u16string_view::npos) return;
+    if (end == std::string_view::npos) return;
     rest.remove_prefix(end + 1);
   }
 }
@@ -70,20 +72,28 @@ void Inifile::ReadIniFile(String& strPath) {
   uint32_t n = profile.GetSectionNames(buffer.data(), kProfileBuffer, strPath);
   if (n == 0) return;
   std::vector<String> names;
-  ForEachProfileItem(buffer, n, [&](std::u16string_view name) { names.emplace_back(name); });
+  ForEachProfileItem(buffer, n, [&](std::string_view name) { names.push_back(FromAnsi(name)); });
   Ref<IniFileSections> sections = Sections();
   for (String& name : names) {
     if (name.empty()) continue;
-    sections->Add(name);
+    // Adding keys does not change Sections, so the section Add gives is the one Item would.
+    Ref<IniFileSection> section = sections->Add(name);
     n = profile.GetSection(name, buffer.data(), kProfileBuffer, strPath);
     if (n == 0) continue;
-    // Adding keys does not change Sections, so the section's keys are looked up once.
-    Ref<IniFileKeys> keys = sections->Item(name)->Keys();
-    ForEachProfileItem(buffer, n, [&](std::u16string_view line) {
+    Ref<IniFileKeys> keys = section->Keys();
+    // Room for all of the section's keys at once: a large file has many sections, and growing
+    // each one's list key by key costs more than the keys.
+    size_t lines = 0, name_bytes = 0;
+    ForEachProfileItem(buffer, n, [&](std::string_view line) {
+      ++lines;
+      name_bytes += std::min(line.find('='), line.size());
+    });
+    keys->Reserve(lines, name_bytes);
+    ForEachProfileItem(buffer, n, [&](std::string_view line) {
       // The line split at its first "=" into two pieces; a line without one has no second.
-      size_t eq = line.find(u'=');
-      if (eq == std::u16string_view::npos) ThrowPlatformError(kErrSubscript);
-      keys->Add(String(line.substr(0, eq)), String(line.substr(eq + 1)));
+      size_t eq = line.find('=');
+      if (eq == std::string_view::npos) ThrowPlatformError(kErrSubscript);
+      keys->Add(FromAnsi(line.substr(0, eq)), FromAnsi(line.substr(eq + 1)));
     });
   }
 }

@@ -1,5 +1,7 @@
 #include "borvane/platform/profile.h"
 
+#include <utility>
+
 #include "borvane/automation/codepage.h"
 #include "borvane/platform/file_system.h"
 
@@ -29,7 +31,10 @@ int32_t CachingProfile::Flush() {
   if (current_ && document_.Modified()) error = Store(current_path_, document_.Serialize());
   current_.reset();
   current_path_ = String();
-  document_.Load(std::string());
+  // Let go of the file and its parse. Loading an empty file instead would keep their memory (a
+  // string emptied by assignment keeps its capacity): 10 MB after a 10 MB file, until the next.
+  ProfileDocument empty{std::string()};
+  std::swap(document_, empty);
   return error;
 }
 

@@ -1,6 +1,7 @@
 #include "borvane/platform/profile_document.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "borvane/automation/codepage.h"
@@ -83,6 +84,16 @@ class ListWriter {
 
 constexpr std::string_view kEolText[] = {"", "\n", "\r", "\r\n"};
 
+size_t FoldHash(std::string_view fold) {
+  return std::hash<std::string_view>()(fold);
+}
+
+// The slot where a hash starts its probe in a table of `size` slots (a power of 2).
+size_t HomeSlot(size_t hash, size_t size) {
+  return static_cast<size_t>((static_cast<uint64_t>(hash) * 0x9E3779B97F4A7C15ull) >>
+                             (64 - std::countr_zero(size)));
+}
+
 }  // namespace
 
 std::string FoldName(std::string_view ansi) {
@@ -120,12 +131,22 @@ void ProfileDocument::Load(std::string bytes) {
   content_ = std::move(bytes);
   added_.clear();
   sections_.clear();
-  section_index_.clear();
+  section_slots_.clear();
+  sections_indexed_ = 0;
+  next_read_ = 1;
   modified_ = false;
   sections_.emplace_back();
   const char* data = content_.data();
   size_t size = content_.size();
   size_t pos = 0;
+  // A block's lines gather here and go to the block in one piece of the right size: a large
+  // file has many blocks, and growing each one's list line by line costs more than its lines.
+  std::vector<Line> lines;
+  auto close_block = [&] {
+    Block& s = sections_.back();
+    s.lines.assign(lines.begin(), lines.end());
+    lines.clear();
+  };
   while (pos < size) {
     size_t end = pos;
     while (end < size && data[end] != '\n' && data[end] != '\r') ++end;
@@ -148,18 +169,21 @@ void ProfileDocument::Load(std::string bytes) {
     }
     std::string_view trimmed = TrimBlanks(std::string_view(data + line.offset, line.length));
     if (!trimmed.empty() && trimmed.front() == '[') {
+      close_block();
       Block s;
       s.name = std::string(HeaderName(trimmed));
+      s.fold = FoldName(s.name);
+      s.hash = FoldHash(s.fold);
       s.header = line;
-      section_index_.emplace(FoldName(s.name), sections_.size());
       sections_.push_back(std::move(s));
+      sections_.back().first = IndexSection(sections_.size() - 1);
       continue;
     }
     line.content = !trimmed.empty() && trimmed.front() != ';';
-    Block& s = sections_.back();
-    s.lines.push_back(line);
-    if (line.content) s.end_of_keys = s.lines.size();
+    lines.push_back(line);
+    if (line.content) sections_.back().end_of_keys = lines.size();
   }
+  close_block();
 }
 
 uint32_t ProfileDocument::SectionNames(char* buffer, uint32_t size) const {
@@ -171,10 +195,18 @@ uint32_t ProfileDocument::SectionNames(char* buffer, uint32_t size) const {
 
 uint32_t ProfileDocument::Section(std::string_view section, char* buffer, uint32_t size) const {
   ListWriter out(buffer, size);
-  auto it = section_index_.find(FoldName(TrimSpaces(section)));
-  if (it != section_index_.end()) {
+  std::string fold = FoldName(TrimSpaces(section));
+  size_t found = 0;  // no section: [0] holds the lines before the first header
+  if (next_read_ < sections_.size() && sections_[next_read_].first &&
+      sections_[next_read_].fold == fold) {
+    found = next_read_;
+  } else {
+    found = FindSection(fold, FoldHash(fold));
+  }
+  if (found != 0) {
+    next_read_ = found + 1;
     std::string item;
-    for (const Line& line : sections_[it->second].lines) {
+    for (const Line& line : sections_[found].lines) {
       if (line.removed || !line.content) continue;
       std::string_view text = TrimBlanks(Text(line));
       size_t eq = text.find('=');
@@ -193,13 +225,50 @@ uint32_t ProfileDocument::Section(std::string_view section, char* buffer, uint32
   return out.Finish();
 }
 
+size_t ProfileDocument::FindSection(std::string_view fold, size_t hash) const {
+  if (section_slots_.empty()) return 0;
+  size_t mask = section_slots_.size() - 1;
+  for (size_t s = HomeSlot(hash, section_slots_.size());; s = (s + 1) & mask) {
+    uint32_t block = section_slots_[s];
+    if (block == 0) return 0;
+    if (sections_[block].hash == hash && sections_[block].fold == fold) return block;
+  }
+}
+
+bool ProfileDocument::IndexSection(size_t block) {
+  const Block& b = sections_[block];
+  if (FindSection(b.fold, b.hash) != 0) return false;
+  // At most half the slots in use keeps the probes short.
+  if ((sections_indexed_ + 1) * 2 > section_slots_.size())
+    ReindexSections(std::bit_ceil(std::max<size_t>(16, (sections_indexed_ + 1) * 4)));
+  size_t mask = section_slots_.size() - 1;
+  size_t s = HomeSlot(b.hash, section_slots_.size());
+  while (section_slots_[s] != 0) s = (s + 1) & mask;
+  section_slots_[s] = static_cast<uint32_t>(block);
+  ++sections_indexed_;
+  return true;
+}
+
+void ProfileDocument::ReindexSections(size_t slots) {
+  section_slots_.assign(slots, 0);
+  sections_indexed_ = 0;
+  size_t mask = slots - 1;
+  for (size_t i = 1; i < sections_.size(); ++i) {
+    if (!sections_[i].first) continue;
+    size_t s = HomeSlot(sections_[i].hash, slots);
+    while (section_slots_[s] != 0) s = (s + 1) & mask;
+    section_slots_[s] = static_cast<uint32_t>(i);
+    ++sections_indexed_;
+  }
+}
+
 void ProfileDocument::Index(Block& s) {
-  if (s.indexed) return;
-  s.indexed = true;
+  if (s.keys) return;
+  s.keys = std::make_unique<std::unordered_map<std::string, size_t>>();
   for (size_t i = 0; i < s.lines.size(); ++i) {
     const Line& line = s.lines[i];
     if (line.content && !line.removed)
-      s.keys.emplace(FoldName(KeyNameOf(TrimBlanks(Text(line)))), i);
+      s.keys->emplace(FoldName(KeyNameOf(TrimBlanks(Text(line)))), i);
   }
 }
 
@@ -216,27 +285,28 @@ void ProfileDocument::UpdateEndOfKeys(Block& s) {
 void ProfileDocument::RemoveSection(size_t index, const std::string& fold) {
   Block& s = sections_[index];
   s.removed = true;
+  s.first = false;
   s.lines.clear();
-  s.keys.clear();
+  s.keys.reset();
   s.end_of_keys = 0;
-  section_index_.erase(fold);
   // A later copy of the same name now answers for it.
   for (size_t i = index + 1; i < sections_.size(); ++i) {
-    if (!sections_[i].removed && FoldName(sections_[i].name) == fold) {
-      section_index_.emplace(fold, i);
+    if (!sections_[i].removed && sections_[i].fold == fold) {
+      sections_[i].first = true;
       break;
     }
   }
+  ReindexSections(std::max<size_t>(16, section_slots_.size()));
   modified_ = true;
 }
 
 void ProfileDocument::RemoveKey(Block& s, size_t line, const std::string& fold) {
   s.lines[line].removed = true;
-  s.keys.erase(fold);
+  s.keys->erase(fold);
   for (size_t i = line + 1; i < s.lines.size(); ++i) {
     const Line& l = s.lines[i];
     if (l.content && !l.removed && FoldName(KeyNameOf(TrimBlanks(Text(l)))) == fold) {
-      s.keys.emplace(fold, i);
+      s.keys->emplace(fold, i);
       break;
     }
   }
@@ -264,31 +334,33 @@ void ProfileDocument::AppendSection(std::string_view name, std::string_view key,
   std::string text = std::string(key) + "=" + std::string(value);
   s.lines.push_back(AddLine(text));
   s.end_of_keys = 1;
-  s.indexed = true;
-  s.keys.emplace(FoldName(key), 0);
-  section_index_.emplace(FoldName(s.name), sections_.size());
+  s.keys = std::make_unique<std::unordered_map<std::string, size_t>>();
+  s.keys->emplace(FoldName(key), 0);
+  s.fold = FoldName(s.name);
+  s.hash = FoldHash(s.fold);
   sections_.push_back(std::move(s));
+  sections_.back().first = IndexSection(sections_.size() - 1);
 }
 
 void ProfileDocument::Write(std::string_view section, const std::string* key,
                             const std::string* value) {
   std::string_view name = TrimSpaces(section);
   std::string section_fold = FoldName(name);
-  auto it = section_index_.find(section_fold);
+  size_t found = FindSection(section_fold, FoldHash(section_fold));
   if (!key) {
-    if (it != section_index_.end()) RemoveSection(it->second, section_fold);
+    if (found != 0) RemoveSection(found, section_fold);
     return;
   }
   std::string_view key_name = TrimSpaces(*key);
-  if (it == section_index_.end()) {
+  if (found == 0) {
     if (value) AppendSection(name, key_name, *value);
     return;
   }
-  Block& s = sections_[it->second];
+  Block& s = sections_[found];
   Index(s);
   std::string key_fold = FoldName(key_name);
-  auto k = s.keys.find(key_fold);
-  if (k != s.keys.end()) {
+  auto k = s.keys->find(key_fold);
+  if (k != s.keys->end()) {
     size_t index = k->second;
     if (!value) {
       RemoveKey(s, index, key_fold);
@@ -308,7 +380,7 @@ void ProfileDocument::Write(std::string_view section, const std::string* key,
   if (before.eol == kNone) before.eol = kCrLf;  // the file's last line, ended by no break
   s.lines.insert(s.lines.begin() + static_cast<std::ptrdiff_t>(at), AddLine(text));
   // Only blank and comment lines stand behind `at`, so no indexed line moved.
-  s.keys.emplace(std::move(key_fold), at);
+  s.keys->emplace(std::move(key_fold), at);
   s.end_of_keys = at + 1;
 }
 

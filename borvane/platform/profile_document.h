@@ -10,6 +10,7 @@
 #define BORVANE_PLATFORM_PROFILE_DOCUMENT_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -55,27 +56,41 @@ class ProfileDocument {
     bool content = false;  // not blank, not a comment (a key line)
   };
   struct Block {
-    std::string name;  // as in the file, blanks removed
-    Line header;       // unused for the lines before the first header
+    std::string name;    // as in the file, blanks removed
+    std::string fold;    // the name folded for matching
+    size_t hash = 0;     // of `fold`
+    bool first = false;  // the copy that answers for its name (the first one left)
+    bool removed = false;
+    Line header;  // unused for the lines before the first header
     std::vector<Line> lines;
     size_t end_of_keys = 0;  // the place behind the last key line
-    bool removed = false;
-    bool indexed = false;
-    std::unordered_map<std::string, size_t> keys;  // folded key name -> first line
+    // Folded key name -> first line; made by the first write into the block.
+    std::unique_ptr<std::unordered_map<std::string, size_t>> keys;
   };
 
   std::string_view Text(const Line& line) const;
   Line AddLine(std::string_view text);
   void Index(Block& s);
   void UpdateEndOfKeys(Block& s);
+  // The block that answers for the folded name, or 0.
+  size_t FindSection(std::string_view fold, size_t hash) const;
+  // Enters `block` in the index unless an earlier copy of its name answers: true if it does.
+  bool IndexSection(size_t block);
+  void ReindexSections(size_t slots);
   void RemoveSection(size_t index, const std::string& fold);
   void RemoveKey(Block& s, size_t line, const std::string& fold);
   void AppendSection(std::string_view name, std::string_view key, std::string_view value);
 
   std::string content_;
   std::string added_;
-  std::vector<Block> sections_;                            // [0]: the lines before the first header
-  std::unordered_map<std::string, size_t> section_index_;  // folded name -> first section
+  std::vector<Block> sections_;  // [0]: the lines before the first header
+  // The blocks that answer for their names (positions in sections_) by the hash of the folded
+  // name, open addressing; 0 marks a free slot.
+  std::vector<uint32_t> section_slots_;
+  size_t sections_indexed_ = 0;
+  // Where a read of the sections in file order finds the next one, so that such a read does
+  // not look each name up in a large index.
+  mutable size_t next_read_ = 1;
   bool modified_ = false;
 };
 

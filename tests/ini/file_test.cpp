@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "borvane/automation/codepage.h"
 #include "borvane/ini/inifile.h"
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/profile.h"
@@ -100,6 +101,23 @@ TEST_F(IniFiles, LineWithoutEqualsStopsReadingWithError9) {
     EXPECT_EQ(e.Number(), 9);
   }
   EXPECT_EQ(Dump(ini), String("[a]k=1;[b]x=1;"));
+}
+
+TEST_F(IniFiles, NamesAndValuesComeBackAsTheCodePageReadsTheWholeText) {
+  // Windows-1252: its undefined bytes stay the code units of their value.
+  fs_.Put("/data/a.ini", "[\x80]\n\x81=\x9F\n");
+  Inifile ini;
+  String path = "/data/a.ini";
+  ini.ReadIniFile(path);
+  EXPECT_EQ(Dump(ini).ToUtf8(), String(u"[\u20AC]\u0081=\u0178;").ToUtf8());
+  // UTF-8: a broken sequence before "=", a NUL or the end of a line takes no more than its own
+  // bytes.
+  SetAnsiCodePage(CodePage::kUtf8);
+  fs_.Put("/data/a.ini", "[s]\nk\xE2\x82=\xC3v=\xF0\n[\xC3]\nx=1\n");
+  Inifile utf8;
+  utf8.ReadIniFile(path);
+  SetAnsiCodePage(CodePage::kWindows1252);
+  EXPECT_EQ(Dump(utf8).ToUtf8(), String(u"[s]k\uFFFD=\uFFFDv=\uFFFD;[\uFFFD]x=1;").ToUtf8());
 }
 
 TEST_F(IniFiles, NamesBeyondTheFixedBufferAreNotRead) {

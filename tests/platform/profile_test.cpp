@@ -187,6 +187,51 @@ TEST_P(ProfileRules, BatchSeesItsOwnWritesAndWritesOnce) {
   EXPECT_EQ(h->Get(other), "[x]\r\ny=z\r\n");
 }
 
+TEST_P(ProfileRules, BatchReadsInAnyOrderFindTheFirstCopy) {
+  h->Put(path, "[a]\nk=1\n[b]\nk=2\n[A]\nk=3\n[c]\nk=4\n[a]\nk=5\n");
+  ProfileBatch batch(h->profile(), path);
+  // Read in file order, a repeated name still gives its first copy.
+  EXPECT_EQ(SectionOf("a"), "k=1|");
+  EXPECT_EQ(SectionOf("b"), "k=2|");
+  EXPECT_EQ(SectionOf("A"), "k=1|");
+  EXPECT_EQ(SectionOf("c"), "k=4|");
+  EXPECT_EQ(SectionOf("b"), "k=2|");
+  // With the first copy gone the next one answers, also as the one behind the last read.
+  Write("a", String::Null(), String::Null());
+  EXPECT_EQ(SectionOf("a"), "k=3|");
+  EXPECT_EQ(SectionOf("b"), "k=2|");
+  Write("a", String::Null(), String::Null());
+  EXPECT_EQ(SectionOf("a"), "k=5|");
+  Write("a", String::Null(), String::Null());
+  EXPECT_EQ(SectionOf("a"), "");
+  Write("a", "n", "6");  // appended behind the last section
+  EXPECT_EQ(SectionOf("c"), "k=4|");
+  EXPECT_EQ(SectionOf("a"), "n=6|");
+  EXPECT_EQ(Names(), "b|c|a|");
+}
+
+TEST_P(ProfileRules, ManySectionsWithRepeatedNames) {
+  // Enough sections that the index grows several times; every seventh repeats the name of the
+  // one three before it in another case, and only the first copy answers until it goes.
+  std::string text;
+  for (int i = 0; i < 300; ++i) {
+    std::string name = i % 7 == 6 ? "S" + std::to_string(i - 3) : "s" + std::to_string(i);
+    text += "[" + name + "]\nk=" + std::to_string(i) + "\n";
+  }
+  h->Put(path, text);
+  ProfileBatch batch(h->profile(), path);
+  for (int i = 0; i < 300; i += 11) {
+    std::string name = "S" + std::to_string(i);
+    EXPECT_EQ(SectionOf(name.c_str()), i % 7 == 6 ? "" : "k=" + std::to_string(i) + "|") << i;
+  }
+  Write("s3", String::Null(), String::Null());
+  Write("s290", String::Null(), String::Null());
+  EXPECT_EQ(SectionOf("s3"), "k=6|");
+  EXPECT_EQ(SectionOf("s290"), "k=293|");
+  EXPECT_EQ(SectionOf("s10"), "k=10|");
+  EXPECT_EQ(SectionOf("s297"), "k=297|");
+}
+
 INSTANTIATE_TEST_SUITE_P(Both, ProfileRules, ::testing::Values(true, false),
                          [](const auto& info) { return info.param ? "RealFiles" : "Memory"; });
 
