@@ -33,7 +33,10 @@ long PoolSlabCount() {
 
 namespace {
 
-constexpr size_t kSlabSize = 64 * 1024;
+// Small enough that an aligned slab (the heap sets aside twice its size to align it) stays
+// below the heap's threshold for memory mapped on its own: a mapped slab would cost a system
+// call and fresh pages each time.
+constexpr size_t kSlabSize = 32 * 1024;
 constexpr size_t kGrain = 16;
 constexpr size_t kClasses = kMaxPooledSize / kGrain;
 

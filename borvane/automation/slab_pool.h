@@ -1,4 +1,4 @@
-// SlabPool: small objects of one size carved from 64 KiB slabs, for classes made and freed by
+// SlabPool: small objects of one size carved from 32 KiB slabs, for classes made and freed by
 // the hundred thousand (the nodes of a large document).
 //
 // A slab is handed to the thread that allocates from it; blocks are handed out in order and are
