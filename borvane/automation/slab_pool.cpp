@@ -98,6 +98,7 @@ Slab* NewSlab() {
 }  // namespace
 
 void* PoolAllocate(size_t size) {
+  if (size > kMaxPooledSize) return ::operator new(size);
   size_t cls = (size + kGrain - 1) / kGrain - 1;
   size_t rounded = (cls + 1) * kGrain;
   ThreadSlabs& slabs = t_slabs;
@@ -119,6 +120,10 @@ void* PoolAllocate(size_t size) {
 }
 
 void PoolFree(void* block, size_t size) noexcept {
+  if (size > kMaxPooledSize) {
+    ::operator delete(block);
+    return;
+  }
   Slab* slab = SlabOf(block);
   if (--slab->live != 0) return;
   if (!slab->current) {

@@ -17,7 +17,8 @@
 
 namespace borvane {
 
-// A block of `size` bytes (at most kMaxPooledSize), aligned to 16 bytes.
+// A block of `size` bytes, aligned to 16 bytes; one larger than kMaxPooledSize is a plain heap
+// block.
 void* PoolAllocate(size_t size);
 // Frees a block of PoolAllocate; `size` is the size it was asked for.
 void PoolFree(void* block, size_t size) noexcept;
