@@ -70,12 +70,14 @@ class TagScanner {
     bool in_quote = in_quote_;
     char16_t* out = buffer_.get();
     char16_t* limit = out + capacity_;
-    // Marks while the piece has no ">" yet: where it is, and the first space before it.
-    const char16_t* first_gt = nullptr;
-    const char16_t* first_space = nullptr;
+    // Places in the piece, kept as offsets since the buffer may move: the first ">", and the
+    // first space before it.
+    constexpr size_t npos = std::u16string_view::npos;
+    size_t first_gt = npos;
+    size_t first_space = npos;
     bool cut = false;
-    auto mark = [&](const char16_t*& at) {
-      if (!first_gt && !at) at = out - 1;
+    auto mark = [&](size_t& at) {
+      if (first_gt == npos && at == npos) at = static_cast<size_t>(out - buffer_.get()) - 1;
     };
     auto put = [&](char16_t ch) {
       if (out == limit) [[unlikely]] {
@@ -126,7 +128,7 @@ class TagScanner {
       }
       started_ = true;
       out = buffer_.get();
-      first_gt = first_space = nullptr;
+      first_gt = first_space = npos;
     }
     if (!cut) {
       if (!started_) return false;
@@ -137,8 +139,8 @@ class TagScanner {
     in_quote_ = in_quote;
     const char16_t* begin = buffer_.get();
     piece = std::u16string_view(begin, static_cast<size_t>(out - begin));
-    gt = first_gt ? static_cast<size_t>(first_gt - begin) : std::u16string_view::npos;
-    space = first_space ? static_cast<size_t>(first_space - begin) : std::u16string_view::npos;
+    gt = first_gt;
+    space = first_space;
     return true;
   }
 

@@ -116,11 +116,11 @@ void NodeList::Rehash(size_t cells) {
 void NodeList::Add(DocNode* node) {
   if (slots_.size() >= kTombstone - 1) ThrowPlatformError(kErrOutOfMemory);
   int64_t number = NumberOf(node);
-  // A generated key is found by its number alone unless keys of that form stand in the table.
-  bool taken = number > 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0
-                   ? static_cast<size_t>(number) < numbered_.size() && numbered_[number]
-                   : Find(node->mstrKey.Text().view(), number) != nullptr;
-  if (taken) ThrowPlatformError(kErrKeyAlreadyUsed);
+  // A generated key is found by its number alone unless keys of that form stand in the table;
+  // only then is its text made.
+  bool by_number = number >= 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0;
+  if (Find(by_number ? std::u16string_view() : node->mstrKey.Text().view(), number))
+    ThrowPlatformError(kErrKeyAlreadyUsed);
   slots_.emplace_back(node);
   Index(static_cast<uint32_t>(slots_.size() - 1), number);
 }

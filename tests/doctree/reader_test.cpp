@@ -68,6 +68,20 @@ TEST(ReaderTest, WhiteSpaceBetweenTagsDoesNotMatter) {
   EXPECT_EQ(U8(one->StripWhitespace(empty)), "");
 }
 
+TEST(ReaderTest, LongTagsAndValuesReadWhole) {
+  // Pieces far longer than the first ones, with the ">" and the space near their start.
+  Ref<Doc> doc = MakeRef<Doc>();
+  std::string value(5000, 'y');
+  std::string name(3000, 'n');
+  Read(*doc, "<a x=1>" + value + "</a><" + name + " k=\"v w\">\"" + value + "\"</x>");
+  EXPECT_EQ(U8(At(*doc, "N1")->Value().StringRef()), value);
+  EXPECT_EQ(At(*doc, "N1")->Attributes()->Count(), 1);
+  Ref<DocNode> second = At(*doc, "N2");
+  EXPECT_EQ(U8(second->Name()), name);
+  EXPECT_EQ(U8(second->Value().StringRef()), value);
+  EXPECT_EQ(U8(second->Attributes()->Item(Variant(int32_t{1}))->Value().StringRef()), "v w");
+}
+
 TEST(ReaderTest, TextWithoutTagsAddsNothing) {
   Ref<Doc> doc = MakeRef<Doc>();
   Read(*doc, "", "no such key");  // an empty text does not even look at ParentKey
