@@ -16,6 +16,9 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   static constexpr const char* kClassName = "AttributeObj";
   static void Describe(ClassBuilder<AttributeObj>& b);
 
+  // Provided, so that `new AttributeObj()` does not zero the object first (see DocNode).
+  AttributeObj() {}
+
   // Stores the text as it is: names are not tested and need not be unique.
   void SetName(String Value) { mstrName = std::move(Value); }
   String Name() const { return mstrName; }

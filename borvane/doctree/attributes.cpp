@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "borvane/automation/convert.h"
 #include "borvane/automation/text.h"
 #include "borvane/frame/class_table.h"
 #include "borvane/frame/error_handling.h"
@@ -159,6 +160,84 @@ void Attributes::ReadAttributeString(std::u16string_view text) {
   }
   Clear();
   ForEachPiece(trimmed, [this](std::u16string_view piece) { AddPiece(piece); });
+}
+
+namespace {
+
+// The packed form: per pair a kind, the name's length in two units and the name, and for a
+// String value its length and text the same way.
+enum PackedKind : char16_t { kNoEquals, kMissing, kTrue, kFalse, kText };
+
+void PutText(std::u16string& out, std::u16string_view text) {
+  out += static_cast<char16_t>(text.size() & 0xffff);
+  out += static_cast<char16_t>(text.size() >> 16);
+  out += text;
+}
+
+std::u16string_view TakeText(std::u16string_view& in) {
+  size_t size = in[0] | (static_cast<size_t>(in[1]) << 16);
+  std::u16string_view text = in.substr(2, size);
+  in.remove_prefix(2 + size);
+  return text;
+}
+
+// What AttributeObj::FromAttributeText makes of a piece, packed; false where it fails.
+bool PackPiece(std::u16string_view piece, std::u16string& out) {
+  size_t eq = piece.find(u'=');
+  if (eq == std::u16string_view::npos) {
+    out += kNoEquals;
+    return true;
+  }
+  std::u16string_view name = piece.substr(0, eq);
+  std::u16string_view value = piece.substr(eq + 1);
+  PackedKind kind = kMissing;
+  if (value == u"TRUE") {
+    kind = kTrue;
+  } else if (value == u"FALSE") {
+    kind = kFalse;
+  } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
+    if (value.size() == 1) return false;
+    kind = kText;
+    value = value.substr(1, value.size() - 2);
+  } else if (IsNumeric(Variant(String(value)))) {
+    kind = kText;  // a number stays text
+  }
+  out += kind;
+  PutText(out, name);
+  if (kind == kText) PutText(out, value);
+  return true;
+}
+
+}  // namespace
+
+bool Attributes::PackAttributeString(std::u16string_view text, std::u16string& packed) {
+  std::u16string_view trimmed = TrimSpaces(text);
+  std::u16string marked;
+  if (HasQuotedSpace(trimmed)) {
+    marked = MarkQuotedSpaces(trimmed);
+    trimmed = marked;
+  }
+  packed.clear();
+  bool ok = true;
+  ForEachPiece(trimmed, [&](std::u16string_view piece) {
+    if (ok) ok = PackPiece(piece, packed);
+  });
+  return ok;
+}
+
+void Attributes::Unpack(std::u16string_view packed) {
+  while (!packed.empty()) {
+    auto kind = static_cast<PackedKind>(packed[0]);
+    packed.remove_prefix(1);
+    Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
+    attribute->SetValue(Variant::Missing());
+    if (kind != kNoEquals) {
+      attribute->SetName(String(TakeText(packed)));
+      if (kind == kTrue || kind == kFalse) attribute->SetValue(Variant(kind == kTrue));
+      if (kind == kText) attribute->SetValue(Variant(String(TakeText(packed))));
+    }
+    mcolAttributes->Add(Variant(attribute));
+  }
 }
 
 BORVANE_REGISTER_CLASS(Attributes)

@@ -44,6 +44,14 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // Library-internal: the same for a text that is not stored back.
   void ReadAttributeString(std::u16string_view text);
 
+  // The pairs that ReadAttributeString would make of `text`, packed into `packed` without
+  // making any object; false, with `packed` unspecified, when reading the text would fail.
+  // The packed form holds the outcome of every test, so that unpacking it later gives the same
+  // pairs whatever the thread's locale is by then.
+  static bool PackAttributeString(std::u16string_view text, std::u16string& packed);
+  // Appends the pairs of a packed form.
+  void Unpack(std::u16string_view packed);
+
  private:
   // Appends a pair with an empty name and a missing value, and reads `piece` into it.
   void AddPiece(std::u16string_view piece);

@@ -78,14 +78,19 @@ DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key,
   return node.Get();
 }
 
-DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, Variant value) {
+DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, Variant& value,
+                          DocNode::Anchor*& root) {
   if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   Ref<DocNode> node = MakeRef<DocNode>();
   // CreateKey's key, held as its number.
   node->mstrKey.SetNumber(static_cast<uint32_t>(++mlngLastKey));
   node->mstrName = name;  // the reader cut the name at its first space
   node->mvntValue = std::move(value);
-  Insert(node.Get());
+  mcolNodes.Add(node.Get());
+  // Position 1 stays the same while a text is read: its handle is taken once.
+  if (!root) root = mcolNodes.At(1)->GetAnchor();
+  ++root->refs;
+  node->mobjRoot = root;
   // The relative is the node ParentKey named or one this call added: it stands in this Doc's
   // list under its key, so looking the key up would find the node itself.
   if (relative && mcolNodes.Count() > 1) relative->AppendChild(node.Get());

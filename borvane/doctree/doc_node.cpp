@@ -115,8 +115,17 @@ void DocNode::SetValue(Variant Value) {
 }
 
 Ref<Attributes> DocNode::Attributes() {
-  if (!mobjAttributes) mobjAttributes = MakeRef<borvane::Attributes>();
+  if (!AttributesIfAny()) mobjAttributes = MakeRef<borvane::Attributes>();
   return mobjAttributes;
+}
+
+Attributes* DocNode::AttributesIfAny() {
+  if (packed_attributes_) {
+    std::unique_ptr<std::u16string> packed = std::move(packed_attributes_);
+    mobjAttributes = MakeRef<borvane::Attributes>();
+    mobjAttributes->Unpack(*packed);
+  }
+  return mobjAttributes.Get();
 }
 
 String DocNode::Path() const {
@@ -212,6 +221,7 @@ void DocNode::RemoveNode(String& Keys) {
       }
     }
     if (n->mobjAttributes) n->mobjAttributes->ClearAll();
+    n->packed_attributes_.reset();
     Ref<DocNode> first = n->mobjChild;
     stack.push_back({std::move(n), std::move(first)});
   };
@@ -247,6 +257,7 @@ void DocNode::ClearLinks() {
   mobjPreviousSibling = nullptr;
   tail_ = nullptr;
   mobjAttributes.Reset();
+  packed_attributes_.reset();
   ReleaseLater(mobjChild.Detach());
   ReleaseLater(mobjNextSibling.Detach());
   ReleaseLater(parent_hold_.Detach());

@@ -9,6 +9,7 @@
 #define BORVANE_DOCTREE_DOC_NODE_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "borvane/automation/binding.h"
@@ -29,7 +30,9 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   static constexpr const char* kClassName = "DocNode";
   static void Describe(ClassBuilder<DocNode>& b);
 
-  DocNode() = default;
+  // Provided rather than defaulted: MakeRef's `new DocNode()` would otherwise zero the whole
+  // node before the member initializers run, which costs a reader a block fill per node.
+  DocNode() {}
   ~DocNode() override;
 
   Ref<DocNode> Root() const;
@@ -104,6 +107,9 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   void AppendChild(DocNode* node);
   // Clears the links of one node whose subtree has been taken apart already.
   void ClearLinks();
+  // The attributes object, made from the reader's packed pairs when they are waiting; nullptr
+  // for a node whose Attributes was never read and that read none.
+  borvane::Attributes* AttributesIfAny();
   // Restores the parent's view after its Child moved past nodes that still name it.
   void RehomeChildren(DocNode* old_first);
 
@@ -111,6 +117,9 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   NodeName mstrName;
   Variant mvntValue;
   Ref<borvane::Attributes> mobjAttributes;
+  // The pairs the reader found, packed (Attributes::PackAttributeString), until the attributes
+  // object is first needed; never set together with mobjAttributes.
+  std::unique_ptr<std::u16string> packed_attributes_;
   Anchor* mobjRoot = nullptr;  // counted handle on the root
   DocNode* mobjParent = nullptr;
   Ref<DocNode> mobjChild;

@@ -21,145 +21,151 @@ namespace {
 // A character of this code in the text cuts it like a tag start.
 constexpr char16_t kTagMark = u'\x1e';
 
-// Characters that the scanner has to look at; all others are copied as they stand.
-constexpr bool IsSpecial(char16_t ch) {
-  switch (ch) {
-    case u'<':
-    case u'>':
-    case u'"':
-    case u' ':
-    case u'\r':
-    case u'\n':
-    case u'\t':
-    case u'\x01':
-    case kTagMark:
-      return true;
-    default:
-      return false;
-  }
-}
-
-// All of them are below 64, so one shift of a mask tells.
-constexpr uint64_t SpecialMask() {
+// The characters at which the scanner stops, by where it stands. All are below 64, so one
+// shift of a mask tells. Inside quotes only a quote, ">", the tag mark and code 1 matter; in a
+// tag also "<"; outside both also white space, which is dropped there.
+constexpr uint64_t Bits(std::initializer_list<char16_t> chars) {
   uint64_t mask = 0;
-  for (int i = 0; i < 64; ++i)
-    if (IsSpecial(static_cast<char16_t>(i))) mask |= uint64_t{1} << i;
+  for (char16_t ch : chars) mask |= uint64_t{1} << ch;
   return mask;
 }
-constexpr uint64_t kSpecialMask = SpecialMask();
+constexpr uint64_t kStopInQuote = Bits({u'"', u'>', kTagMark, u'\x01'});
+constexpr uint64_t kStopInTag = kStopInQuote | Bits({u'<'});
+constexpr uint64_t kStopOutside = kStopInTag | Bits({u' ', u'\r', u'\n', u'\t'});
 
-inline bool Special(char16_t ch) {
-  return ch < 64 && ((kSpecialMask >> ch) & 1);
+inline bool Stops(char16_t ch, uint64_t mask) {
+  return ch < 64 && ((mask >> ch) & 1);
 }
+
+inline bool IsWhite(char16_t ch) {
+  return Stops(ch, Bits({u' ', u'\r', u'\n', u'\t'}));
+}
+
+// Characters kept from the text, as a view into it while they stand together; copied only
+// when a dropped character falls between two kept ones. Leading dropped characters cost no copy.
+class KeptText {
+ public:
+  [[gnu::always_inline]] void Keep(const char16_t* from, const char16_t* to) {
+    if (copying_) {
+      buffer_.append(from, to);
+    } else if (!begin_) {
+      begin_ = from;
+      end_ = to;
+    } else if (from == end_) {
+      end_ = to;
+    } else {
+      copying_ = true;
+      buffer_.assign(begin_, end_);
+      buffer_.append(from, to);
+    }
+  }
+  void Reset() {
+    begin_ = end_ = nullptr;
+    copying_ = false;
+  }
+  size_t size() const { return copying_ ? buffer_.size() : static_cast<size_t>(end_ - begin_); }
+  std::u16string_view view() const {
+    return copying_ ? std::u16string_view(buffer_) : std::u16string_view(begin_, size());
+  }
+
+ private:
+  const char16_t* begin_ = nullptr;
+  const char16_t* end_ = nullptr;
+  bool copying_ = false;
+  std::u16string buffer_;
+};
 
 // Cuts a text into the pieces between tag starts, without the white space that stands outside
 // tags and quotes and without characters of code 1. A "<" outside quotes and a character of
 // code 30 anywhere start a new piece; what stands before the first is no piece.
+//
+// A piece comes as its head, before its first ">", and its text behind that ">". Each is a
+// view into the text unless a dropped character stands inside it: the white space of an
+// indented text stands between the parts and at their ends, so that it costs no copy.
 class TagScanner {
  public:
   explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
 
-  // The next piece, or false at the end of the text. The view lasts until the next call.
-  // `gt` is the place of the piece's first ">", and `space` that of the first space before it;
-  // npos when there is none.
-  bool Next(std::u16string_view& piece, size_t& gt, size_t& space) {
+  // The next piece, or false at the end of the text. The views last until the next call.
+  // `has_gt` tells whether the piece holds a ">" at all (else `text` is empty), and `space` is
+  // the place in `head` of its first space when it has, else npos.
+  bool Next(std::u16string_view& head, std::u16string_view& text, bool& has_gt, size_t& space) {
     // The state lives in locals while the loop runs, so that it stays in registers.
     const char16_t* p = p_;
     const char16_t* const end = end_;
     bool in_tag = in_tag_;
     bool in_quote = in_quote_;
-    char16_t* out = buffer_.get();
-    char16_t* limit = out + capacity_;
-    // Places in the piece, kept as offsets since the buffer may move: the first ">", and the
-    // first space before it.
-    constexpr size_t npos = std::u16string_view::npos;
-    size_t first_gt = npos;
-    size_t first_space = npos;
+    head_.Reset();
+    text_.Reset();
+    KeptText* part = &head_;
+    bool gt = false;
     bool cut = false;
-    auto mark = [&](size_t& at) {
-      if (first_gt == npos && at == npos) at = static_cast<size_t>(out - buffer_.get()) - 1;
-    };
-    auto put = [&](char16_t ch) {
-      if (out == limit) [[unlikely]] {
-        size_t n = static_cast<size_t>(out - buffer_.get());
-        Grow(n + 1);
-        out = buffer_.get() + n;
-        limit = buffer_.get() + capacity_;
-      }
-      *out++ = ch;
-    };
-    while (p < end) {
+    while (true) {
+      const uint64_t stops = in_quote ? kStopInQuote : in_tag ? kStopInTag : kStopOutside;
+      const char16_t* run = p;
+      while (p < end && !Stops(*p, stops)) ++p;
+      if (p != run) part->Keep(run, p);
+      if (p == end) break;
       char16_t ch = *p++;
-      if (!Special(ch)) {
-        put(ch);
-        continue;
-      }
       switch (ch) {
         case u'"':
           in_quote = !in_quote;
-          put(ch);
+          part->Keep(p - 1, p);
           continue;
         case u'>':
           if (!in_quote) in_tag = false;
-          put(ch);
-          mark(first_gt);
-          continue;
-        case u'<':
-          if (in_quote) {
-            put(ch);
-            continue;
+          if (gt) {
+            part->Keep(p - 1, p);
+          } else {
+            gt = true;
+            part = &text_;
           }
+          continue;
+        case u'<':  // outside quotes
           in_tag = true;
           break;  // a cut
         case kTagMark:
           break;  // a cut
         case u'\x01':
           continue;
-        default:  // white space stays inside a tag or quotes only
-          if (in_tag || in_quote) {
-            put(ch);
-            if (ch == u' ') mark(first_space);
-          }
+        default:  // white space outside tags and quotes: dropped, with the rest of its run
+          while (p < end && IsWhite(*p)) ++p;
           continue;
       }
       if (started_) {
         cut = true;
         break;
       }
+      // The first tag start: what stood before it is no piece.
       started_ = true;
-      out = buffer_.get();
-      first_gt = first_space = npos;
+      head_.Reset();
+      text_.Reset();
+      part = &head_;
+      gt = false;
     }
+    p_ = p;
     if (!cut) {
       if (!started_) return false;
       started_ = false;  // the last piece is given once
     }
-    p_ = p;
     in_tag_ = in_tag;
     in_quote_ = in_quote;
-    const char16_t* begin = buffer_.get();
-    piece = std::u16string_view(begin, static_cast<size_t>(out - begin));
-    gt = first_gt;
-    space = first_space;
+    head = head_.view();
+    text = text_.view();
+    has_gt = gt;
+    // The first space of the piece before its ">" is the first of the head.
+    space = gt ? head.find(u' ') : std::u16string_view::npos;
     return true;
   }
 
  private:
-  void Grow(size_t needed) {
-    size_t capacity = std::max(needed, capacity_ ? capacity_ * 2 : 256);
-    std::unique_ptr<char16_t[]> bigger(new char16_t[capacity]);
-    std::copy(buffer_.get(), buffer_.get() + capacity_, bigger.get());
-    buffer_ = std::move(bigger);
-    capacity_ = capacity;
-  }
-
   const char16_t* p_;
   const char16_t* end_;
   bool in_tag_ = false;
   bool in_quote_ = false;
   bool started_ = false;  // a tag start has been seen
-  std::unique_ptr<char16_t[]> buffer_;
-  size_t capacity_ = 0;
+  KeptText head_;
+  KeptText text_;
 };
 
 // A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
@@ -199,33 +205,48 @@ bool PlainNumber(std::u16string_view text, double& out) {
 
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
 // quote, then True/False in any case, then a number as a Double, else the text itself.
-Variant ValueOf(std::u16string_view text) {
-  if (text.empty()) return Variant(String());
+void ValueOf(std::u16string_view text, Variant& out) {
+  if (text.empty()) {
+    out = String();
+    return;
+  }
   if (text.front() == u'"' && text.back() == u'"') {
     if (text.size() == 1) ThrowPlatformError(kErrInvalidCall);
     std::u16string_view inner = text.substr(1, text.size() - 2);
     constexpr std::u16string_view kEscape = u"{\\34}";
     size_t brace = inner.find(u'{');
-    if (brace == std::u16string_view::npos) return Variant(String(inner));
-    std::u16string out(inner.substr(0, brace));
+    if (brace == std::u16string_view::npos) {
+      out = String(inner);
+      return;
+    }
+    std::u16string unescaped(inner.substr(0, brace));
     for (size_t i = brace; i < inner.size();) {
       if (inner[i] == u'{' && inner.substr(i, kEscape.size()) == kEscape) {
-        out += u'"';
+        unescaped += u'"';
         i += kEscape.size();
       } else {
-        out += inner[i++];
+        unescaped += inner[i++];
       }
     }
-    return Variant(String(std::move(out)));
+    out = String(std::move(unescaped));
+    return;
   }
   char16_t first = text.front() | 0x20;
-  if (first == u't' && EqualsNoCase(text, u"True")) return Variant(true);
-  if (first == u'f' && EqualsNoCase(text, u"False")) return Variant(false);
+  if (first == u't' && text.size() == 4 && EqualsNoCase(text, u"True")) {
+    out = true;
+    return;
+  }
+  if (first == u'f' && text.size() == 5 && EqualsNoCase(text, u"False")) {
+    out = false;
+    return;
+  }
   double number;
-  if (PlainNumber(text, number)) return Variant(number);
-  Variant value{String(text)};
-  if (IsNumeric(value)) return Variant(Val(value.StringRef()));
-  return value;
+  if (PlainNumber(text, number)) {
+    out = number;
+    return;
+  }
+  out = String(text);
+  if (IsNumeric(out)) out = Val(out.StringRef());
 }
 
 }  // namespace
@@ -280,26 +301,39 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     // the start of the last tag, so that it stays set when a closing tag leaves no current node.
     DocNode* keyed = nullptr;
     TagScanner scanner(XMLText.view());
-    std::u16string_view piece;
-    size_t gt, space;
+    std::u16string_view head, text;
+    bool has_gt;
+    size_t space;
     NodeName last_name;
-    while (scanner.Next(piece, gt, space)) {
+    Variant value;
+    DocNode::Anchor* root = nullptr;
+    std::u16string packed;
+    while (scanner.Next(head, text, has_gt, space)) {
       if (current) keyed = current;
-      if (!piece.empty() && piece.front() == u'/') {
+      if (!head.empty() && head.front() == u'/') {
         // Any closing tag closes the current node, whatever its name.
         if (!current) ThrowPlatformError(kErrObjectNotSet);
         current = current->mobjParent;
         continue;
       }
-      if (gt == std::u16string_view::npos || gt == 0) continue;
-      std::u16string_view head = piece.substr(0, gt);
+      if (!has_gt || head.empty()) continue;
       std::u16string_view name = head.substr(0, space);
       // Names repeat: the nodes of one text share the last name while it stays the same.
       if (name != last_name.view()) last_name = NodeName(name);
-      DocNode* node = AddReadNode(keyed, last_name, ValueOf(piece.substr(gt + 1)));
+      ValueOf(text, value);
+      DocNode* node = AddReadNode(keyed, last_name, value, root);
       current = node;
-      if (space != std::u16string_view::npos && space + 1 < head.size())
-        node->Attributes()->ReadAttributeString(head.substr(space + 1));
+      if (space != std::u16string_view::npos && space + 1 < head.size()) {
+        // The pairs wait packed until a caller or the writer asks for them: most read
+        // documents are walked for their values. A list that would fail is read at once, so
+        // that it fails here, with the pairs before the failing one in place.
+        std::u16string_view list = head.substr(space + 1);
+        if (!Attributes::PackAttributeString(list, packed)) {
+          node->Attributes()->ReadAttributeString(list);
+        } else if (!packed.empty()) {
+          node->packed_attributes_ = std::make_unique<std::u16string>(packed);
+        }
+      }
     }
   });
 }

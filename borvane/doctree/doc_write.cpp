@@ -144,10 +144,11 @@ void DocNode::WriteNode(std::u16string& result, bool indent) {
     out.Put(u'<');
     out.Put(n->mstrName.view());
     // A node whose Attributes was never read has none; the writer need not make it.
-    if (n->mobjAttributes && n->mobjAttributes->Count() > 0) {
+    const borvane::Attributes* list = n->AttributesIfAny();
+    if (list && list->Count() > 0) {
       out.Put(u' ');
       attributes.clear();
-      n->mobjAttributes->AppendAttributeString(attributes);
+      list->AppendAttributeString(attributes);
       out.Put(attributes);
     }
     out.Put(u">\n");
@@ -175,8 +176,8 @@ size_t DocNode::TextBound(bool indent) {
     // Opening and closing line, and the value line a leaf may have.
     size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
     total += (indent ? static_cast<size_t>(level) * lines : 0) + 2 * n->mstrName.size() + 7;
-    if (n->mobjAttributes && n->mobjAttributes->Count() > 0)
-      total += 1 + n->mobjAttributes->TextBound();
+    const borvane::Attributes* list = n->AttributesIfAny();
+    if (list && list->Count() > 0) total += 1 + list->TextBound();
     if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
   };
   Walk(indent, open, [](DocNode*, int32_t) {});

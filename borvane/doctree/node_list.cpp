@@ -115,6 +115,16 @@ void NodeList::Rehash(size_t cells) {
 
 void NodeList::Add(DocNode* node) {
   if (slots_.size() >= kTombstone - 1) ThrowPlatformError(kErrOutOfMemory);
+  uint32_t generated = node->mstrKey.Number();
+  if (generated != 0 && generated <= 999999999 && numbered_in_table_ == 0) {
+    // A generated key, while no key of that form stands in the table: the number index alone
+    // tells whether it is in use.
+    if (generated < numbered_.size() && numbered_[generated])
+      ThrowPlatformError(kErrKeyAlreadyUsed);
+    slots_.emplace_back(node);
+    Index(static_cast<uint32_t>(slots_.size() - 1), generated);
+    return;
+  }
   int64_t number = NumberOf(node);
   // A generated key is found by its number alone unless keys of that form stand in the table;
   // only then is its text made.

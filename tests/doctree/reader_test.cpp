@@ -137,14 +137,62 @@ TEST(ReaderTest, FailuresAreGuardedAndKeepWhatWasRead) {
   EXPECT_EQ(doc->Count(), 1);  // nothing is rolled back
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<b>", "N9"); }), "Doc:ReadXML Method"));
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<c>\""); }), "Doc:ReadXML Method"));
-  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<d a=\">"); }), "Doc:ReadXML Method"));
+  EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<d x=1 a=\">"); }), "Doc:ReadXML Method"));
   EXPECT_EQ(doc->Count(), 2);  // the node was added before its attribute failed
+  // ... with the pairs before the failing one, and the failing one nameless and missing.
+  Ref<Attributes> failed = At(*doc, "N2")->Attributes();
+  ASSERT_EQ(failed->Count(), 2);
+  EXPECT_EQ(U8(failed->Item(Variant(int32_t{1}))->Value().StringRef()), "1");
+  EXPECT_EQ(U8(failed->Item(Variant(int32_t{2}))->Name()), "");
+  EXPECT_TRUE(failed->Item(Variant(int32_t{2}))->Value().IsMissing());
   Ref<Doc> fresh = MakeRef<Doc>();
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*fresh, "</a><b></b>"); }), "Doc:ReadXML Method"));
   // A generated key that a caller used already fails the Add inside the reader.
   AddNode(*fresh, "", "x", Variant::Missing(), "n2");
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*fresh, "<a></a><b></b>"); }), "Doc:ReadXML Method"));
   EXPECT_EQ(fresh->Count(), 2);
+}
+
+// Attributes read are made into objects only when first asked for; what they read as is
+// settled at reading all the same, also where the numeric test depends on the thread's locale.
+TEST(ReaderTest, AttributesReadAsAtReadingWhenFirstAskedForLater) {
+  struct RestoreLocale {
+    LocaleInfo saved = ThreadLocale();
+    ~RestoreLocale() { SetThreadLocale(saved); }
+  } restore;
+  LocaleInfo french;
+  french.lcid = 1036;
+  french.decimal = u',';
+  french.group = u' ';
+  const String text = "<a n=1.5 q=\"p q\" t=TRUE f=FALSE e= bare><b m=1.5></b><c k=1.5></c></a>";
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, text);
+  SetThreadLocale(french);
+  // "1.5" is a number only with "." as the decimal point.
+  Ref<Doc> read_in_french = MakeRef<Doc>();
+  Read(*read_in_french, text);
+  EXPECT_TRUE(
+      At(*read_in_french, "N1")->Attributes()->Item(Variant(int32_t{1}))->Value().IsMissing());
+
+  Ref<Attributes> a = At(*doc, "N1")->Attributes();
+  ASSERT_EQ(a->Count(), 6);
+  auto value = [&](int i) { return a->Item(Variant(int32_t{i}))->Value(); };
+  auto name = [&](int i) { return U8(a->Item(Variant(int32_t{i}))->Name()); };
+  EXPECT_EQ(U8(value(1).StringRef()), "1.5");
+  EXPECT_EQ(U8(value(2).StringRef()), "p q");
+  EXPECT_EQ(*value(3).GetIf<bool>(), true);
+  EXPECT_EQ(*value(4).GetIf<bool>(), false);
+  EXPECT_EQ(name(5), "e");
+  EXPECT_TRUE(value(5).IsMissing());
+  EXPECT_EQ(name(6), "");  // no "=": name and value stay as a new pair has them
+  EXPECT_TRUE(value(6).IsMissing());
+  // The writer asks for them too.
+  EXPECT_NE(U8(Write(*doc)).find("<b m=\"1.5\">"), std::string::npos);
+  // A node taken out before anybody asked has none left.
+  Ref<DocNode> c = At(*doc, "N3");
+  Variant key = String("N3");
+  doc->Remove(key);
+  EXPECT_EQ(c->Attributes()->Count(), 0);
 }
 
 TEST(ReaderTest, ReadsBelowAParentAndInAddition) {
