@@ -1,5 +1,6 @@
 // Arbitrary text as the attribute part of a tag: parsed, written, and parsed again. The parse
-// has to give what its steps taken literally give (ReferenceParse).
+// has to give what its steps taken literally give (ReferenceParse), and so has the packed form
+// in which the reader keeps the pairs until they are asked for.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -50,6 +51,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   borvane::Ref<borvane::Attributes> reference = borvane::MakeRef<borvane::Attributes>();
   bool reference_failed = false;
   String reference_text = ReferenceParse(*reference, text, reference_failed);
+  std::u16string packed;
+  bool packed_ok = borvane::Attributes::PackAttributeString(text.view(), packed);
+  if (packed_ok == reference_failed) {
+    std::fprintf(stderr, "PackAttributeString and the literal steps differ on failing\n");
+    std::abort();
+  }
+  if (packed_ok) {
+    borvane::Ref<borvane::Attributes> unpacked = borvane::MakeRef<borvane::Attributes>();
+    unpacked->Unpack(packed);
+    if (unpacked->Count() != reference->Count() ||
+        unpacked->ToAttributeString() != reference->ToAttributeString()) {
+      std::fprintf(stderr, "The packed pairs and the literal steps differ\n");
+      std::abort();
+    }
+  }
   bool failed = false;
   try {
     attrs->FromAttributeString(text);
