@@ -73,25 +73,51 @@ void AttributeObj::FromAttributeText(String& Text) {
   FromAttributeText(Text.view());
 }
 
-void AttributeObj::FromAttributeText(std::u16string_view text) {
+AttributePiece ReadAttributePiece(std::u16string_view text) {
+  AttributePiece piece;
   size_t eq = text.find(u'=');
-  if (eq == std::u16string_view::npos) return;
-  std::u16string_view name = text.substr(0, eq);
+  if (eq == std::u16string_view::npos) return piece;
+  piece.name = text.substr(0, eq);
   std::u16string_view value = text.substr(eq + 1);
   if (value == u"TRUE") {
-    mvntValue = true;
+    piece.kind = AttributePiece::kTrue;
   } else if (value == u"FALSE") {
-    mvntValue = false;
+    piece.kind = AttributePiece::kFalse;
   } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
-    // A lone quote asks for the text between the first and the last character: error 5.
-    if (value.size() == 1) ThrowPlatformError(kErrInvalidCall);
-    mvntValue = String(value.substr(1, value.size() - 2));
+    // A lone quote asks for the text between the first and the last character.
+    if (value.size() == 1) {
+      piece.kind = AttributePiece::kLoneQuote;
+    } else {
+      piece.kind = AttributePiece::kText;
+      piece.value = value.substr(1, value.size() - 2);
+    }
+  } else if (IsNumeric(Variant(String(value)))) {
+    piece.kind = AttributePiece::kText;  // a number stays text: it does not come back as one
+    piece.value = value;
   } else {
-    Variant candidate{String(value)};
-    // A number stays text: it does not come back as a number.
-    if (IsNumeric(candidate)) mvntValue = std::move(candidate);
+    piece.kind = AttributePiece::kMissing;
   }
-  mstrName = String(name);
+  return piece;
+}
+
+void AttributeObj::FromAttributeText(std::u16string_view text) {
+  AttributePiece piece = ReadAttributePiece(text);
+  switch (piece.kind) {
+    case AttributePiece::kNoEquals:
+      return;
+    case AttributePiece::kLoneQuote:
+      ThrowPlatformError(kErrInvalidCall);
+    case AttributePiece::kTrue:
+    case AttributePiece::kFalse:
+      mvntValue = piece.kind == AttributePiece::kTrue;
+      break;
+    case AttributePiece::kText:
+      mvntValue = String(piece.value);
+      break;
+    case AttributePiece::kMissing:
+      break;
+  }
+  mstrName = String(piece.name);
 }
 
 BORVANE_REGISTER_CLASS(AttributeObj)

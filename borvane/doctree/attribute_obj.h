@@ -3,12 +3,26 @@
 #define BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_
 
 #include <string>
+#include <string_view>
 
 #include "borvane/automation/slab_pool.h"
 
 #include "borvane/automation/binding.h"
 
 namespace borvane {
+
+// What one "name=value" piece of an attribute list reads as, by the first "=": the value part
+// TRUE or FALSE (with case), a quoted text (kText, without its quotes), a number the locale's
+// numeric test accepts (kText, as it stands), or anything else (kMissing: the value stays as
+// it was). A value part of one quote alone is kLoneQuote, which fails; without "=" the piece
+// changes nothing.
+struct AttributePiece {
+  enum Kind : char16_t { kNoEquals, kMissing, kTrue, kFalse, kText, kLoneQuote };
+  Kind kind = kNoEquals;
+  std::u16string_view name;
+  std::u16string_view value;  // for kText
+};
+AttributePiece ReadAttributePiece(std::u16string_view text);
 
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {

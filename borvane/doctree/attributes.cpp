@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "borvane/automation/convert.h"
 #include "borvane/automation/text.h"
 #include "borvane/frame/class_table.h"
 #include "borvane/frame/error_handling.h"
@@ -114,7 +113,7 @@ bool HasQuotedSpace(std::u16string_view text) {
 }
 
 // Calls `piece` with each piece of a marked attribute list, cut at each space, with "|_" read
-// as a space again. An empty text has no pieces.
+// as a space again, until it returns false. An empty text has no pieces.
 template <class F>
 void ForEachPiece(std::u16string_view marked, F&& piece) {
   if (marked.empty()) return;
@@ -123,16 +122,29 @@ void ForEachPiece(std::u16string_view marked, F&& piece) {
     size_t space = marked.find(u' ');
     std::u16string_view cut = marked.substr(0, space);
     if (cut.find(u"|_") == std::u16string_view::npos) {
-      piece(cut);
+      if (!piece(cut)) return;
     } else {
       spaced.assign(cut);
       for (size_t at = 0; (at = spaced.find(u"|_", at)) != std::u16string::npos; ++at)
         spaced.replace(at, 2, u" ");
-      piece(std::u16string_view(spaced));
+      if (!piece(std::u16string_view(spaced))) return;
     }
     if (space == std::u16string_view::npos) return;
     marked.remove_prefix(space + 1);
   }
+}
+
+// ForEachPiece over a list as it stands in a tag: trimmed, and marked only where a space
+// stands inside quotes (most lists have none, and marking would only copy them).
+template <class F>
+void ForEachListPiece(std::u16string_view text, F&& piece) {
+  std::u16string_view trimmed = TrimSpaces(text);
+  std::u16string marked;
+  if (HasQuotedSpace(trimmed)) {
+    marked = MarkQuotedSpaces(trimmed);
+    trimmed = marked;
+  }
+  ForEachPiece(trimmed, piece);
 }
 
 }  // namespace
@@ -147,27 +159,24 @@ void Attributes::AddPiece(std::u16string_view piece) {
 void Attributes::FromAttributeString(String& Text) {
   Text = String(MarkQuotedSpaces(TrimSpaces(Text.view())));
   Clear();
-  ForEachPiece(Text.view(), [this](std::u16string_view piece) { AddPiece(piece); });
+  ForEachPiece(Text.view(), [this](std::u16string_view piece) {
+    AddPiece(piece);
+    return true;
+  });
 }
 
 void Attributes::ReadAttributeString(std::u16string_view text) {
-  std::u16string_view trimmed = TrimSpaces(text);
-  // Most lists have no space inside quotes, and marking would only copy them.
-  std::u16string marked;
-  if (HasQuotedSpace(trimmed)) {
-    marked = MarkQuotedSpaces(trimmed);
-    trimmed = marked;
-  }
   Clear();
-  ForEachPiece(trimmed, [this](std::u16string_view piece) { AddPiece(piece); });
+  ForEachListPiece(text, [this](std::u16string_view piece) {
+    AddPiece(piece);
+    return true;
+  });
 }
 
 namespace {
 
-// The packed form: per pair a kind, the name's length in two units and the name, and for a
-// String value its length and text the same way.
-enum PackedKind : char16_t { kNoEquals, kMissing, kTrue, kFalse, kText };
-
+// The packed form: per pair its kind (AttributePiece::Kind), the name's length in two units
+// and the name, and for a String value its length and text the same way.
 void PutText(std::u16string& out, std::u16string_view text) {
   out += static_cast<char16_t>(text.size() & 0xffff);
   out += static_cast<char16_t>(text.size() >> 16);
@@ -181,60 +190,35 @@ std::u16string_view TakeText(std::u16string_view& in) {
   return text;
 }
 
-// What AttributeObj::FromAttributeText makes of a piece, packed; false where it fails.
-bool PackPiece(std::u16string_view piece, std::u16string& out) {
-  size_t eq = piece.find(u'=');
-  if (eq == std::u16string_view::npos) {
-    out += kNoEquals;
-    return true;
-  }
-  std::u16string_view name = piece.substr(0, eq);
-  std::u16string_view value = piece.substr(eq + 1);
-  PackedKind kind = kMissing;
-  if (value == u"TRUE") {
-    kind = kTrue;
-  } else if (value == u"FALSE") {
-    kind = kFalse;
-  } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
-    if (value.size() == 1) return false;
-    kind = kText;
-    value = value.substr(1, value.size() - 2);
-  } else if (IsNumeric(Variant(String(value)))) {
-    kind = kText;  // a number stays text
-  }
-  out += kind;
-  PutText(out, name);
-  if (kind == kText) PutText(out, value);
-  return true;
-}
-
 }  // namespace
 
 bool Attributes::PackAttributeString(std::u16string_view text, std::u16string& packed) {
-  std::u16string_view trimmed = TrimSpaces(text);
-  std::u16string marked;
-  if (HasQuotedSpace(trimmed)) {
-    marked = MarkQuotedSpaces(trimmed);
-    trimmed = marked;
-  }
   packed.clear();
   bool ok = true;
-  ForEachPiece(trimmed, [&](std::u16string_view piece) {
-    if (ok) ok = PackPiece(piece, packed);
+  ForEachListPiece(text, [&](std::u16string_view text_piece) {
+    AttributePiece piece = ReadAttributePiece(text_piece);
+    ok = piece.kind != AttributePiece::kLoneQuote;
+    if (!ok) return false;
+    packed += piece.kind;
+    if (piece.kind == AttributePiece::kNoEquals) return true;
+    PutText(packed, piece.name);
+    if (piece.kind == AttributePiece::kText) PutText(packed, piece.value);
+    return true;
   });
   return ok;
 }
 
 void Attributes::Unpack(std::u16string_view packed) {
   while (!packed.empty()) {
-    auto kind = static_cast<PackedKind>(packed[0]);
+    auto kind = static_cast<AttributePiece::Kind>(packed[0]);
     packed.remove_prefix(1);
     Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
     attribute->SetValue(Variant::Missing());
-    if (kind != kNoEquals) {
+    if (kind != AttributePiece::kNoEquals) {
       attribute->SetName(String(TakeText(packed)));
-      if (kind == kTrue || kind == kFalse) attribute->SetValue(Variant(kind == kTrue));
-      if (kind == kText) attribute->SetValue(Variant(String(TakeText(packed))));
+      if (kind == AttributePiece::kTrue || kind == AttributePiece::kFalse)
+        attribute->SetValue(Variant(kind == AttributePiece::kTrue));
+      if (kind == AttributePiece::kText) attribute->SetValue(Variant(String(TakeText(packed))));
     }
     mcolAttributes->Add(Variant(attribute));
   }

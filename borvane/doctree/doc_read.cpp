@@ -4,7 +4,7 @@
 // The text is read in one pass. White space outside tags and quotes is dropped while the text
 // is cut at tag starts, and each tag is handled as soon as it is complete, so that no stripped
 // copy of the whole text is made.
-#include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -29,16 +29,17 @@ constexpr uint64_t Bits(std::initializer_list<char16_t> chars) {
   for (char16_t ch : chars) mask |= uint64_t{1} << ch;
   return mask;
 }
+constexpr uint64_t kWhite = Bits({u' ', u'\r', u'\n', u'\t'});
 constexpr uint64_t kStopInQuote = Bits({u'"', u'>', kTagMark, u'\x01'});
 constexpr uint64_t kStopInTag = kStopInQuote | Bits({u'<'});
-constexpr uint64_t kStopOutside = kStopInTag | Bits({u' ', u'\r', u'\n', u'\t'});
+constexpr uint64_t kStopOutside = kStopInTag | kWhite;
 
 inline bool Stops(char16_t ch, uint64_t mask) {
   return ch < 64 && ((mask >> ch) & 1);
 }
 
 inline bool IsWhite(char16_t ch) {
-  return Stops(ch, Bits({u' ', u'\r', u'\n', u'\t'}));
+  return Stops(ch, kWhite);
 }
 
 // Characters kept from the text, as a view into it while they stand together; copied only

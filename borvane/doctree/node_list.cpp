@@ -115,22 +115,15 @@ void NodeList::Rehash(size_t cells) {
 
 void NodeList::Add(DocNode* node) {
   if (slots_.size() >= kTombstone - 1) ThrowPlatformError(kErrOutOfMemory);
-  uint32_t generated = node->mstrKey.Number();
-  if (generated != 0 && generated <= 999999999 && numbered_in_table_ == 0) {
-    // A generated key, while no key of that form stands in the table: the number index alone
-    // tells whether it is in use.
-    if (generated < numbered_.size() && numbered_[generated])
-      ThrowPlatformError(kErrKeyAlreadyUsed);
-    slots_.emplace_back(node);
-    Index(static_cast<uint32_t>(slots_.size() - 1), generated);
-    return;
-  }
   int64_t number = NumberOf(node);
   // A generated key is found by its number alone unless keys of that form stand in the table;
   // only then is its text made.
-  bool by_number = number >= 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0;
-  if (Find(by_number ? std::u16string_view() : node->mstrKey.Text().view(), number))
-    ThrowPlatformError(kErrKeyAlreadyUsed);
+  bool used;
+  if (number >= 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0)
+    used = static_cast<size_t>(number) < numbered_.size() && numbered_[number];
+  else
+    used = Find(node->mstrKey.Text().view(), number) != nullptr;
+  if (used) ThrowPlatformError(kErrKeyAlreadyUsed);
   slots_.emplace_back(node);
   Index(static_cast<uint32_t>(slots_.size() - 1), number);
 }
