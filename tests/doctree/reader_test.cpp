@@ -82,6 +82,37 @@ TEST(ReaderTest, LongTagsAndValuesReadWhole) {
   EXPECT_EQ(U8(second->Attributes()->Item(Variant(int32_t{1}))->Value().StringRef()), "v w");
 }
 
+TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
+  // An indented text read fast as long as each piece keeps to the written form; a character
+  // that breaks it, at every place of a long value, must read as anywhere else.
+  const std::string base = "abcdefghijklmnopq";
+  struct Case {
+    char ch;
+    bool quoted;
+    bool kept;  // else dropped
+  };
+  const Case cases[] = {{' ', false, false}, {'\x01', false, false}, {'>', false, true},
+                        {' ', true, true},   {'>', true, true},      {'\x01', true, false}};
+  for (const Case& c : cases) {
+    for (size_t at = 0; at <= base.size(); ++at) {
+      std::string value = base.substr(0, at) + c.ch + base.substr(at);
+      std::string text = c.quoted ? "\"" + value + "\"" : value;
+      Ref<Doc> doc = MakeRef<Doc>();
+      Read(*doc, "<r>\n\t<v>\n\t" + text + "\n\t</v>\n\t<w>\n\t1\n\t</w>\n</r>\n");
+      ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at;
+      EXPECT_EQ(At(*doc, "N2")->Value(), Variant(c.kept ? value : base))
+          << int(c.ch) << (c.quoted ? " quoted" : "") << " at " << at;
+      EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w");
+      EXPECT_EQ(At(*doc, "N3")->Value(), Variant(1.0));
+    }
+  }
+  // A tab in a long name stays part of it; the last piece has no tag behind it.
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<r>\n\t<long\tname x=1>\n\t\"v\"\n\t</long>\n</r>\n");
+  EXPECT_EQ(U8(At(*doc, "N2")->Name()), "long\tname");
+  EXPECT_EQ(At(*doc, "N2")->Value(), Variant("v"));
+}
+
 TEST(ReaderTest, TextWithoutTagsAddsNothing) {
   Ref<Doc> doc = MakeRef<Doc>();
   Read(*doc, "", "no such key");  // an empty text does not even look at ParentKey
