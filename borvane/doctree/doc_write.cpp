@@ -10,6 +10,7 @@
 #include "borvane/doctree/doc.h"
 #include "borvane/frame/error_handling.h"
 #include "borvane/frame/string_builder.h"
+#include "borvane/platform/memory.h"
 
 namespace borvane {
 
@@ -17,10 +18,13 @@ namespace {
 
 // The text being written, straight into the String's own storage. It starts at the size that
 // the tree's text can reach at most (see TextBound), so that a large text is written once and
-// is neither copied on growth nor collected in pieces first.
+// is neither copied on growth nor collected in pieces first. The storage is fresh memory that
+// is written from end to end, which the system is told before the first touch.
 class TextSink {
  public:
   explicit TextSink(size_t capacity) {
+    text_.reserve(capacity);
+    platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
     text_.resize(capacity);
     at_ = text_.data();
     end_ = at_ + text_.size();
