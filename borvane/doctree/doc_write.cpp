@@ -2,7 +2,10 @@
 // a value, tabs by Level when indenting, and "{\34}" as the only escape.
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
+#include <functional>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "borvane/automation/convert.h"
@@ -16,48 +19,119 @@ namespace borvane {
 
 namespace {
 
-// The text being written, straight into the String's own storage. It starts at the size that
-// the tree's text can reach at most (see TextBound), so that a large text is written once and
-// is neither copied on growth nor collected in pieces first. The storage is fresh memory that
-// is written from end to end, which the system is told before the first touch.
+// Storage for a text being written, which a thread keeps between calls while it is small.
+struct Scratch {
+  Scratch() = default;
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() { std::free(data); }
+  void Swap(Scratch& other) {
+    std::swap(data, other.data);
+    std::swap(capacity, other.capacity);
+  }
+
+  char16_t* data = nullptr;
+  size_t capacity = 0;
+};
+thread_local Scratch t_scratch;
+
+// The text being written. A text of up to a few megabytes is collected in the thread's scratch
+// buffer, which grows by doubling, and is then copied once into a String of its exact size: the
+// tree is walked once, and a walk costs a cache miss per node, which is more than the copy.
+// Past that size, fresh pages cost more than the walk: the text so far moves into storage of
+// the size that the whole tree's text can reach at most (DocNode::TextBound), and the rest is
+// written straight into it.
 class TextSink {
  public:
-  explicit TextSink(size_t capacity) {
-    text_.reserve(capacity);
-    platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
-    text_.resize(capacity);
-    at_ = text_.data();
-    end_ = at_ + text_.size();
+  explicit TextSink(std::function<size_t()> bound) : bound_(std::move(bound)) {
+    // Taken out of the thread's slot while in use, so that a nested write gets a buffer of
+    // its own.
+    scratch_.Swap(t_scratch);
+    if (!scratch_.data) Reserve(kStart);
+    begin_ = at_ = scratch_.data;
+    end_ = at_ + scratch_.capacity;
   }
-  void Put(char16_t ch) {
+  ~TextSink() {
+    if (scratch_.capacity <= kKept && !t_scratch.data) scratch_.Swap(t_scratch);
+  }
+  TextSink(const TextSink&) = delete;
+  TextSink& operator=(const TextSink&) = delete;
+
+  // Put and Tabs stand inline in the walk: they run several times per node.
+  [[gnu::always_inline]] void Put(char16_t ch) {
     if (at_ == end_) [[unlikely]]
       Grow(1);
     *at_++ = ch;
   }
-  void Put(std::u16string_view text) {
+  [[gnu::always_inline]] void Put(std::u16string_view text) {
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
       Grow(text.size());
-    for (char16_t ch : text) *at_++ = ch;
+    char16_t* at = at_;
+    for (char16_t ch : text) *at++ = ch;
+    at_ = at;
   }
-  void Tabs(int32_t count) {
-    for (int32_t i = 0; i < count; ++i) Put(u'\t');
+  [[gnu::always_inline]] void Tabs(int32_t count) {
+    if (end_ - at_ < count) [[unlikely]]
+      Grow(static_cast<size_t>(count));
+    char16_t* at = at_;
+    for (int32_t i = 0; i < count; ++i) *at++ = u'\t';
+    at_ = at;
   }
-  size_t size() const { return static_cast<size_t>(at_ - text_.data()); }
+  size_t size() const { return static_cast<size_t>(at_ - begin_); }
   std::u16string Take() {
-    text_.resize(size());
-    return std::move(text_);
+    if (direct_) {
+      text_.resize(size());
+      return std::move(text_);
+    }
+    std::u16string text;
+    text.reserve(size());
+    platform::AdviseWholeWrite(text.data(), size() * sizeof(char16_t));
+    text.assign(begin_, size());
+    return text;
   }
 
  private:
-  // Only when the bound was short of the text, which it is not meant to be.
-  void Grow(size_t more) {
-    size_t used = size();
-    text_.resize(std::max(text_.size() * 2, used + more));
-    at_ = text_.data() + used;
-    end_ = text_.data() + text_.size();
+  static constexpr size_t kStart = 4096;
+  // Characters collected in the scratch buffer at most.
+  static constexpr size_t kScratchMax = size_t{4} << 20;
+  // Larger scratch buffers go back to the heap after the call.
+  static constexpr size_t kKept = 32 * 1024;
+
+  void Reserve(size_t capacity) {
+    void* grown = std::realloc(scratch_.data, capacity * sizeof(char16_t));
+    if (!grown) throw std::bad_alloc();
+    scratch_.data = static_cast<char16_t*>(grown);
+    scratch_.capacity = capacity;
+  }
+  [[gnu::noinline]] void Grow(size_t more) {
+    const size_t used = size();
+    const size_t wanted = used + more;
+    if (!direct_ && wanted <= kScratchMax) {
+      Reserve(std::max(scratch_.capacity * 2, wanted));
+      begin_ = scratch_.data;
+    } else {
+      if (!direct_) {
+        direct_ = true;
+        const size_t capacity = std::max(bound_(), wanted);
+        text_.reserve(capacity);
+        platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
+        text_.resize(capacity);
+        std::copy(begin_, at_, text_.data());
+      } else {
+        // Only when the bound was short of the text, which it is not meant to be.
+        text_.resize(std::max(text_.size() * 2, wanted));
+      }
+      begin_ = text_.data();
+    }
+    at_ = begin_ + used;
+    end_ = begin_ + (direct_ ? text_.size() : scratch_.capacity);
   }
 
+  std::function<size_t()> bound_;
+  Scratch scratch_;
+  bool direct_ = false;
   std::u16string text_;
+  char16_t* begin_;
   char16_t* at_;
   char16_t* end_;
 };
@@ -141,7 +215,7 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
 
 void DocNode::WriteNode(std::u16string& result, bool indent) {
   Ref<DocNode> keep(this);
-  TextSink out(std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1));
+  TextSink out([&] { return std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1); });
   std::u16string attributes;
   auto open = [&](DocNode* n, int32_t level) {
     if (indent) out.Tabs(level);
