@@ -249,14 +249,20 @@ class TagScanner {
   }
 
  private:
-  // A piece as the writer makes it, read without leaving the text: a tag without quotes, ">",
-  // white space, a value that is either quoted or free of white space, white space and the
-  // next "<". Any other piece, and the last one, is left to the general loop, which then reads
-  // it from the same place: nothing here changes the scanner's state unless the piece is taken.
+  // A piece as the writer makes it, read without leaving the text: a tag whose quoted values
+  // hold no ">", then ">", white space, a value that is either quoted or free of white space,
+  // white space and the next "<". Any other piece, and the last one, is left to the general
+  // loop, which then reads it from the same place: nothing here changes the scanner's state
+  // unless the piece is taken.
   bool PlainPiece(std::u16string_view& head, std::u16string_view& text) {
     const char16_t* const end = end_;
     const char16_t* const head_begin = p_;
     const char16_t* p = NextStopInTag(head_begin, end);
+    while (p != end && *p == u'"') {  // a quoted attribute value
+      p = NextStopInQuote(p + 1, end);
+      if (p == end || *p != u'"') return false;
+      p = NextStopInTag(p + 1, end);
+    }
     if (p == end || *p != u'>') return false;
     const char16_t* const head_end = p;
     p = SkipWhite(p + 1, end);

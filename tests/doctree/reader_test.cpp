@@ -111,6 +111,13 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
   Read(*doc, "<r>\n\t<long\tname x=1>\n\t\"v\"\n\t</long>\n</r>\n");
   EXPECT_EQ(U8(At(*doc, "N2")->Name()), "long\tname");
   EXPECT_EQ(At(*doc, "N2")->Value(), Variant("v"));
+  // Quoted attribute values: with a ">" inside, the head ends there.
+  Ref<Doc> attributes = MakeRef<Doc>();
+  Read(*attributes, "<r>\n\t<a k=\"v w\" n=TRUE>\n\t2\n\t</a>\n\t<b t=\"x>y\">v</b>\n</r>\n");
+  EXPECT_EQ(U8(At(*attributes, "N2")->Attributes()->ToAttributeString()), "k=\"v w\" n=TRUE");
+  EXPECT_EQ(At(*attributes, "N2")->Value(), Variant(2.0));
+  EXPECT_EQ(U8(At(*attributes, "N3")->Attributes()->ToAttributeString()), "t=");
+  EXPECT_EQ(At(*attributes, "N3")->Value(), Variant("y\">v"));
 }
 
 TEST(ReaderTest, TextWithoutTagsAddsNothing) {
