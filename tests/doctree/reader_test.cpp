@@ -85,7 +85,6 @@ TEST(ReaderTest, LongTagsAndValuesReadWhole) {
 TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
   // An indented text read fast as long as each piece keeps to the written form; a character
   // that breaks it, at every place of a long value, must read as anywhere else.
-  const std::string base = "abcdefghijklmnopq";
   struct Case {
     char ch;
     bool quoted;
@@ -93,17 +92,22 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
   };
   const Case cases[] = {{' ', false, false}, {'\x01', false, false}, {'>', false, true},
                         {' ', true, true},   {'>', true, true},      {'\x01', true, false}};
-  for (const Case& c : cases) {
-    for (size_t at = 0; at <= base.size(); ++at) {
-      std::string value = base.substr(0, at) + c.ch + base.substr(at);
-      std::string text = c.quoted ? "\"" + value + "\"" : value;
-      Ref<Doc> doc = MakeRef<Doc>();
-      Read(*doc, "<r>\n\t<v>\n\t" + text + "\n\t</v>\n\t<w>\n\t1\n\t</w>\n</r>\n");
-      ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at;
-      EXPECT_EQ(At(*doc, "N2")->Value(), Variant(c.kept ? value : base))
-          << int(c.ch) << (c.quoted ? " quoted" : "") << " at " << at;
-      EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w");
-      EXPECT_EQ(At(*doc, "N3")->Value(), Variant(1.0));
+  // Lengths around those at which a piece no longer fits the reader's first look at it.
+  for (size_t length : {5, 17, 22, 23, 24, 25, 26, 27, 40}) {
+    const std::string base =
+        std::string("abcdefghijklmnopqrstuvwxyzabcdefghijklmn").substr(0, length);
+    for (const Case& c : cases) {
+      for (size_t at = 0; at <= base.size(); ++at) {
+        std::string value = base.substr(0, at) + c.ch + base.substr(at);
+        std::string text = c.quoted ? "\"" + value + "\"" : value;
+        Ref<Doc> doc = MakeRef<Doc>();
+        Read(*doc, "<r>\n\t<v>\n\t" + text + "\n\t</v>\n\t<w>\n\t1\n\t</w>\n</r>\n");
+        ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at << " of " << length;
+        EXPECT_EQ(At(*doc, "N2")->Value(), Variant(c.kept ? value : base))
+            << int(c.ch) << (c.quoted ? " quoted" : "") << " at " << at;
+        EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w");
+        EXPECT_EQ(At(*doc, "N3")->Value(), Variant(1.0));
+      }
     }
   }
   // A tab in a long name stays part of it; the last piece has no tag behind it.
