@@ -35,7 +35,7 @@ struct Scratch {
 };
 thread_local Scratch t_scratch;
 
-// The text being written. A text of up to a few megabytes is collected in the thread's scratch
+// The text being written. A text of up to 4M characters is collected in the thread's scratch
 // buffer, which grows by doubling, and is then copied once into a String of its exact size: the
 // tree is walked once, and a walk costs a cache miss per node, which is more than the copy.
 // Past that size, fresh pages cost more than the walk: the text so far moves into storage of
@@ -83,11 +83,7 @@ class TextSink {
       text_.resize(size());
       return std::move(text_);
     }
-    std::u16string text;
-    text.reserve(size());
-    platform::AdviseWholeWrite(text.data(), size() * sizeof(char16_t));
-    text.assign(begin_, size());
-    return text;
+    return std::u16string(begin_, size());
   }
 
  private:
