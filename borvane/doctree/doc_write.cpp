@@ -90,6 +90,8 @@ class TextSink {
   static constexpr size_t kStart = 4096;
   // Characters collected in the scratch buffer at most.
   static constexpr size_t kScratchMax = size_t{4} << 20;
+  // Characters added to the text's own storage at a time, once the text has outgrown the scratch.
+  static constexpr size_t kDirectStep = 256 * 1024;
   // Larger scratch buffers go back to the heap after the call.
   static constexpr size_t kKept = 32 * 1024;
 
@@ -111,12 +113,16 @@ class TextSink {
         const size_t capacity = std::max(bound_(), wanted);
         text_.reserve(capacity);
         platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
-        text_.resize(capacity);
-        std::copy(begin_, at_, text_.data());
-      } else {
-        // Only when the bound was short of the text, which it is not meant to be.
-        text_.resize(std::max(text_.size() * 2, wanted));
+        text_.assign(begin_, used);
       }
+      // The storage is made part of the text a step at a time, as the writing reaches it: the
+      // bound is above the text, and what lies past the text is then never touched.
+      size_t target = used + std::max(more, kDirectStep);
+      if (target > text_.capacity()) {
+        // Past the bound only when it was short of the text, which it is not meant to be.
+        target = wanted <= text_.capacity() ? text_.capacity() : std::max(wanted, 2 * used);
+      }
+      text_.resize(target);
       begin_ = text_.data();
     }
     at_ = begin_ + used;
