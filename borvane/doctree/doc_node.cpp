@@ -15,22 +15,48 @@ namespace {
 // Freeing a node releases its first child and next sibling, which may free theirs, and so on
 // down a chain as long as the tree: the releases queue up here and run one after the other
 // instead of nesting.
-void ReleaseLater(DocNode* node) {
-  if (!node) return;
-  thread_local std::vector<DocNode*> pending;
-  thread_local bool draining = false;
-  pending.push_back(node);
-  if (draining) return;
-  draining = true;
-  while (!pending.empty()) {
-    DocNode* next = pending.back();
-    pending.pop_back();
-    next->Release();
-  }
-  draining = false;
-}
+//
+// A release may name the parent that has just gone: that of the node released and of the
+// siblings behind it. Their links to it are cleared as the release reaches them, so that a node
+// that dies with its parent costs no extra visit, and only those that outlive it are walked.
+struct ReleaseQueue {
+  struct Entry {
+    DocNode* node;
+    const DocNode* parent_gone;
+  };
+  std::vector<Entry> pending;
+  bool draining = false;
+  // The parent that has gone of the node whose release runs now, while the queue is drained.
+  const DocNode* parent_gone = nullptr;
+};
+
+__attribute__((tls_model("initial-exec"))) thread_local ReleaseQueue t_release;
 
 }  // namespace
+
+void DocNode::ReleaseLater(DocNode* node, const DocNode* parent_gone) {
+  if (!node) return;
+  ReleaseQueue& queue = t_release;
+  queue.pending.push_back({node, parent_gone});
+  if (queue.draining) return;
+  queue.draining = true;
+  while (!queue.pending.empty()) {
+    const ReleaseQueue::Entry next = queue.pending.back();
+    queue.pending.pop_back();
+    if (next.parent_gone) {
+      if (next.node->mobjParent == next.parent_gone) next.node->mobjParent = nullptr;
+      // The node outlives this release, and so do the siblings behind it that it holds.
+      if (next.node->RefCount() > 1) {
+        for (DocNode* s = next.node->mobjNextSibling.Get(); s; s = s->mobjNextSibling.Get())
+          if (s->mobjParent == next.parent_gone) s->mobjParent = nullptr;
+      }
+    }
+    queue.parent_gone = next.parent_gone;
+    next.node->Release();
+    queue.parent_gone = nullptr;
+  }
+  queue.draining = false;
+}
 
 void DocNode::Describe(ClassBuilder<DocNode>& b) {
   b.Order(kOrderDocNode)
@@ -56,9 +82,12 @@ void DocNode::Describe(ClassBuilder<DocNode>& b) {
 }
 
 DocNode::~DocNode() {
-  // Back links that name this node must not outlive it.
-  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get())
-    if (c->mobjParent == this) c->mobjParent = nullptr;
+  // The parent that went just before this node, when this node goes as the release of the
+  // parent's child list reaches it; its siblings behind share it.
+  const ReleaseQueue& queue = t_release;
+  const DocNode* parent_gone = queue.draining ? queue.parent_gone : nullptr;
+  // Back links that name this node must not outlive it: the children's are cleared as their
+  // release reaches them.
   if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
     mobjNextSibling->mobjPreviousSibling = nullptr;
   if (anchor_) {
@@ -66,9 +95,11 @@ DocNode::~DocNode() {
     ReleaseAnchor(anchor_);
   }
   if (mobjRoot) ReleaseAnchor(mobjRoot);
-  ReleaseLater(mobjChild.Detach());
-  ReleaseLater(mobjNextSibling.Detach());
-  ReleaseLater(parent_hold_.Detach());
+  // The last queued goes first: the children before the siblings, in the order a tree read
+  // from text stands in memory.
+  ReleaseLater(parent_hold_.Detach(), nullptr);
+  ReleaseLater(mobjNextSibling.Detach(), parent_gone);
+  ReleaseLater(mobjChild.Detach(), this);
 }
 
 void DocNode::ReleaseAnchor(Anchor* anchor) {
@@ -258,9 +289,9 @@ void DocNode::ClearLinks() {
   tail_ = nullptr;
   mobjAttributes.Reset();
   packed_attributes_.reset();
-  ReleaseLater(mobjChild.Detach());
-  ReleaseLater(mobjNextSibling.Detach());
-  ReleaseLater(parent_hold_.Detach());
+  ReleaseLater(mobjChild.Detach(), nullptr);
+  ReleaseLater(mobjNextSibling.Detach(), nullptr);
+  ReleaseLater(parent_hold_.Detach(), nullptr);
 }
 
 }  // namespace borvane

@@ -102,6 +102,10 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
     uint32_t refs;
   };
   static void ReleaseAnchor(Anchor* anchor);
+  // Drops a reference to `node` (nothing for nullptr) without nesting one release in another.
+  // `parent_gone`, when given, is a parent that has gone: the links of `node` and of the
+  // siblings behind it that still name it are cleared.
+  static void ReleaseLater(DocNode* node, const DocNode* parent_gone);
   Anchor* GetAnchor();
   // Links `node` as the last child, in constant time.
   void AppendChild(DocNode* node);

@@ -113,6 +113,10 @@ void NodeList::Rehash(size_t cells) {
   }
 }
 
+NodeList::~NodeList() {
+  while (!slots_.empty()) slots_.pop_back();
+}
+
 void NodeList::Add(DocNode* node) {
   if (slots_.size() >= kTombstone - 1) ThrowPlatformError(kErrOutOfMemory);
   int64_t number = NumberOf(node);

@@ -22,6 +22,9 @@ class DocNode;
 class NodeList {
  public:
   NodeList() = default;
+  // Lets go of the nodes, the last added first: a node added later is most often a child of
+  // one added before it, and one that goes only after its parent costs no visit of its own.
+  ~NodeList();
   NodeList(const NodeList&) = delete;
   NodeList& operator=(const NodeList&) = delete;
 

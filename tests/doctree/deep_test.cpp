@@ -61,6 +61,30 @@ TEST(DeepTest, ReleasedDocFreesItsTreeButHeldNodesStayUsable) {
   EXPECT_EQ(LiveObjectCount(), before);
 }
 
+TEST(DeepTest, HeldSiblingOutlivesItsParentWithTheSiblingsBehindIt) {
+  int64_t before = LiveObjectCount();
+  Ref<DocNode> held;
+  {
+    Ref<Doc> doc = MakeRef<Doc>();
+    Read(*doc, "<r><a></a><b><b1></b1></b><c><c1></c1></c><d></d></r>");
+    held = At(*doc, "N3");  // b, behind a, which goes with the Doc
+  }
+  // b keeps c and d, which it links to; none of them names the parent that went.
+  EXPECT_TRUE(held->Parent().IsNothing());
+  EXPECT_TRUE(held->PreviousSibling().IsNothing());
+  Ref<DocNode> c = held->NextSibling();
+  EXPECT_EQ(U8(c->Name()), "c");
+  EXPECT_TRUE(c->Parent().IsNothing());
+  EXPECT_EQ(c->PreviousSibling(), held);
+  EXPECT_TRUE(c->NextSibling()->Parent().IsNothing());
+  EXPECT_EQ(held->Child()->Parent(), held);
+  EXPECT_EQ(U8(c->Child()->Path()), "c//c1");
+  EXPECT_EQ(c->Child()->Level(), 1);
+  c.Reset();
+  held.Reset();
+  EXPECT_EQ(LiveObjectCount(), before);
+}
+
 TEST(DeepTest, ManyChildrenAddInConstantTime) {
   Ref<Doc> doc = MakeRef<Doc>();
   Ref<DocNode> root = AddNode(*doc, "", "r");
