@@ -46,9 +46,9 @@ inline bool IsWhite(char16_t ch) {
   return Stops(ch, kWhite);
 }
 
-// Scans that find the first character of a set from `p` on, or `end`. Runs between stops are
-// short (a name, a number, an indentation), so a character-at-a-time loop pays a mispredicted
-// exit per run; these test eight characters at a time.
+// The scans below find the first character of a set from `p` on, or `end`. Runs between stops
+// are short (a name, a number, an indentation), so a character-at-a-time loop pays a
+// mispredicted exit per run; these test eight characters at a time where SSE2 is there.
 #ifdef __SSE2__
 inline __m128i Equal(__m128i v, char16_t ch) {
   return _mm_cmpeq_epi16(v, _mm_set1_epi16(static_cast<short>(ch)));
@@ -112,48 +112,35 @@ inline const char16_t* NextStop(const char16_t* p, const char16_t* end, uint64_t
   return p;
 }
 
-// The first stop inside a tag and outside quotes: a quote, "<", ">", the tag mark or code 1.
-inline const char16_t* NextStopInTag(const char16_t* p, const char16_t* end) {
-#ifdef __SSE2__
-  while (end - p >= 8) {
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    __m128i angle = Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>');
-    __m128i other = _mm_or_si128(Equal(v, u'"'), _mm_or_si128(Equal(v, kTagMark), Equal(v, 1)));
-    if (unsigned mask = Lanes(_mm_or_si128(angle, other)))
-      return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
-    p += 8;
-  }
-#endif
-  while (p < end && !Stops(*p, kStopInTag)) ++p;
-  return p;
-}
+// What FindFirst looks for: a stop inside a tag and outside quotes (a quote, "<", ">", the tag
+// mark or code 1), a stop inside quotes (the same but "<"), or a character that is not white.
+enum class Seek { kStopInTag, kStopInQuote, kNotWhite };
 
-// The first stop inside quotes: a quote, ">", the tag mark or code 1.
-inline const char16_t* NextStopInQuote(const char16_t* p, const char16_t* end) {
+template <Seek seek>
+inline const char16_t* FindFirst(const char16_t* p, const char16_t* end) {
 #ifdef __SSE2__
   while (end - p >= 8) {
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    __m128i stops = _mm_or_si128(_mm_or_si128(Equal(v, u'"'), Equal(v, u'>')),
-                                 _mm_or_si128(Equal(v, kTagMark), Equal(v, 1)));
-    if (unsigned mask = Lanes(stops)) return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i mark = _mm_or_si128(Equal(v, kTagMark), Equal(v, 1));
+    unsigned mask;
+    if constexpr (seek == Seek::kStopInTag) {
+      const __m128i angle = Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>');  // "<" | 2 is ">"
+      mask = Lanes(_mm_or_si128(_mm_or_si128(angle, Equal(v, u'"')), mark));
+    } else if constexpr (seek == Seek::kStopInQuote) {
+      mask = Lanes(_mm_or_si128(_mm_or_si128(Equal(v, u'>'), Equal(v, u'"')), mark));
+    } else {
+      mask = ~Lanes(WhiteLanes(v)) & 0xffff;
+    }
+    if (mask) return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
     p += 8;
   }
 #endif
-  while (p < end && !Stops(*p, kStopInQuote)) ++p;
-  return p;
-}
-
-// The first character that is not white space.
-inline const char16_t* SkipWhite(const char16_t* p, const char16_t* end) {
-#ifdef __SSE2__
-  while (end - p >= 8) {
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    if (unsigned mask = ~Lanes(WhiteLanes(v)) & 0xffff)
-      return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
-    p += 8;
+  if constexpr (seek == Seek::kNotWhite) {
+    while (p < end && IsWhite(*p)) ++p;
+  } else {
+    constexpr uint64_t stops = seek == Seek::kStopInTag ? kStopInTag : kStopInQuote;
+    while (p < end && !Stops(*p, stops)) ++p;
   }
-#endif
-  while (p < end && IsWhite(*p)) ++p;
   return p;
 }
 
@@ -248,7 +235,7 @@ class TagScanner {
         case u'\x01':
           continue;
         default:  // white space outside tags and quotes: dropped, with the rest of its run
-          p = SkipWhite(p, end);
+          p = FindFirst<Seek::kNotWhite>(p, end);
           continue;
       }
       if (started_) {
@@ -325,26 +312,26 @@ class TagScanner {
   bool PlainPiece(std::u16string_view& head, std::u16string_view& text) {
     const char16_t* const end = end_;
     const char16_t* const head_begin = p_;
-    const char16_t* p = NextStopInTag(head_begin, end);
+    const char16_t* p = FindFirst<Seek::kStopInTag>(head_begin, end);
     while (p != end && *p == u'"') {  // a quoted attribute value
-      p = NextStopInQuote(p + 1, end);
+      p = FindFirst<Seek::kStopInQuote>(p + 1, end);
       if (p == end || *p != u'"') return false;
-      p = NextStopInTag(p + 1, end);
+      p = FindFirst<Seek::kStopInTag>(p + 1, end);
     }
     if (p == end || *p != u'>') return false;
     const char16_t* const head_end = p;
-    p = SkipWhite(p + 1, end);
+    p = FindFirst<Seek::kNotWhite>(p + 1, end);
     const char16_t* const text_begin = p;
     if (p == end) return false;
     if (*p == u'"') {
-      p = NextStopInQuote(p + 1, end);
+      p = FindFirst<Seek::kStopInQuote>(p + 1, end);
       if (p == end || *p != u'"') return false;
       ++p;
     } else if (*p != u'<') {
       p = NextStop(p, end, kStopOutside);
     }
     const char16_t* const text_end = p;
-    p = SkipWhite(p, end);
+    p = FindFirst<Seek::kNotWhite>(p, end);
     if (p == end || *p != u'<') return false;
     p_ = p + 1;  // the state stays: in a tag, outside quotes
     head = std::u16string_view(head_begin, static_cast<size_t>(head_end - head_begin));
