@@ -263,14 +263,15 @@ class TagScanner {
   }
 
  private:
-  // A piece as the writer makes it, read without leaving the text: a tag whose quoted values
-  // hold no ">", then ">", white space, a value that is either quoted or free of white space,
-  // white space and the next "<". Any other piece, and the last one, is left to the general
-  // loop, which then reads it from the same place: nothing here changes the scanner's state
-  // unless the piece is taken.
-  // PlainPiece for a piece with no quote in its tag that ends within the next 32 characters,
-  // found from one look at them: each step is a bit search, where a scan of the text would wait
-  // for the one before.
+  // ShortPiece and PlainPiece read a piece as the writer makes it, without leaving the text: a
+  // tag whose quoted values hold no ">", then ">", white space, a value that is either quoted or
+  // free of white space, white space and the next "<". Any other piece, and the last one, is
+  // left to the general loop, which then reads it from the same place: neither changes the
+  // scanner's state unless it takes the piece.
+  //
+  // ShortPiece takes such a piece with no quote in its tag that ends within the next 32
+  // characters, found from one look at them: each step is a bit search, where a scan of the
+  // text would wait for the one before.
   bool ShortPiece(std::u16string_view& head, std::u16string_view& text) {
 #ifdef __SSE2__
     if (static_cast<size_t>(end_ - p_) < Window::kSize) return false;
