@@ -78,14 +78,12 @@ DocNode* Doc::AddNode(const String& relative, int32_t relationship, String& key,
   return node.Get();
 }
 
-DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, Variant& value,
-                          DocNode::Anchor*& root) {
+DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, DocNode::Anchor*& root) {
   if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   Ref<DocNode> node = MakeRef<DocNode>();
   // CreateKey's key, held as its number.
   node->mstrKey.SetNumber(static_cast<uint32_t>(++mlngLastKey));
   node->mstrName = name;  // the reader cut the name at its first space
-  node->mvntValue = std::move(value);
   mcolNodes.Add(node.Get());
   // Position 1 stays the same while a text is read: its handle is taken once.
   if (!root) root = mcolNodes.At(1)->GetAnchor();

@@ -62,11 +62,11 @@ class Doc : public Dispatchable<Doc> {
   // Add without its guard.
   DocNode* AddNode(const String& relative, int32_t relationship, String& key, String name,
                    Variant value);
-  // Add as the reader calls it: a generated key, a name without spaces, the value moved from
-  // `value`, and `relative` (or nullptr for none), a node of this Doc's list, standing for the
-  // relative's key. `root` is the handle on position 1, taken on the first call of a read.
-  DocNode* AddReadNode(DocNode* relative, const NodeName& name, Variant& value,
-                       DocNode::Anchor*& root);
+  // Add as the reader calls it: a generated key, a name without spaces, and `relative` (or
+  // nullptr for none), a node of this Doc's list, standing for the relative's key. The value is
+  // Empty, for the reader to set. `root` is the handle on position 1, taken on the first call
+  // of a read.
+  DocNode* AddReadNode(DocNode* relative, const NodeName& name, DocNode::Anchor*& root);
   // Puts a new node into the list under its key and sets its root.
   void Insert(DocNode* node);
 

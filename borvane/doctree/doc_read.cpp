@@ -384,15 +384,21 @@ bool PlainNumber(std::u16string_view text, double& out) {
   return true;
 }
 
+// A value text that is one quote alone, which has no text between its first and last
+// character: reading it fails.
+bool IsLoneQuote(std::u16string_view text) {
+  return text.size() == 1 && text.front() == u'"';
+}
+
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
-// quote, then True/False in any case, then a number as a Double, else the text itself.
+// quote, then True/False in any case, then a number as a Double, else the text itself. The
+// text is not a lone quote.
 void ValueOf(std::u16string_view text, Variant& out) {
   if (text.empty()) {
     out = String();
     return;
   }
   if (text.front() == u'"' && text.back() == u'"') {
-    if (text.size() == 1) ThrowPlatformError(kErrInvalidCall);
     std::u16string_view inner = text.substr(1, text.size() - 2);
     constexpr std::u16string_view kEscape = u"{\\34}";
     size_t brace = inner.find(u'{');
@@ -485,7 +491,6 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     std::u16string_view head, text;
     bool has_gt;
     NodeName last_name;
-    Variant value;
     DocNode::Anchor* root = nullptr;
     std::u16string packed;
     while (scanner.Next(head, text, has_gt)) {
@@ -502,8 +507,11 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       std::u16string_view name = head.substr(0, space);
       // Names repeat: the nodes of one text share the last name while it stays the same.
       if (name != last_name.view()) last_name = NodeName(name);
-      ValueOf(text, value);
-      DocNode* node = AddReadNode(keyed, last_name, value, root);
+      if (IsLoneQuote(text)) ThrowPlatformError(kErrInvalidCall);
+      DocNode* node = AddReadNode(keyed, last_name, root);
+      // Built in the node itself: once the lone quote is ruled out the value cannot fail, as
+      // the numeric test accepts no text whose leading number overflows.
+      ValueOf(text, node->mvntValue);
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size()) {
         // The pairs wait packed until a caller or the writer asks for them: most read
