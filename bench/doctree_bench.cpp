@@ -188,8 +188,8 @@ void RegisterAll() {
     for (auto [name, fn] : runs)
       benchmark::RegisterBenchmark((name + args).c_str(), fn, shape, nodes)
           ->Unit(benchmark::kMillisecond)
-          ->MinTime(0.5)
-          ->Repetitions(5);
+          ->MinTime(1.0)
+          ->Repetitions(3);
   }
 }
 
