@@ -121,15 +121,15 @@ inline const char16_t* FindFirst(const char16_t* p, const char16_t* end) {
 #ifdef __SSE2__
   while (end - p >= 8) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i mark = _mm_or_si128(Equal(v, kTagMark), Equal(v, 1));
     unsigned mask;
-    if constexpr (seek == Seek::kStopInTag) {
-      const __m128i angle = Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>');  // "<" | 2 is ">"
-      mask = Lanes(_mm_or_si128(_mm_or_si128(angle, Equal(v, u'"')), mark));
-    } else if constexpr (seek == Seek::kStopInQuote) {
-      mask = Lanes(_mm_or_si128(_mm_or_si128(Equal(v, u'>'), Equal(v, u'"')), mark));
-    } else {
+    if constexpr (seek == Seek::kNotWhite) {
       mask = ~Lanes(WhiteLanes(v)) & 0xffff;
+    } else {
+      const __m128i mark = _mm_or_si128(Equal(v, kTagMark), Equal(v, 1));
+      const __m128i angle = seek == Seek::kStopInTag
+                                ? Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>')  // "<" | 2 is ">"
+                                : Equal(v, u'>');
+      mask = Lanes(_mm_or_si128(_mm_or_si128(angle, Equal(v, u'"')), mark));
     }
     if (mask) return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
     p += 8;
