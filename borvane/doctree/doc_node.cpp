@@ -16,44 +16,45 @@ namespace {
 // down a chain as long as the tree: the releases queue up here and run one after the other
 // instead of nesting.
 //
-// A release may name the parent that has just gone: that of the node released and of the
-// siblings behind it. Their links to it are cleared as the release reaches them, so that a node
-// that dies with its parent costs no extra visit, and only those that outlive it are walked.
+// A release may name a former parent of the node released and of the siblings behind it: one
+// that has gone, or that has let go of its child list. Their links to it are cleared as the
+// release reaches them, so that a node that dies with its parent costs no extra visit, and only
+// those that outlive the release are walked.
 struct ReleaseQueue {
   struct Entry {
     DocNode* node;
-    const DocNode* parent_gone;
+    const DocNode* former_parent;
   };
   std::vector<Entry> pending;
   bool draining = false;
-  // The parent that has gone of the node whose release runs now, while the queue is drained.
-  const DocNode* parent_gone = nullptr;
+  // The former parent of the node whose release runs now, while the queue is drained.
+  const DocNode* former_parent = nullptr;
 };
 
 __attribute__((tls_model("initial-exec"))) thread_local ReleaseQueue t_release;
 
 }  // namespace
 
-void DocNode::ReleaseLater(DocNode* node, const DocNode* parent_gone) {
+void DocNode::ReleaseLater(DocNode* node, const DocNode* former_parent) {
   if (!node) return;
   ReleaseQueue& queue = t_release;
-  queue.pending.push_back({node, parent_gone});
+  queue.pending.push_back({node, former_parent});
   if (queue.draining) return;
   queue.draining = true;
   while (!queue.pending.empty()) {
     const ReleaseQueue::Entry next = queue.pending.back();
     queue.pending.pop_back();
-    if (next.parent_gone) {
-      if (next.node->mobjParent == next.parent_gone) next.node->mobjParent = nullptr;
+    if (next.former_parent) {
+      if (next.node->mobjParent == next.former_parent) next.node->mobjParent = nullptr;
       // The node outlives this release, and so do the siblings behind it that it holds.
       if (next.node->RefCount() > 1) {
         for (DocNode* s = next.node->mobjNextSibling.Get(); s; s = s->mobjNextSibling.Get())
-          if (s->mobjParent == next.parent_gone) s->mobjParent = nullptr;
+          if (s->mobjParent == next.former_parent) s->mobjParent = nullptr;
       }
     }
-    queue.parent_gone = next.parent_gone;
+    queue.former_parent = next.former_parent;
     next.node->Release();
-    queue.parent_gone = nullptr;
+    queue.former_parent = nullptr;
   }
   queue.draining = false;
 }
@@ -82,10 +83,10 @@ void DocNode::Describe(ClassBuilder<DocNode>& b) {
 }
 
 DocNode::~DocNode() {
-  // The parent that went just before this node, when this node goes as the release of the
-  // parent's child list reaches it; its siblings behind share it.
+  // The former parent of this node, when this node goes as the release of that parent's child
+  // list reaches it; its siblings behind share it.
   const ReleaseQueue& queue = t_release;
-  const DocNode* parent_gone = queue.draining ? queue.parent_gone : nullptr;
+  const DocNode* former_parent = queue.draining ? queue.former_parent : nullptr;
   // Back links that name this node must not outlive it: the children's are cleared as their
   // release reaches them.
   if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
@@ -98,7 +99,7 @@ DocNode::~DocNode() {
   // The last queued goes first: the children before the siblings, in the order a tree read
   // from text stands in memory.
   ReleaseLater(parent_hold_.Detach(), nullptr);
-  ReleaseLater(mobjNextSibling.Detach(), parent_gone);
+  ReleaseLater(mobjNextSibling.Detach(), former_parent);
   ReleaseLater(mobjChild.Detach(), this);
 }
 
@@ -279,8 +280,6 @@ void DocNode::RemoveNode(String& Keys) {
 }
 
 void DocNode::ClearLinks() {
-  for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get())
-    if (c->mobjParent == this) c->mobjParent = nullptr;
   if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
     mobjNextSibling->mobjPreviousSibling = nullptr;
   SetRoot(nullptr);
@@ -289,7 +288,8 @@ void DocNode::ClearLinks() {
   tail_ = nullptr;
   mobjAttributes.Reset();
   packed_attributes_.reset();
-  ReleaseLater(mobjChild.Detach(), nullptr);
+  // The children's links to this node are cleared as their release reaches them.
+  ReleaseLater(mobjChild.Detach(), this);
   ReleaseLater(mobjNextSibling.Detach(), nullptr);
   ReleaseLater(parent_hold_.Detach(), nullptr);
 }

@@ -103,9 +103,9 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   };
   static void ReleaseAnchor(Anchor* anchor);
   // Drops a reference to `node` (nothing for nullptr) without nesting one release in another.
-  // `parent_gone`, when given, is a parent that has gone: the links of `node` and of the
-  // siblings behind it that still name it are cleared.
-  static void ReleaseLater(DocNode* node, const DocNode* parent_gone);
+  // `former_parent`, when given, is a parent that has gone or has let go of its child list: the
+  // links of `node` and of the siblings behind it that still name it are cleared.
+  static void ReleaseLater(DocNode* node, const DocNode* former_parent);
   Anchor* GetAnchor();
   // Links `node` as the last child, in constant time.
   void AppendChild(DocNode* node);

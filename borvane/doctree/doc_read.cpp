@@ -310,14 +310,20 @@ class TagScanner {
 #endif
   }
 
+  // Behind the quoted text that opens at `quote`, or nullptr when a stop other than the
+  // closing quote comes first.
+  const char16_t* PastQuoted(const char16_t* quote) const {
+    const char16_t* p = FindFirst<Seek::kStopInQuote>(quote + 1, end_);
+    return p != end_ && *p == u'"' ? p + 1 : nullptr;
+  }
+
   bool PlainPiece(std::u16string_view& head, std::u16string_view& text) {
     const char16_t* const end = end_;
     const char16_t* const head_begin = p_;
     const char16_t* p = FindFirst<Seek::kStopInTag>(head_begin, end);
     while (p != end && *p == u'"') {  // a quoted attribute value
-      p = FindFirst<Seek::kStopInQuote>(p + 1, end);
-      if (p == end || *p != u'"') return false;
-      p = FindFirst<Seek::kStopInTag>(p + 1, end);
+      if (!(p = PastQuoted(p))) return false;
+      p = FindFirst<Seek::kStopInTag>(p, end);
     }
     if (p == end || *p != u'>') return false;
     const char16_t* const head_end = p;
@@ -325,9 +331,7 @@ class TagScanner {
     const char16_t* const text_begin = p;
     if (p == end) return false;
     if (*p == u'"') {
-      p = FindFirst<Seek::kStopInQuote>(p + 1, end);
-      if (p == end || *p != u'"') return false;
-      ++p;
+      if (!(p = PastQuoted(p))) return false;
     } else if (*p != u'<') {
       p = NextStop(p, end, kStopOutside);
     }
