@@ -101,15 +101,16 @@ std::u16string MarkQuotedSpaces(std::u16string_view text) {
   return marked;
 }
 
-// Whether MarkQuotedSpaces would mark anything in the text.
+// Whether MarkQuotedSpaces would mark anything in the text: a space inside quotes, in a text
+// of two quotes or more. One pass, as lists are read by the thousand.
 bool HasQuotedSpace(std::u16string_view text) {
-  if (std::count(text.begin(), text.end(), u'"') < 2) return false;
-  bool quoted = false;
+  size_t quotes = 0;
+  bool quoted_space = false;
   for (char16_t ch : text) {
-    if (ch == u'"') quoted = !quoted;
-    if (ch == u' ' && quoted) return true;
+    quotes += ch == u'"';
+    quoted_space |= ch == u' ' && (quotes & 1);
   }
-  return false;
+  return quoted_space && quotes >= 2;
 }
 
 // Calls `piece` with each piece of a marked attribute list, cut at each space, with "|_" read
@@ -121,7 +122,8 @@ void ForEachPiece(std::u16string_view marked, F&& piece) {
   while (true) {
     size_t space = marked.find(u' ');
     std::u16string_view cut = marked.substr(0, space);
-    if (cut.find(u"|_") == std::u16string_view::npos) {
+    if (cut.find(u'|') == std::u16string_view::npos ||
+        cut.find(u"|_") == std::u16string_view::npos) {
       if (!piece(cut)) return;
     } else {
       spaced.assign(cut);
@@ -178,9 +180,9 @@ namespace {
 // The packed form: per pair its kind (AttributePiece::Kind), the name's length in two units
 // and the name, and for a String value its length and text the same way.
 void PutText(std::u16string& out, std::u16string_view text) {
-  out += static_cast<char16_t>(text.size() & 0xffff);
-  out += static_cast<char16_t>(text.size() >> 16);
-  out += text;
+  const char16_t size[2] = {static_cast<char16_t>(text.size() & 0xffff),
+                            static_cast<char16_t>(text.size() >> 16)};
+  out.append(size, 2).append(text);
 }
 
 std::u16string_view TakeText(std::u16string_view& in) {

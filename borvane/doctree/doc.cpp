@@ -82,9 +82,10 @@ DocNode* Doc::AddReadNode(DocNode* relative, const NodeName& name, DocNode::Anch
   if (mlngLastKey == INT32_MAX) ThrowPlatformError(kErrOverflow);
   Ref<DocNode> node = MakeRef<DocNode>();
   // CreateKey's key, held as its number.
-  node->mstrKey.SetNumber(static_cast<uint32_t>(++mlngLastKey));
+  const uint32_t number = static_cast<uint32_t>(++mlngLastKey);
+  node->mstrKey.SetNumber(number);
   node->mstrName = name;  // the reader cut the name at its first space
-  mcolNodes.Add(node.Get());
+  mcolNodes.AddNumbered(node.Get(), number);
   // Position 1 stays the same while a text is read: its handle is taken once.
   if (!root) root = mcolNodes.At(1)->GetAnchor();
   ++root->refs;

@@ -62,25 +62,32 @@ inline __m128i WhiteLanes(__m128i v) {
 }
 
 // The places of the characters the reader looks for in 32 characters, a bit per character.
+// Every one of them is below 256 and not 0, so the characters are first packed to bytes with
+// unsigned saturation, which turns any other character into 0 or 255, neither of them sought:
+// each test then covers sixteen characters.
 struct Window {
   static constexpr size_t kSize = 32;
-  uint32_t lt = 0, gt = 0, quote = 0, white = 0, mark = 0;  // mark: the tag mark or code 1
+  uint32_t lt, gt, quote, white, mark;  // mark: the tag mark or code 1
 
   explicit Window(const char16_t* p) {
-    for (int half = 0; half < 2; ++half) {
-      const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * half));
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * half + 8));
-      auto bits = [half](__m128i in_a, __m128i in_b) {
-        return uint32_t{static_cast<uint16_t>(_mm_movemask_epi8(_mm_packs_epi16(in_a, in_b)))}
-               << (16 * half);
-      };
-      lt |= bits(Equal(a, u'<'), Equal(b, u'<'));
-      gt |= bits(Equal(a, u'>'), Equal(b, u'>'));
-      quote |= bits(Equal(a, u'"'), Equal(b, u'"'));
-      white |= bits(WhiteLanes(a), WhiteLanes(b));
-      mark |= bits(_mm_or_si128(Equal(a, kTagMark), Equal(a, 1)),
-                   _mm_or_si128(Equal(b, kTagMark), Equal(b, 1)));
-    }
+    auto load = [p](int at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + at)); };
+    const __m128i low = _mm_packus_epi16(load(0), load(8));
+    const __m128i high = _mm_packus_epi16(load(16), load(24));
+    auto bits = [&](auto&& test) {
+      return static_cast<uint32_t>(_mm_movemask_epi8(test(low))) |
+             static_cast<uint32_t>(_mm_movemask_epi8(test(high))) << 16;
+    };
+    auto is = [](__m128i v, char16_t ch) {
+      return _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(ch)));
+    };
+    lt = bits([&](__m128i v) { return is(v, u'<'); });
+    gt = bits([&](__m128i v) { return is(v, u'>'); });
+    quote = bits([&](__m128i v) { return is(v, u'"'); });
+    white = bits([&](__m128i v) {
+      return _mm_or_si128(_mm_or_si128(is(v, u' '), is(v, u'\t')),
+                          _mm_or_si128(is(v, u'\n'), is(v, u'\r')));
+    });
+    mark = bits([&](__m128i v) { return _mm_or_si128(is(v, kTagMark), is(v, 1)); });
   }
   // The places from `i` on, and those behind `i`.
   static uint32_t From(unsigned i) { return i >= 32 ? 0 : ~uint32_t{0} << i; }
@@ -353,6 +360,28 @@ class TagScanner {
   KeptText text_;
 };
 
+// The place of the first `ch` in `text`, or npos; eight units at a time where SSE2 is there.
+inline size_t Find(std::u16string_view text, char16_t ch) {
+  size_t i = 0;
+#ifdef __SSE2__
+  for (; i + 8 <= text.size(); i += 8) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
+    if (const unsigned hits = Lanes(Equal(v, ch))) return i + (__builtin_ctz(hits) >> 1);
+  }
+#endif
+  for (; i < text.size(); ++i)
+    if (text[i] == ch) return i;
+  return std::u16string_view::npos;
+}
+
+// Exact comparison of two short texts, a pair of units at a time (compare() tests each twice).
+inline bool SameUnits(std::u16string_view a, std::u16string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i] != b[i]) return false;
+  return true;
+}
+
 // A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
 // numeric test of any locale whose decimal point is ".", and its value is exact as the quotient
 // of two exact doubles, as the leading-number conversion gives it. False for any other text.
@@ -405,7 +434,7 @@ void ValueOf(std::u16string_view text, Variant& out) {
   if (text.front() == u'"' && text.back() == u'"') {
     std::u16string_view inner = text.substr(1, text.size() - 2);
     constexpr std::u16string_view kEscape = u"{\\34}";
-    size_t brace = inner.find(u'{');
+    size_t brace = Find(inner, u'{');
     if (brace == std::u16string_view::npos) {
       out = String(inner);
       return;
@@ -506,11 +535,15 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         continue;
       }
       if (!has_gt || head.empty()) continue;
-      // The first space of the piece before its ">" is the first of the head.
-      const size_t space = head.find(u' ');
-      std::u16string_view name = head.substr(0, space);
-      // Names repeat: the nodes of one text share the last name while it stays the same.
-      if (name != last_name.view()) last_name = NodeName(name);
+      // The first space of the piece before its ">" is the first of the head. Names repeat:
+      // the nodes of one text share the last name while it stays the same, and a head that is
+      // that name alone holds no space.
+      size_t space = std::u16string_view::npos;
+      if (!SameUnits(head, last_name.view())) {
+        space = head.find(u' ');
+        std::u16string_view name = head.substr(0, space);
+        if (!SameUnits(name, last_name.view())) last_name = NodeName(name);
+      }
       if (IsLoneQuote(text)) ThrowPlatformError(kErrInvalidCall);
       DocNode* node = AddReadNode(keyed, last_name, root);
       // Built in the node itself: once the lone quote is ruled out the value cannot fail, as

@@ -31,6 +31,9 @@ class NodeList {
   int32_t Count() const { return static_cast<int32_t>(slots_.size() - dead_); }
   // Adds `node` at the end under its own key; 457 when the key is in use.
   void Add(DocNode* node);
+  // Add for a node whose key is the generated "N<number>": the reader's many nodes take the
+  // number index at once while it has room and no key of that form stands in the table.
+  void AddNumbered(DocNode* node, uint32_t number);
   // The node under `key`, or nullptr.
   DocNode* Find(std::u16string_view key) const;
   // The node at `position` (from 1, within range).
