@@ -136,10 +136,36 @@ void ForEachPiece(std::u16string_view marked, F&& piece) {
   }
 }
 
+// Whether a list is plain, as the writer makes it: no space at either end, beside another or
+// inside quotes, and no "|". Such a list is its own trimmed and marked form, and its pieces are
+// its cuts at each space as they stand.
+bool IsPlainList(std::u16string_view text) {
+  if (text.empty() || text.front() == u' ' || text.back() == u' ') return false;
+  bool quoted = false;
+  char16_t last = 0;
+  for (char16_t ch : text) {
+    if (ch == u'|') return false;
+    if (ch == u'"') {
+      quoted = !quoted;
+    } else if (ch == u' ' && (quoted || last == u' ')) {
+      return false;
+    }
+    last = ch;
+  }
+  return true;
+}
+
 // ForEachPiece over a list as it stands in a tag: trimmed, and marked only where a space
 // stands inside quotes (most lists have none, and marking would only copy them).
 template <class F>
 void ForEachListPiece(std::u16string_view text, F&& piece) {
+  if (IsPlainList(text)) {
+    while (true) {
+      const size_t space = text.find(u' ');
+      if (!piece(text.substr(0, space)) || space == std::u16string_view::npos) return;
+      text.remove_prefix(space + 1);
+    }
+  }
   std::u16string_view trimmed = TrimSpaces(text);
   std::u16string marked;
   if (HasQuotedSpace(trimmed)) {
@@ -208,6 +234,19 @@ bool Attributes::PackAttributeString(std::u16string_view text, std::u16string& p
     return true;
   });
   return ok;
+}
+
+PackedPairs::PackedPairs(std::u16string_view packed) {
+  block_ =
+      static_cast<uint64_t*>(PoolAllocate(sizeof(uint64_t) + packed.size() * sizeof(char16_t)));
+  *block_ = packed.size();
+  std::copy(packed.begin(), packed.end(), reinterpret_cast<char16_t*>(block_ + 1));
+}
+
+void PackedPairs::reset() {
+  if (!block_) return;
+  PoolFree(block_, sizeof(uint64_t) + *block_ * sizeof(char16_t));
+  block_ = nullptr;
 }
 
 void Attributes::Unpack(std::u16string_view packed) {

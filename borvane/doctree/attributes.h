@@ -2,7 +2,10 @@
 #ifndef BORVANE_DOCTREE_ATTRIBUTES_H_
 #define BORVANE_DOCTREE_ATTRIBUTES_H_
 
+#include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "borvane/automation/slab_pool.h"
 
@@ -10,6 +13,34 @@
 #include "borvane/doctree/attribute_obj.h"
 
 namespace borvane {
+
+// Pairs packed by Attributes::PackAttributeString, kept until the attributes are first needed:
+// one block of the slab pool, made and freed on its node's thread.
+class PackedPairs {
+ public:
+  PackedPairs() = default;
+  explicit PackedPairs(std::u16string_view packed);
+  PackedPairs(PackedPairs&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+  PackedPairs& operator=(PackedPairs&& other) noexcept {
+    if (this != &other) {
+      reset();
+      block_ = std::exchange(other.block_, nullptr);
+    }
+    return *this;
+  }
+  ~PackedPairs() { reset(); }
+
+  explicit operator bool() const { return block_ != nullptr; }
+  std::u16string_view view() const {
+    return block_ ? std::u16string_view(reinterpret_cast<const char16_t*>(block_ + 1), *block_)
+                  : std::u16string_view();
+  }
+  void reset();
+
+ private:
+  // The length, then the units.
+  uint64_t* block_ = nullptr;
+};
 
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class Attributes : public Dispatchable<Attributes>, public Pooled {

@@ -153,9 +153,9 @@ Ref<Attributes> DocNode::Attributes() {
 
 Attributes* DocNode::AttributesIfAny() {
   if (packed_attributes_) {
-    std::unique_ptr<std::u16string> packed = std::move(packed_attributes_);
+    PackedPairs packed = std::move(packed_attributes_);
     mobjAttributes = MakeRef<borvane::Attributes>();
-    mobjAttributes->Unpack(*packed);
+    mobjAttributes->Unpack(packed.view());
   }
   return mobjAttributes.Get();
 }

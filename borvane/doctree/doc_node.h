@@ -123,7 +123,7 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   Ref<borvane::Attributes> mobjAttributes;
   // The pairs the reader found, packed (Attributes::PackAttributeString), until the attributes
   // object is first needed; never set together with mobjAttributes.
-  std::unique_ptr<std::u16string> packed_attributes_;
+  PackedPairs packed_attributes_;
   Anchor* mobjRoot = nullptr;  // counted handle on the root
   DocNode* mobjParent = nullptr;
   Ref<DocNode> mobjChild;

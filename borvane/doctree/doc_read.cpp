@@ -374,6 +374,16 @@ inline size_t Find(std::u16string_view text, char16_t ch) {
   return std::u16string_view::npos;
 }
 
+// Whether `text` is the word `lower` (lower-case ASCII letters) in any case, as EqualsNoCase
+// tells. An ASCII character matches a letter only as one of its two cases, which differ in bit
+// 5 alone; another character may still match under the wider rules of EqualsNoCase.
+inline bool IsWordNoCase(std::u16string_view text, std::u16string_view lower) {
+  if (text.size() != lower.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i)
+    if ((text[i] | 0x20) != lower[i]) return text[i] >= 0x80 && EqualsNoCase(text, lower);
+  return true;
+}
+
 // Exact comparison of two short texts, a pair of units at a time (compare() tests each twice).
 inline bool SameUnits(std::u16string_view a, std::u16string_view b) {
   if (a.size() != b.size()) return false;
@@ -451,12 +461,12 @@ void ValueOf(std::u16string_view text, Variant& out) {
     out = String(std::move(unescaped));
     return;
   }
-  char16_t first = text.front() | 0x20;
-  if (first == u't' && text.size() == 4 && EqualsNoCase(text, u"True")) {
+  const char16_t first = text.front() | 0x20;
+  if (first == u't' && IsWordNoCase(text, u"true")) {
     out = true;
     return;
   }
-  if (first == u'f' && text.size() == 5 && EqualsNoCase(text, u"False")) {
+  if (first == u'f' && IsWordNoCase(text, u"false")) {
     out = false;
     return;
   }
@@ -558,7 +568,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         if (!Attributes::PackAttributeString(list, packed)) {
           node->Attributes()->ReadAttributeString(list);
         } else if (!packed.empty()) {
-          node->packed_attributes_ = std::make_unique<std::u16string>(packed);
+          node->packed_attributes_ = PackedPairs(packed);
         }
       }
     }

@@ -1,6 +1,7 @@
 #include "borvane/doctree/node_list.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
@@ -62,12 +63,12 @@ DocNode* NodeList::Find(std::u16string_view key) const {
 DocNode* NodeList::Find(std::u16string_view key, int64_t number) const {
   if (number >= 0) {
     if (static_cast<size_t>(number) < numbered_.size() && numbered_[number])
-      return slots_[numbered_[number] - 1].Get();
+      return slots_[numbered_[number] - 1];
     if (numbered_in_table_ == 0) return nullptr;
   }
   if (table_.empty()) return nullptr;
   uint32_t slot = table_[Probe(key, Spread(key))].slot;
-  return slot == kEmpty ? nullptr : slots_[slot - 1].Get();
+  return slot == kEmpty ? nullptr : slots_[slot - 1];
 }
 
 void NodeList::Insert(uint32_t slot, size_t hash) {
@@ -106,7 +107,7 @@ void NodeList::Rehash(size_t cells) {
   table_used_ = 0;
   for (size_t i = 0; i < slots_.size(); ++i) {
     if (!slots_[i]) continue;
-    int64_t number = NumberOf(slots_[i].Get());
+    int64_t number = NumberOf(slots_[i]);
     if (number >= 0 && static_cast<size_t>(number) < numbered_.size() && numbered_[number] == i + 1)
       continue;
     Insert(static_cast<uint32_t>(i), Spread(slots_[i]->mstrKey.Text().view()));
@@ -114,7 +115,11 @@ void NodeList::Rehash(size_t cells) {
 }
 
 NodeList::~NodeList() {
-  while (!slots_.empty()) slots_.pop_back();
+  while (!slots_.empty()) {
+    DocNode* node = slots_.back();
+    slots_.pop_back();
+    if (node) node->Release();
+  }
 }
 
 void NodeList::Add(DocNode* node) {
@@ -128,14 +133,16 @@ void NodeList::Add(DocNode* node) {
   else
     used = Find(node->mstrKey.Text().view(), number) != nullptr;
   if (used) ThrowPlatformError(kErrKeyAlreadyUsed);
-  slots_.emplace_back(node);
+  slots_.push_back(node);
+  node->AddRef();
   Index(static_cast<uint32_t>(slots_.size() - 1), number);
 }
 
 void NodeList::AddNumbered(DocNode* node, uint32_t number) {
   if (number < numbered_.size() && numbered_in_table_ == 0 && !numbered_[number] &&
       slots_.size() < kTombstone - 1) {
-    slots_.emplace_back(node);
+    slots_.push_back(node);
+    node->AddRef();
     numbered_[number] = static_cast<uint32_t>(slots_.size());
     return;
   }
@@ -143,17 +150,17 @@ void NodeList::AddNumbered(DocNode* node, uint32_t number) {
 }
 
 DocNode* NodeList::At(int32_t position) {
-  if (dead_ == 0) return slots_[position - 1].Get();
+  if (dead_ == 0) return slots_[position - 1];
   if (position == 1) {
     while (!slots_[first_live_]) ++first_live_;
-    return slots_[first_live_].Get();
+    return slots_[first_live_];
   }
   if (pins_ == 0) {
     Compact();
-    return slots_[position - 1].Get();
+    return slots_[position - 1];
   }
-  for (Ref<DocNode>& node : slots_)
-    if (node && --position == 0) return node.Get();
+  for (DocNode* node : slots_)
+    if (node && --position == 0) return node;
   return nullptr;
 }
 
@@ -186,7 +193,9 @@ void NodeList::Remove(std::u16string_view key) {
     table_[cell].slot = kTombstone;
     if (number >= 0) --numbered_in_table_;
   }
-  Ref<DocNode> node = std::move(slots_[slot]);
+  // The list's reference goes when the removal is done.
+  Ref<DocNode> node(std::exchange(slots_[slot], nullptr));
+  node->Release();
   ++dead_;
   // Removed slots are dropped once they are the majority, so that memory follows the count.
   if (pins_ == 0 && dead_ > 64 && dead_ * 2 > slots_.size()) Compact();
@@ -195,7 +204,7 @@ void NodeList::Remove(std::u16string_view key) {
 void NodeList::Compact() {
   size_t kept = 0;
   for (size_t i = 0; i < slots_.size(); ++i)
-    if (slots_[i]) slots_[kept++] = std::move(slots_[i]);
+    if (slots_[i]) slots_[kept++] = slots_[i];
   slots_.resize(kept);
   dead_ = 0;
   first_live_ = 0;
@@ -203,7 +212,7 @@ void NodeList::Compact() {
   numbered_in_table_ = 0;
   size_t limit = 2 * (kept + 1024);
   for (size_t i = 0; i < kept; ++i) {
-    int64_t number = NumberOf(slots_[i].Get());
+    int64_t number = NumberOf(slots_[i]);
     if (number < 0) continue;
     if (static_cast<size_t>(number) >= limit) {
       ++numbered_in_table_;

@@ -46,7 +46,7 @@ class NodeList {
   // Enumeration: slots in order, nullptr where a node was removed. A live enumeration pins the
   // slots in place.
   size_t SlotCount() const { return slots_.size(); }
-  DocNode* Slot(size_t i) const { return slots_[i].Get(); }
+  DocNode* Slot(size_t i) const { return slots_[i]; }
   void PinSlots() { ++pins_; }
   void UnpinSlots() { --pins_; }
 
@@ -75,7 +75,9 @@ class NodeList {
   // Drops the removed slots, when no enumeration is pinning them.
   void Compact();
 
-  std::vector<Ref<DocNode>> slots_;
+  // The nodes in the order of adding, each holding a reference; nullptr where one was removed.
+  // Plain pointers, so that growing the list moves them as one block.
+  std::vector<DocNode*> slots_;
   size_t dead_ = 0;
   size_t first_live_ = 0;  // no live slot before this one
   int32_t pins_ = 0;
