@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -199,6 +200,13 @@ class TagScanner {
   // The next piece, or false at the end of the text. The views last until the next call.
   // `has_gt` tells whether the piece holds a ">" at all (else `text` is empty).
   bool Next(std::u16string_view& head, std::u16string_view& text, bool& has_gt) {
+    if (pending_end_) {
+      head = pending_head_;
+      text = pending_text_;
+      p_ = std::exchange(pending_end_, nullptr);
+      has_gt = true;
+      return true;
+    }
     if (started_ && in_tag_ && !in_quote_ && (ShortPiece(head, text) || PlainPiece(head, text))) {
       has_gt = true;
       return true;
@@ -278,37 +286,25 @@ class TagScanner {
   //
   // ShortPiece takes such a piece with no quote in its tag that ends within the next 32
   // characters, found from one look at them: each step is a bit search, where a scan of the
-  // text would wait for the one before.
+  // text would wait for the one before. A second such piece that ends in the same window (most
+  // often the closing tag behind a value) waits for the next call.
   bool ShortPiece(std::u16string_view& head, std::u16string_view& text) {
 #ifdef __SSE2__
     if (static_cast<size_t>(end_ - p_) < Window::kSize) return false;
     const Window w(p_);
-    const uint32_t head_stops = w.lt | w.gt | w.quote | w.mark;
-    if (!head_stops) return false;
-    const unsigned head_end = __builtin_ctz(head_stops);
-    if (!Window::Has(w.gt, head_end)) return false;
-    const uint32_t text_starts = ~w.white & Window::Behind(head_end);
-    if (!text_starts) return false;
-    const unsigned text_begin = __builtin_ctz(text_starts);
-    unsigned text_end = text_begin;
-    if (Window::Has(w.quote, text_begin)) {
-      const uint32_t stops = (w.quote | w.gt | w.mark) & Window::Behind(text_begin);
-      if (!stops) return false;
-      const unsigned close = __builtin_ctz(stops);
-      if (!Window::Has(w.quote, close)) return false;
-      text_end = close + 1;
-    } else if (!Window::Has(w.lt, text_begin)) {
-      const uint32_t stops = (w.lt | w.gt | w.quote | w.mark | w.white) & Window::From(text_begin);
-      if (!stops) return false;
-      text_end = __builtin_ctz(stops);
+    Found first;
+    if (!PieceAt(w, 0, first)) return false;
+    head = std::u16string_view(p_, first.head_end);
+    text = std::u16string_view(p_ + first.text_begin, first.text_end - first.text_begin);
+    // Without a "<" further on in the window no second piece can end there.
+    Found second;
+    if ((w.lt & Window::From(first.next)) && PieceAt(w, first.next, second)) {
+      pending_head_ = std::u16string_view(p_ + first.next, second.head_end - first.next);
+      pending_text_ =
+          std::u16string_view(p_ + second.text_begin, second.text_end - second.text_begin);
+      pending_end_ = p_ + second.next;
     }
-    const uint32_t cuts = ~w.white & Window::From(text_end);
-    if (!cuts) return false;
-    const unsigned cut = __builtin_ctz(cuts);
-    if (!Window::Has(w.lt, cut)) return false;
-    head = std::u16string_view(p_, head_end);
-    text = std::u16string_view(p_ + text_begin, text_end - text_begin);
-    p_ += cut + 1;  // the state stays: in a tag, outside quotes
+    p_ += first.next;  // the state stays: in a tag, outside quotes
     return true;
 #else
     (void)head;
@@ -316,6 +312,43 @@ class TagScanner {
     return false;
 #endif
   }
+
+#ifdef __SSE2__
+  // Places in a window: where a piece's head ends (its ">"), where its text begins and ends,
+  // and the place behind the "<" that cuts it.
+  struct Found {
+    unsigned head_end, text_begin, text_end, next;
+  };
+  // The piece of the writer's form that starts at place `at` of the window, if it ends there.
+  [[gnu::always_inline]] static bool PieceAt(const Window& w, unsigned at, Found& f) {
+    const uint32_t head_stops = (w.lt | w.gt | w.quote | w.mark) & Window::From(at);
+    if (!head_stops) return false;
+    f.head_end = __builtin_ctz(head_stops);
+    if (!Window::Has(w.gt, f.head_end)) return false;
+    const uint32_t text_starts = ~w.white & Window::Behind(f.head_end);
+    if (!text_starts) return false;
+    f.text_begin = __builtin_ctz(text_starts);
+    f.text_end = f.text_begin;
+    if (Window::Has(w.quote, f.text_begin)) {
+      const uint32_t stops = (w.quote | w.gt | w.mark) & Window::Behind(f.text_begin);
+      if (!stops) return false;
+      const unsigned close = __builtin_ctz(stops);
+      if (!Window::Has(w.quote, close)) return false;
+      f.text_end = close + 1;
+    } else if (!Window::Has(w.lt, f.text_begin)) {
+      const uint32_t stops =
+          (w.lt | w.gt | w.quote | w.mark | w.white) & Window::From(f.text_begin);
+      if (!stops) return false;
+      f.text_end = __builtin_ctz(stops);
+    }
+    const uint32_t cuts = ~w.white & Window::From(f.text_end);
+    if (!cuts) return false;
+    const unsigned cut = __builtin_ctz(cuts);
+    if (!Window::Has(w.lt, cut)) return false;
+    f.next = cut + 1;
+    return true;
+  }
+#endif
 
   // Behind the quoted text that opens at `quote`, or nullptr when a stop other than the
   // closing quote comes first.
@@ -356,6 +389,11 @@ class TagScanner {
   bool in_tag_ = false;
   bool in_quote_ = false;
   bool started_ = false;  // a tag start has been seen
+  // A piece ShortPiece found behind the one it gave, and where the scanner stands behind it;
+  // pending_end_ is nullptr when there is none.
+  std::u16string_view pending_head_;
+  std::u16string_view pending_text_;
+  const char16_t* pending_end_ = nullptr;
   KeptText head_;
   KeptText text_;
 };
