@@ -110,6 +110,20 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
       }
     }
   }
+  // The same characters in a closing tag that the reader takes from the same look as the short
+  // value before it: a closing tag closes whatever it holds.
+  for (const Case& c : cases) {
+    if (c.quoted) continue;
+    const std::string closing = "/v>\n\t";
+    for (size_t at = 1; at <= closing.size(); ++at) {
+      Ref<Doc> doc = MakeRef<Doc>();
+      Read(*doc, "<r>\n\t<v>\n\t\"ab\"\n\t<" + closing.substr(0, at) + c.ch + closing.substr(at) +
+                     "<w>\n\t1\n\t</w>\n</r>\n");
+      ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at;
+      EXPECT_EQ(At(*doc, "N2")->Value(), Variant("ab"));
+      EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w") << int(c.ch) << " at " << at;
+    }
+  }
   // A tab in a long name stays part of it; the last piece has no tag behind it.
   Ref<Doc> doc = MakeRef<Doc>();
   Read(*doc, "<r>\n\t<long\tname x=1>\n\t\"v\"\n\t</long>\n</r>\n");
