@@ -204,20 +204,6 @@ void DocNode::SetNextSibling(Ref<DocNode> node) {
   mobjNextSibling = std::move(node);
 }
 
-void DocNode::AppendChild(DocNode* node) {
-  node->mobjParent = this;
-  if (!mobjChild) {
-    mobjChild = Ref<DocNode>(node);
-    tail_ = node;
-    return;
-  }
-  DocNode* last = tail_ ? tail_ : mobjChild.Get();
-  while (last->mobjNextSibling) last = last->mobjNextSibling.Get();
-  node->mobjPreviousSibling = last;
-  last->mobjNextSibling = Ref<DocNode>(node);
-  tail_ = node;
-}
-
 void DocNode::RehomeChildren(DocNode* old_first) {
   std::unordered_set<DocNode*> listed;
   tail_ = nullptr;

@@ -108,7 +108,19 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   static void ReleaseLater(DocNode* node, const DocNode* former_parent);
   Anchor* GetAnchor();
   // Links `node` as the last child, in constant time.
-  void AppendChild(DocNode* node);
+  void AppendChild(DocNode* node) {
+    node->mobjParent = this;
+    if (!mobjChild) {
+      mobjChild = Ref<DocNode>(node);
+      tail_ = node;
+      return;
+    }
+    DocNode* last = tail_ ? tail_ : mobjChild.Get();
+    while (last->mobjNextSibling) last = last->mobjNextSibling.Get();
+    node->mobjPreviousSibling = last;
+    last->mobjNextSibling = Ref<DocNode>(node);
+    tail_ = node;
+  }
   // Clears the links of one node whose subtree has been taken apart already.
   void ClearLinks();
   // The attributes object, made from the reader's packed pairs when they are waiting; nullptr

@@ -138,17 +138,6 @@ void NodeList::Add(DocNode* node) {
   Index(static_cast<uint32_t>(slots_.size() - 1), number);
 }
 
-void NodeList::AddNumbered(DocNode* node, uint32_t number) {
-  if (number < numbered_.size() && numbered_in_table_ == 0 && !numbered_[number] &&
-      slots_.size() < kTombstone - 1) {
-    slots_.push_back(node);
-    node->AddRef();
-    numbered_[number] = static_cast<uint32_t>(slots_.size());
-    return;
-  }
-  Add(node);
-}
-
 DocNode* NodeList::At(int32_t position) {
   if (dead_ == 0) return slots_[position - 1];
   if (position == 1) {

@@ -14,10 +14,9 @@
 
 #include "borvane/automation/object.h"
 #include "borvane/automation/variant.h"
+#include "borvane/doctree/doc_node.h"
 
 namespace borvane {
-
-class DocNode;
 
 class NodeList {
  public:
@@ -33,7 +32,16 @@ class NodeList {
   void Add(DocNode* node);
   // Add for a node whose key is the generated "N<number>": the reader's many nodes take the
   // number index at once while it has room and no key of that form stands in the table.
-  void AddNumbered(DocNode* node, uint32_t number);
+  void AddNumbered(DocNode* node, uint32_t number) {
+    if (number < numbered_.size() && numbered_in_table_ == 0 && !numbered_[number] &&
+        slots_.size() < kTombstone - 1) {
+      slots_.push_back(node);
+      node->AddRef();
+      numbered_[number] = static_cast<uint32_t>(slots_.size());
+      return;
+    }
+    Add(node);
+  }
   // The node under `key`, or nullptr.
   DocNode* Find(std::u16string_view key) const;
   // The node at `position` (from 1, within range).
