@@ -19,38 +19,36 @@ namespace {
 // thread writes, so that making an object costs no locked instruction. The counters are never
 // freed: they stay listed here for the sum after their thread has ended, one small block per
 // thread that ever made an object.
-struct LiveCounter {
-  std::atomic<int64_t> count{0};
-};
 std::mutex g_counters_mutex;
 // Never destroyed, so that the counters stay reachable until the very end of the process.
-std::vector<LiveCounter*>& Counters() {
-  static auto* counters = new std::vector<LiveCounter*>;
+std::vector<std::atomic<int64_t>*>& Counters() {
+  static auto* counters = new std::vector<std::atomic<int64_t>*>;
   return *counters;
-}
-// In the initial TLS block, so that counting an object costs no call.
-__attribute__((tls_model("initial-exec"))) thread_local LiveCounter* t_counter = nullptr;
-
-LiveCounter* NewCounter() {
-  std::lock_guard<std::mutex> lock(g_counters_mutex);
-  Counters().push_back(new LiveCounter);
-  return Counters().back();
 }
 
 }  // namespace
 
+namespace object_internal {
+
+constinit thread_local std::atomic<int64_t>* t_live_count = nullptr;
+
+void AdjustLiveObjectCountFirst(int delta) {
+  {
+    std::lock_guard<std::mutex> lock(g_counters_mutex);
+    Counters().push_back(new std::atomic<int64_t>(0));
+    t_live_count = Counters().back();
+  }
+  AdjustLiveObjectCount(delta);
+}
+
+}  // namespace object_internal
+
 int64_t LiveObjectCount() {
   std::lock_guard<std::mutex> lock(g_counters_mutex);
   int64_t sum = 0;
-  for (const LiveCounter* counter : Counters())
-    sum += counter->count.load(std::memory_order_relaxed);
+  for (const std::atomic<int64_t>* counter : Counters())
+    sum += counter->load(std::memory_order_relaxed);
   return sum;
-}
-void AdjustLiveObjectCount(int delta) {
-  LiveCounter* counter = t_counter;
-  if (!counter) counter = t_counter = NewCounter();
-  counter->count.store(counter->count.load(std::memory_order_relaxed) + delta,
-                       std::memory_order_relaxed);
 }
 
 // ---- Members called through type information -------------------------------------------------

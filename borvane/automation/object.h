@@ -6,6 +6,7 @@
 #ifndef BORVANE_AUTOMATION_OBJECT_H_
 #define BORVANE_AUTOMATION_OBJECT_H_
 
+#include <atomic>
 #include <cstdint>
 #include <type_traits>
 #include <utility>
@@ -20,7 +21,21 @@ class Variant;
 
 // Objects of the library alive in this process (what DllCanUnloadNow asks).
 int64_t LiveObjectCount();
-void AdjustLiveObjectCount(int delta);
+
+namespace object_internal {
+// This thread's counter of the objects it has made and not yet freed; nullptr until its first.
+// In the initial TLS block, so that counting an object costs no call.
+extern constinit thread_local std::atomic<int64_t>* t_live_count
+    __attribute__((tls_model("initial-exec")));
+// Makes the thread's counter, then counts.
+void AdjustLiveObjectCountFirst(int delta);
+}  // namespace object_internal
+
+inline void AdjustLiveObjectCount(int delta) {
+  std::atomic<int64_t>* count = object_internal::t_live_count;
+  if (!count) return object_internal::AdjustLiveObjectCountFirst(delta);
+  count->store(count->load(std::memory_order_relaxed) + delta, std::memory_order_relaxed);
+}
 
 class ObjectBase {
  public:
