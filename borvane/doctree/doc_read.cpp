@@ -4,6 +4,7 @@
 // The text is read in one pass. White space outside tags and quotes is dropped while the text
 // is cut at tag starts, and each tag is handled as soon as it is complete, so that no stripped
 // copy of the whole text is made.
+#include <cstring>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -422,10 +423,17 @@ inline bool IsWordNoCase(std::u16string_view text, std::u16string_view lower) {
   return true;
 }
 
-// Exact comparison of two short texts, a pair of units at a time (compare() tests each twice).
+// Exact comparison of two short texts, four units at a time (compare() tests each unit twice).
 inline bool SameUnits(std::u16string_view a, std::u16string_view b) {
   if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
+  size_t i = 0;
+  for (; i + 4 <= a.size(); i += 4) {
+    uint64_t x, y;
+    std::memcpy(&x, a.data() + i, sizeof x);
+    std::memcpy(&y, b.data() + i, sizeof y);
+    if (x != y) return false;
+  }
+  for (; i < a.size(); ++i)
     if (a[i] != b[i]) return false;
   return true;
 }
@@ -476,7 +484,7 @@ bool IsLoneQuote(std::u16string_view text) {
 // text is not a lone quote.
 void ValueOf(std::u16string_view text, Variant& out) {
   if (text.empty()) {
-    out = String();
+    out.Emplace(String());
     return;
   }
   if (text.front() == u'"' && text.back() == u'"') {
@@ -484,7 +492,7 @@ void ValueOf(std::u16string_view text, Variant& out) {
     constexpr std::u16string_view kEscape = u"{\\34}";
     size_t brace = Find(inner, u'{');
     if (brace == std::u16string_view::npos) {
-      out = String(inner);
+      out.Emplace(String(inner));
       return;
     }
     std::u16string unescaped(inner.substr(0, brace));
@@ -496,24 +504,24 @@ void ValueOf(std::u16string_view text, Variant& out) {
         unescaped += inner[i++];
       }
     }
-    out = String(std::move(unescaped));
+    out.Emplace(String(std::move(unescaped)));
     return;
   }
   const char16_t first = text.front() | 0x20;
   if (first == u't' && IsWordNoCase(text, u"true")) {
-    out = true;
+    out.Emplace(true);
     return;
   }
   if (first == u'f' && IsWordNoCase(text, u"false")) {
-    out = false;
+    out.Emplace(false);
     return;
   }
   double number;
   if (PlainNumber(text, number)) {
-    out = number;
+    out.Emplace(number);
     return;
   }
-  out = String(text);
+  out.Emplace(String(text));
   if (IsNumeric(out)) out = Val(out.StringRef());
 }
 
