@@ -7,14 +7,6 @@
 
 namespace borvane {
 
-#if defined(__SANITIZE_ADDRESS__)
-#define BORVANE_POOL_OFF 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define BORVANE_POOL_OFF 1
-#endif
-#endif
-
 #ifdef BORVANE_POOL_OFF
 
 void* PoolAllocate(size_t size) {
@@ -31,21 +23,15 @@ long PoolSlabCount() {
 
 #else
 
+namespace slab_internal {
+
+constinit thread_local ThreadSlabs t_slabs = {};
+
+}  // namespace slab_internal
+
 namespace {
 
-// Small enough that an aligned slab (the heap sets aside twice its size to align it) stays
-// below the heap's threshold for memory mapped on its own: a mapped slab would cost a system
-// call and fresh pages each time.
-constexpr size_t kSlabSize = 32 * 1024;
-constexpr size_t kGrain = 16;
-constexpr size_t kClasses = kMaxPooledSize / kGrain;
-
-// Stands at the start of each slab; slabs are aligned to their size, so a block finds it by
-// masking its address.
-struct alignas(kGrain) Slab {
-  uint32_t live;  // blocks handed out and not yet freed
-  bool current;   // still some thread's slab to allocate from
-};
+using namespace slab_internal;
 
 std::atomic<long> g_slab_count{0};
 
@@ -61,15 +47,6 @@ Slab* SlabOf(void* block) {
 char* FirstBlock(Slab* slab) {
   return reinterpret_cast<char*>(slab) + sizeof(Slab);
 }
-
-// The slab each size class of this thread allocates from, and where its free space begins.
-// Plain data in the initial TLS block, so that reaching it costs no call.
-struct ThreadSlabs {
-  Slab* slab[kClasses];
-  char* next[kClasses];
-};
-
-__attribute__((tls_model("initial-exec"))) constinit thread_local ThreadSlabs t_slabs = {};
 
 // Hands the thread's slabs back when the thread ends; made with the thread's first slab.
 struct SlabsReleaser {
