@@ -91,8 +91,9 @@ struct Window {
     });
     mark = bits([&](__m128i v) { return _mm_or_si128(is(v, kTagMark), is(v, 1)); });
   }
-  // The places from `i` on, and those behind `i`.
-  static uint32_t From(unsigned i) { return i >= 32 ? 0 : ~uint32_t{0} << i; }
+  // The places from `i` on, and those behind `i`. `i` is at most 32, for which the 64-bit shift
+  // leaves no place, without a test.
+  static uint32_t From(unsigned i) { return static_cast<uint32_t>(~uint64_t{0} << i); }
   static uint32_t Behind(unsigned i) { return From(i + 1); }
   static bool Has(uint32_t bits, unsigned i) { return (bits >> i) & 1; }
 };
