@@ -1,5 +1,6 @@
 #include "borvane/doctree/doc_node.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <vector>
 
@@ -25,25 +26,50 @@ struct ReleaseQueue {
     DocNode* node;
     const DocNode* former_parent;
   };
-  std::vector<Entry> pending;
-  bool draining = false;
+  Entry* pending;  // a heap block of `capacity` entries, nullptr before the first release
+  size_t size;
+  size_t capacity;
+  bool draining;
   // The former parent of the node whose release runs now, while the queue is drained.
-  const DocNode* former_parent = nullptr;
+  const DocNode* former_parent;
 };
 
-__attribute__((tls_model("initial-exec"))) thread_local ReleaseQueue t_release;
+// Plain data in the initial TLS block, so that reaching it costs no call: freeing a tree
+// reaches it twice per node. Its block goes at thread exit with BlockReleaser.
+__attribute__((tls_model("initial-exec"))) constinit thread_local ReleaseQueue t_release = {};
+
+struct BlockReleaser {
+  ~BlockReleaser() {
+    delete[] t_release.pending;
+    t_release.pending = nullptr;
+    t_release.size = t_release.capacity = 0;
+  }
+};
+
+void Push(ReleaseQueue& queue, ReleaseQueue::Entry entry) {
+  if (queue.size == queue.capacity) {
+    static thread_local BlockReleaser releaser;  // made with the thread's first block
+    (void)releaser;
+    const size_t capacity = queue.capacity ? queue.capacity * 2 : 64;
+    auto* bigger = new ReleaseQueue::Entry[capacity];
+    std::copy(queue.pending, queue.pending + queue.size, bigger);
+    delete[] queue.pending;
+    queue.pending = bigger;
+    queue.capacity = capacity;
+  }
+  queue.pending[queue.size++] = entry;
+}
 
 }  // namespace
 
 void DocNode::ReleaseLater(DocNode* node, const DocNode* former_parent) {
   if (!node) return;
   ReleaseQueue& queue = t_release;
-  queue.pending.push_back({node, former_parent});
+  Push(queue, {node, former_parent});
   if (queue.draining) return;
   queue.draining = true;
-  while (!queue.pending.empty()) {
-    const ReleaseQueue::Entry next = queue.pending.back();
-    queue.pending.pop_back();
+  while (queue.size > 0) {
+    const ReleaseQueue::Entry next = queue.pending[--queue.size];
     if (next.former_parent) {
       if (next.node->mobjParent == next.former_parent) next.node->mobjParent = nullptr;
       // The node outlives this release, and so do the siblings behind it that it holds.
