@@ -1,5 +1,7 @@
 #include "borvane/doctree/node_key.h"
 
+#include <memory>
+
 namespace borvane {
 
 void NodeKey::Set(const String& key) {
@@ -18,20 +20,21 @@ void NodeKey::Set(const String& key) {
       return;
     }
   }
-  number_ = 0;
-  text_ = std::make_unique<String>(key);
+  auto text_key = std::make_unique<String>(key);
+  Reset();
+  bits_ = reinterpret_cast<uintptr_t>(text_key.release());
 }
 
 KeyText NodeKey::Text() const {
   KeyText out;
-  if (text_) {
-    out.text_ = text_.get();
+  if (const String* key = text()) {
+    out.text_ = key;
     return out;
   }
-  if (number_ == 0) return out;
+  if (bits_ == 0) return out;
   char16_t digits[10];
   int count = 0;
-  for (uint32_t n = number_; n; n /= 10) digits[count++] = static_cast<char16_t>(u'0' + n % 10);
+  for (uint32_t n = Number(); n; n /= 10) digits[count++] = static_cast<char16_t>(u'0' + n % 10);
   out.buf_[out.size_++] = u'N';
   while (count) out.buf_[out.size_++] = digits[--count];
   return out;

@@ -4,7 +4,6 @@
 #define BORVANE_DOCTREE_NODE_KEY_H_
 
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
 #include "borvane/automation/string.h"
@@ -30,26 +29,40 @@ class NodeKey {
   NodeKey() = default;
   NodeKey(const NodeKey&) = delete;
   NodeKey& operator=(const NodeKey&) = delete;
+  ~NodeKey() { Reset(); }
 
-  bool empty() const { return number_ == 0 && !text_; }
+  bool empty() const { return bits_ == 0; }
   // The k of a key "N<k>" (capital N, no leading zero, k from 1 to 4294967295); 0 for any other.
-  uint32_t Number() const { return number_; }
+  uint32_t Number() const { return (bits_ & 1) ? static_cast<uint32_t>(bits_ >> 1) : 0; }
   void SetNumber(uint32_t number) {
-    number_ = number;
-    text_.reset();
+    Reset();
+    if (number) bits_ = static_cast<uintptr_t>(number) << 1 | 1;
   }
   void Set(const String& key);
   String ToString() const;
   KeyText Text() const;
   // Exact comparison, with case.
   friend bool operator==(const NodeKey& a, const NodeKey& b) {
-    if (a.number_ != b.number_ || !a.text_ != !b.text_) return false;
-    return !a.text_ || *a.text_ == *b.text_;
+    if (a.bits_ == b.bits_) return true;
+    const String* x = a.text();
+    const String* y = b.text();
+    return x && y && *x == *y;
   }
 
  private:
-  uint32_t number_ = 0;
-  std::unique_ptr<String> text_;
+  // The text of a key of any other form; nullptr for a number or no key.
+  const String* text() const {
+    return (bits_ & 1) ? nullptr : reinterpret_cast<const String*>(bits_);
+  }
+  void Reset() {
+    delete text();
+    bits_ = 0;
+  }
+
+  // One word, so that a node carries no more for its key than a pointer: the number shifted
+  // left with the low bit set, or the address of the text (a String is aligned, its low bit
+  // clear), or 0 for no key.
+  uintptr_t bits_ = 0;
 };
 
 }  // namespace borvane
