@@ -236,17 +236,22 @@ bool Attributes::PackAttributeString(std::u16string_view text, std::u16string& p
   return ok;
 }
 
-PackedPairs::PackedPairs(std::u16string_view packed) {
-  block_ =
+void AttributesSlot::SetPacked(std::u16string_view packed) {
+  auto* block =
       static_cast<uint64_t*>(PoolAllocate(sizeof(uint64_t) + packed.size() * sizeof(char16_t)));
-  *block_ = packed.size();
-  std::copy(packed.begin(), packed.end(), reinterpret_cast<char16_t*>(block_ + 1));
+  *block = packed.size();
+  std::copy(packed.begin(), packed.end(), reinterpret_cast<char16_t*>(block + 1));
+  Reset();
+  bits_ = reinterpret_cast<uintptr_t>(block) | kPacked;
 }
 
-void PackedPairs::reset() {
-  if (!block_) return;
-  PoolFree(block_, sizeof(uint64_t) + *block_ * sizeof(char16_t));
-  block_ = nullptr;
+void AttributesSlot::Reset() {
+  if (uint64_t* block = PackedBlock()) {
+    PoolFree(block, sizeof(uint64_t) + *block * sizeof(char16_t));
+  } else if (Attributes* attributes = object()) {
+    attributes->Release();
+  }
+  bits_ = 0;
 }
 
 void Attributes::Unpack(std::u16string_view packed) {

@@ -14,34 +14,6 @@
 
 namespace borvane {
 
-// Pairs packed by Attributes::PackAttributeString, kept until the attributes are first needed:
-// one block of the slab pool, made and freed on its node's thread.
-class PackedPairs {
- public:
-  PackedPairs() = default;
-  explicit PackedPairs(std::u16string_view packed);
-  PackedPairs(PackedPairs&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
-  PackedPairs& operator=(PackedPairs&& other) noexcept {
-    if (this != &other) {
-      reset();
-      block_ = std::exchange(other.block_, nullptr);
-    }
-    return *this;
-  }
-  ~PackedPairs() { reset(); }
-
-  explicit operator bool() const { return block_ != nullptr; }
-  std::u16string_view view() const {
-    return block_ ? std::u16string_view(reinterpret_cast<const char16_t*>(block_ + 1), *block_)
-                  : std::u16string_view();
-  }
-  void reset();
-
- private:
-  // The length, then the units.
-  uint64_t* block_ = nullptr;
-};
-
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class Attributes : public Dispatchable<Attributes>, public Pooled {
  public:
@@ -88,6 +60,45 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   void AddPiece(std::u16string_view piece);
 
   Ref<Collection> mcolAttributes;
+};
+
+// A node's attributes in one word: the Attributes object (counted), or the pairs the reader
+// packed (Attributes::PackAttributeString) until the object is first needed, or neither. The
+// packed pairs are one block of the slab pool, made and freed on the node's thread.
+class AttributesSlot {
+ public:
+  AttributesSlot() = default;
+  AttributesSlot(const AttributesSlot&) = delete;
+  AttributesSlot& operator=(const AttributesSlot&) = delete;
+  ~AttributesSlot() { Reset(); }
+
+  // The object, or nullptr when there is none (packed pairs or nothing).
+  Attributes* object() const {
+    return (bits_ & kPacked) ? nullptr : reinterpret_cast<Attributes*>(bits_);
+  }
+  bool has_packed() const { return bits_ & kPacked; }
+  std::u16string_view packed() const {
+    const uint64_t* block = PackedBlock();
+    return block ? std::u16string_view(reinterpret_cast<const char16_t*>(block + 1), *block)
+                 : std::u16string_view();
+  }
+  // Each replaces what the slot held.
+  void SetObject(Ref<Attributes> object) {
+    Reset();
+    bits_ = reinterpret_cast<uintptr_t>(object.Detach());
+  }
+  void SetPacked(std::u16string_view packed);
+  void Reset();
+
+ private:
+  // Set in the address of a packed block: objects and blocks are aligned to 16 bytes.
+  static constexpr uintptr_t kPacked = 1;
+  // The length, then the units.
+  uint64_t* PackedBlock() const {
+    return (bits_ & kPacked) ? reinterpret_cast<uint64_t*>(bits_ & ~kPacked) : nullptr;
+  }
+
+  uintptr_t bits_ = 0;
 };
 
 }  // namespace borvane

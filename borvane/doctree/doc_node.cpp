@@ -117,6 +117,7 @@ DocNode::~DocNode() {
   // release reaches them.
   if (mobjNextSibling && mobjNextSibling->mobjPreviousSibling == this)
     mobjNextSibling->mobjPreviousSibling = nullptr;
+  DocNode* parent_hold = TakeParentHold();
   if (anchor_) {
     anchor_->node = nullptr;
     ReleaseAnchor(anchor_);
@@ -124,7 +125,7 @@ DocNode::~DocNode() {
   if (mobjRoot) ReleaseAnchor(mobjRoot);
   // The last queued goes first: the children before the siblings, in the order a tree read
   // from text stands in memory.
-  ReleaseLater(parent_hold_.Detach(), nullptr);
+  ReleaseLater(parent_hold, nullptr);
   ReleaseLater(mobjNextSibling.Detach(), former_parent);
   ReleaseLater(mobjChild.Detach(), this);
 }
@@ -134,7 +135,7 @@ void DocNode::ReleaseAnchor(Anchor* anchor) {
 }
 
 DocNode::Anchor* DocNode::GetAnchor() {
-  if (!anchor_) anchor_ = new Anchor{this, 1};
+  if (!anchor_) anchor_ = new Anchor{this, 1, {}};
   return anchor_;
 }
 
@@ -173,17 +174,17 @@ void DocNode::SetValue(Variant Value) {
 }
 
 Ref<Attributes> DocNode::Attributes() {
-  if (!AttributesIfAny()) mobjAttributes = MakeRef<borvane::Attributes>();
-  return mobjAttributes;
+  if (!AttributesIfAny()) mobjAttributes.SetObject(MakeRef<borvane::Attributes>());
+  return Ref<borvane::Attributes>(mobjAttributes.object());
 }
 
 Attributes* DocNode::AttributesIfAny() {
-  if (packed_attributes_) {
-    PackedPairs packed = std::move(packed_attributes_);
-    mobjAttributes = MakeRef<borvane::Attributes>();
-    mobjAttributes->Unpack(packed.view());
+  if (mobjAttributes.has_packed()) {
+    Ref<borvane::Attributes> made = MakeRef<borvane::Attributes>();
+    made->Unpack(mobjAttributes.packed());
+    mobjAttributes.SetObject(std::move(made));
   }
-  return mobjAttributes.Get();
+  return mobjAttributes.object();
 }
 
 String DocNode::Path() const {
@@ -235,11 +236,11 @@ void DocNode::RehomeChildren(DocNode* old_first) {
   tail_ = nullptr;
   for (DocNode* c = mobjChild.Get(); c; c = c->mobjNextSibling.Get()) {
     listed.insert(c);
-    if (c->parent_hold_.Get() == this) c->parent_hold_.Reset();
+    if (c->anchor_ && c->anchor_->parent_hold.Get() == this) c->anchor_->parent_hold.Reset();
     tail_ = c;
   }
   for (DocNode* c = old_first; c && !listed.count(c); c = c->mobjNextSibling.Get())
-    if (c->mobjParent == this) c->parent_hold_ = Ref<DocNode>(this);
+    if (c->mobjParent == this) c->GetAnchor()->parent_hold = Ref<DocNode>(this);
 }
 
 void DocNode::RemoveNode(String& Keys) {
@@ -264,8 +265,9 @@ void DocNode::RemoveNode(String& Keys) {
         if (old_first != n) parent->RehomeChildren(old_first.Get());
       }
     }
-    if (n->mobjAttributes) n->mobjAttributes->ClearAll();
-    n->packed_attributes_.reset();
+    // An attributes object a caller may hold is emptied in place; packed pairs just go.
+    if (borvane::Attributes* attributes = n->mobjAttributes.object()) attributes->ClearAll();
+    if (n->mobjAttributes.has_packed()) n->mobjAttributes.Reset();
     Ref<DocNode> first = n->mobjChild;
     stack.push_back({std::move(n), std::move(first)});
   };
@@ -299,11 +301,10 @@ void DocNode::ClearLinks() {
   mobjPreviousSibling = nullptr;
   tail_ = nullptr;
   mobjAttributes.Reset();
-  packed_attributes_.reset();
   // The children's links to this node are cleared as their release reaches them.
   ReleaseLater(mobjChild.Detach(), this);
   ReleaseLater(mobjNextSibling.Detach(), nullptr);
-  ReleaseLater(parent_hold_.Detach(), nullptr);
+  ReleaseLater(TakeParentHold(), nullptr);
 }
 
 }  // namespace borvane

@@ -96,11 +96,17 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   friend class NodeList;
 
   // A non-owning handle on a node that reads nullptr once the node has gone; nodes name their
-  // root through it.
+  // root through it. It also carries the node's hold on its parent, which is as rare, so that a
+  // node keeps one word for both.
   struct Anchor {
     DocNode* node;
     uint32_t refs;
+    // Set only on a node that still names a parent whose child list no longer holds it, so
+    // that the parent it names stays alive; given up when the node goes.
+    Ref<DocNode> parent_hold;
   };
+  // The node's hold on its parent, taken out of its anchor (nullptr for none).
+  DocNode* TakeParentHold() { return anchor_ ? anchor_->parent_hold.Detach() : nullptr; }
   static void ReleaseAnchor(Anchor* anchor);
   // Drops a reference to `node` (nothing for nullptr) without nesting one release in another.
   // `former_parent`, when given, is a parent that has gone or has let go of its child list: the
@@ -132,10 +138,8 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   NodeKey mstrKey;
   NodeName mstrName;
   Variant mvntValue;
-  Ref<borvane::Attributes> mobjAttributes;
-  // The pairs the reader found, packed (Attributes::PackAttributeString), until the attributes
-  // object is first needed; never set together with mobjAttributes.
-  PackedPairs packed_attributes_;
+  // The attributes object, or the pairs the reader found until it is first needed.
+  AttributesSlot mobjAttributes;
   Anchor* mobjRoot = nullptr;  // counted handle on the root
   DocNode* mobjParent = nullptr;
   Ref<DocNode> mobjChild;
@@ -143,10 +147,7 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   DocNode* mobjPreviousSibling = nullptr;
   // The end of the child list while mobjChild is set; nullptr when it has to be looked for.
   DocNode* tail_ = nullptr;
-  // Set only on nodes that still name a parent whose child list no longer holds them, so that
-  // the parent they name stays alive.
-  Ref<DocNode> parent_hold_;
-  Anchor* anchor_ = nullptr;
+  Anchor* anchor_ = nullptr;  // made on first need: as a root, or to hold the parent
 };
 
 }  // namespace borvane

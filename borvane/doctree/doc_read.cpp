@@ -615,7 +615,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         if (!Attributes::PackAttributeString(list, packed)) {
           node->Attributes()->ReadAttributeString(list);
         } else if (!packed.empty()) {
-          node->packed_attributes_ = PackedPairs(packed);
+          node->mobjAttributes.SetPacked(packed);
         }
       }
     }
