@@ -62,6 +62,7 @@ DocNode* NodeList::Find(std::u16string_view key) const {
 
 DocNode* NodeList::Find(std::u16string_view key, int64_t number) const {
   if (number >= 0) {
+    if (InIdentity(number)) return slots_[number - 1];
     if (static_cast<size_t>(number) < numbered_.size() && numbered_[number])
       return slots_[numbered_[number] - 1];
     if (numbered_in_table_ == 0) return nullptr;
@@ -80,6 +81,10 @@ void NodeList::Insert(uint32_t slot, size_t hash) {
 }
 
 void NodeList::Index(uint32_t slot, int64_t number) {
+  if (number == static_cast<int64_t>(slot) + 1 && identity_ == slot) {
+    ++identity_;
+    return;
+  }
   if (number >= 0) {
     // The index grows with the list; a number far beyond it goes to the table.
     size_t limit = 2 * (slots_.size() + 1024);
@@ -110,6 +115,7 @@ void NodeList::Rehash(size_t cells) {
     int64_t number = NumberOf(slots_[i]);
     if (number >= 0 && static_cast<size_t>(number) < numbered_.size() && numbered_[number] == i + 1)
       continue;
+    if (number == static_cast<int64_t>(i) + 1 && i < identity_) continue;
     Insert(static_cast<uint32_t>(i), Spread(slots_[i]->mstrKey.Text().view()));
   }
 }
@@ -129,7 +135,8 @@ void NodeList::Add(DocNode* node) {
   // only then is its text made.
   bool used;
   if (number >= 0 && node->mstrKey.Number() != 0 && numbered_in_table_ == 0)
-    used = static_cast<size_t>(number) < numbered_.size() && numbered_[number];
+    used =
+        InIdentity(number) || (static_cast<size_t>(number) < numbered_.size() && numbered_[number]);
   else
     used = Find(node->mstrKey.Text().view(), number) != nullptr;
   if (used) ThrowPlatformError(kErrKeyAlreadyUsed);
@@ -171,7 +178,9 @@ DocNode* NodeList::Item(const Variant& index) {
 void NodeList::Remove(std::u16string_view key) {
   size_t slot;
   int64_t number = Numbered(key);
-  if (number >= 0 && static_cast<size_t>(number) < numbered_.size() && numbered_[number]) {
+  if (InIdentity(number)) {
+    slot = static_cast<size_t>(number) - 1;
+  } else if (number >= 0 && static_cast<size_t>(number) < numbered_.size() && numbered_[number]) {
     slot = numbered_[number] - 1;
     numbered_[number] = 0;
   } else {
@@ -199,6 +208,7 @@ void NodeList::Compact() {
   first_live_ = 0;
   numbered_.clear();
   numbered_in_table_ = 0;
+  identity_ = 0;
   size_t limit = 2 * (kept + 1024);
   for (size_t i = 0; i < kept; ++i) {
     int64_t number = NumberOf(slots_[i]);

@@ -33,8 +33,15 @@ class NodeList {
   // Add for a node whose key is the generated "N<number>": the reader's many nodes take the
   // number index at once while it has room and no key of that form stands in the table.
   void AddNumbered(DocNode* node, uint32_t number) {
+    if (identity_ == slots_.size() && number == slots_.size() + 1 && number <= 999999999) {
+      // Every node so far has the key of its place, so no node has this one.
+      slots_.push_back(node);
+      node->AddRef();
+      ++identity_;
+      return;
+    }
     if (number < numbered_.size() && numbered_in_table_ == 0 && !numbered_[number] &&
-        slots_.size() < kTombstone - 1) {
+        !InIdentity(number) && slots_.size() < kTombstone - 1) {
       slots_.push_back(node);
       node->AddRef();
       numbered_[number] = static_cast<uint32_t>(slots_.size());
@@ -72,6 +79,10 @@ class NodeList {
   // Places slot `slot` under its key, whose number (as Numbered gives it) is `number`, in the
   // number index or the table.
   void Index(uint32_t slot, int64_t number);
+  // Whether the node at place `number` of the identity prefix is still there: it has that key.
+  bool InIdentity(int64_t number) const {
+    return number >= 1 && static_cast<size_t>(number) <= identity_ && slots_[number - 1];
+  }
   // Find, with the key's number as Numbered gives it.
   DocNode* Find(std::u16string_view key, int64_t number) const;
   // Numbered of a node's key.
@@ -96,6 +107,10 @@ class NodeList {
   // the common case costs no hashing and no random access.
   std::vector<uint32_t> numbered_;
   size_t numbered_in_table_ = 0;  // keys of that form that stand in the table instead
+  // Slots 0 to identity_ - 1 were filled in order by the keys "N1", "N2", ... (as a Doc read into
+  // while empty fills them): such a key is found at its place, in neither index. A slot of the
+  // prefix emptied by a removal stays empty until the list is compacted, which ends the prefix.
+  size_t identity_ = 0;
 };
 
 }  // namespace borvane

@@ -69,6 +69,25 @@ TEST(DocTest, KeysLookAlikeOnlyWhenEqualWithoutCase) {
   EXPECT_EQ(U8(At(*doc, int32_t{105})->Name()), "f");
 }
 
+TEST(DocTest, KeysOfAReadDocumentComeBackAfterRemoval) {
+  // Nodes read into an empty Doc are found by the number of their key alone; a key removed
+  // among them can be taken again, in any case, until it is removed once more.
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, "<a><b>1</b><c>2</c></a>");
+  Variant b = String("N2");
+  doc->Remove(b);
+  EXPECT_EQ(Raised([&] { At(*doc, "N2"); }).Number(), 5);
+  AddNode(*doc, "", "again", Variant::Missing(), "n2");
+  EXPECT_EQ(U8(At(*doc, "N2")->Name()), "again");
+  EXPECT_TRUE(IsGuarded(Raised([&] { AddNode(*doc, "", "x", 1.0, "N2"); }), "Doc:Add Method"));
+  doc->Remove(b);
+  EXPECT_EQ(Raised([&] { At(*doc, "n2"); }).Number(), 5);
+  Read(*doc, "<d>3</d>", "N1");
+  EXPECT_EQ(U8(At(*doc, "N4")->Path()), "a//d");
+  EXPECT_EQ(U8(At(*doc, "N3")->Name()), "c");
+  EXPECT_EQ(doc->Count(), 3);
+}
+
 TEST(DocTest, LinksStepByStep) {
   Ref<Doc> doc = MakeRef<Doc>();
   Ref<DocNode> n1 = AddNode(*doc, "", "r");
