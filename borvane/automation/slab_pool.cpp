@@ -21,6 +21,10 @@ long PoolSlabCount() {
   return -1;
 }
 
+long PoolCachedSlabCount() {
+  return 0;
+}
+
 #else
 
 namespace slab_internal {
@@ -34,9 +38,31 @@ namespace {
 using namespace slab_internal;
 
 std::atomic<long> g_slab_count{0};
+std::atomic<long> g_cached_count{0};
+
+// Empty slabs a thread keeps for its next ones, linked through their first block: a tree read
+// again after one was freed takes memory already in place, where slabs given back to the heap
+// come back as fresh pages to fault in and clear. At most kMaxCachedSlabs per thread.
+struct SlabCache {
+  Slab* first;
+  size_t count;
+  bool open;  // the thread has a SlabsReleaser that will empty the cache; false once it has
+};
+__attribute__((tls_model("initial-exec"))) constinit thread_local SlabCache t_cache = {};
+
+Slab*& NextCached(Slab* slab) {
+  return *reinterpret_cast<Slab**>(reinterpret_cast<char*>(slab) + sizeof(Slab));
+}
 
 void FreeSlab(Slab* slab) {
   g_slab_count.fetch_sub(1, std::memory_order_relaxed);
+  if (t_cache.open && t_cache.count < kMaxCachedSlabs) {
+    NextCached(slab) = t_cache.first;
+    t_cache.first = slab;
+    ++t_cache.count;
+    g_cached_count.fetch_add(1, std::memory_order_relaxed);
+    return;
+  }
   std::free(slab);
 }
 
@@ -50,6 +76,7 @@ char* FirstBlock(Slab* slab) {
 
 // Hands the thread's slabs back when the thread ends; made with the thread's first slab.
 struct SlabsReleaser {
+  SlabsReleaser() { t_cache.open = true; }
   ~SlabsReleaser() {
     // Blocks still alive free their slab when the last of them goes.
     for (Slab*& s : t_slabs.slab) {
@@ -58,14 +85,28 @@ struct SlabsReleaser {
       if (s->live == 0) FreeSlab(s);
       s = nullptr;
     }
+    t_cache.open = false;
+    while (Slab* slab = t_cache.first) {
+      t_cache.first = NextCached(slab);
+      --t_cache.count;
+      g_cached_count.fetch_sub(1, std::memory_order_relaxed);
+      std::free(slab);
+    }
   }
 };
 
 Slab* NewSlab() {
   static thread_local SlabsReleaser releaser;
   (void)releaser;
-  auto* slab = static_cast<Slab*>(std::aligned_alloc(kSlabSize, kSlabSize));
-  if (!slab) throw std::bad_alloc();
+  Slab* slab = t_cache.first;
+  if (slab) {
+    t_cache.first = NextCached(slab);
+    --t_cache.count;
+    g_cached_count.fetch_sub(1, std::memory_order_relaxed);
+  } else {
+    slab = static_cast<Slab*>(std::aligned_alloc(kSlabSize, kSlabSize));
+    if (!slab) throw std::bad_alloc();
+  }
   g_slab_count.fetch_add(1, std::memory_order_relaxed);
   slab->live = 0;
   slab->current = true;
@@ -115,6 +156,10 @@ void PoolFree(void* block, size_t size) noexcept {
 
 long PoolSlabCount() {
   return g_slab_count.load(std::memory_order_relaxed);
+}
+
+long PoolCachedSlabCount() {
+  return g_cached_count.load(std::memory_order_relaxed);
 }
 
 #endif

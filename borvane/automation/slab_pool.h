@@ -2,10 +2,12 @@
 // the hundred thousand (the nodes of a large document).
 //
 // A slab is handed to the thread that allocates from it; blocks are handed out in order and are
-// not reused one by one: a slab goes back to the heap when its last block is freed, or is
-// started over when it is still the thread's current one. So objects made together stay
-// together in memory, and a tree freed as a whole gives its memory back as a whole. A caller
-// that keeps one object of a freed tree keeps its slab.
+// not reused one by one: a slab is let go when its last block is freed, or is started over when
+// it is still the thread's current one. So objects made together stay together in memory, and a
+// tree freed as a whole lets its memory go as a whole. A caller that keeps one object of a freed
+// tree keeps its slab. The thread keeps up to kMaxCachedSlabs slabs let go for its next objects
+// (a tree read after one was freed finds its memory in place, where fresh pages from the system
+// would have to be faulted in and cleared); the others go back to the heap.
 //
 // Like the objects themselves, blocks are freed on the thread that made them. Under the
 // sanitizers every block is a heap block of its own, so that their checks still see each
@@ -78,6 +80,10 @@ inline void* AllocateFromCurrentSlab(size_t size) {
 // Slabs of this process that are not back on the heap: those holding live blocks and the
 // threads' current ones. -1 when blocks are plain heap blocks (under the sanitizers).
 long PoolSlabCount();
+// Empty slabs the threads keep for their next ones, not counted above: at most
+// kMaxCachedSlabs per thread, given back to the heap when the thread ends.
+long PoolCachedSlabCount();
+inline constexpr size_t kMaxCachedSlabs = 1024;  // 32 MiB
 
 // Class-specific allocation through the pool, for a class derived from this one. The thread's
 // current slab is tried inline: objects are made by the hundred thousand.

@@ -33,8 +33,12 @@ TEST(DocMemoryTest, ReleasedTreesGiveTheirSlabsBack) {
     EXPECT_GT(PoolSlabCount(), before + 50);
     kept = At(*doc, "N20001");  // the last child: it holds no siblings behind it
   }
-  // The held node keeps its slab, and those of its attributes, and no others.
+  // The held node keeps its slab, and those of its attributes, and no others; the thread keeps
+  // some of the others for its next objects, within its bound.
   EXPECT_LE(PoolSlabCount(), before + 3);
+  const long cached = PoolCachedSlabCount();
+  EXPECT_GT(cached, 0);
+  EXPECT_LE(cached, static_cast<long>(kMaxCachedSlabs));
   EXPECT_EQ(U8(kept->Key()), "N20001");
   EXPECT_EQ(U8(kept->Name()), "n");
   EXPECT_EQ(U8(kept->Attributes()->Item(Variant(int32_t{1}))->Value().StringRef()), "x y");
@@ -42,9 +46,19 @@ TEST(DocMemoryTest, ReleasedTreesGiveTheirSlabsBack) {
   kept.Reset();
   EXPECT_LE(PoolSlabCount(), before + 1);
 
-  // A thread's slabs go back when the thread ends, also those of a tree it freed.
-  std::thread([] { Read(*MakeRef<Doc>(), BigText(5000)); }).join();
+  // A thread's slabs go back when the thread ends, also those of a tree it freed and those it
+  // kept; a tree read again takes the kept ones first.
+  std::thread([cached] {
+    Read(*MakeRef<Doc>(), BigText(5000));
+    const long kept_here = PoolCachedSlabCount();
+    Read(*MakeRef<Doc>(), BigText(5000));
+    EXPECT_EQ(PoolCachedSlabCount(), kept_here);
+    // A tree of more slabs than the bound leaves the thread no more than the bound.
+    Read(*MakeRef<Doc>(), BigText(240000));
+    EXPECT_EQ(PoolCachedSlabCount() - cached, static_cast<long>(kMaxCachedSlabs));
+  }).join();
   EXPECT_LE(PoolSlabCount(), before + 1);
+  EXPECT_EQ(PoolCachedSlabCount(), cached);
 }
 
 TEST(DocMemoryTest, KeysOfTheGeneratedFormReadAsTheirText) {
