@@ -122,8 +122,7 @@ void ForEachPiece(std::u16string_view marked, F&& piece) {
   while (true) {
     size_t space = marked.find(u' ');
     std::u16string_view cut = marked.substr(0, space);
-    if (cut.find(u'|') == std::u16string_view::npos ||
-        cut.find(u"|_") == std::u16string_view::npos) {
+    if (cut.find(u"|_") == std::u16string_view::npos) {
       if (!piece(cut)) return;
     } else {
       spaced.assign(cut);

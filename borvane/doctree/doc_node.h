@@ -9,7 +9,6 @@
 #define BORVANE_DOCTREE_DOC_NODE_H_
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "borvane/automation/binding.h"

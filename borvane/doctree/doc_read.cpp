@@ -6,7 +6,6 @@
 // copy of the whole text is made.
 #include <cstring>
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <utility>
 
