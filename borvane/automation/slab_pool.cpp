@@ -116,25 +116,18 @@ Slab* NewSlab() {
 }  // namespace
 
 void* PoolAllocate(size_t size) {
+  if (void* block = AllocateFromCurrentSlab(size)) return block;
   if (size > kMaxPooledSize) return ::operator new(size);
-  size_t cls = (size + kGrain - 1) / kGrain - 1;
-  size_t rounded = (cls + 1) * kGrain;
-  ThreadSlabs& slabs = t_slabs;
-  Slab* slab = slabs.slab[cls];
-  char* at = slabs.next[cls];
-  if (!slab || at + rounded > reinterpret_cast<char*>(slab) + kSlabSize) {
-    if (slab) {
-      slab->current = false;
-      if (slab->live == 0) FreeSlab(slab);
-    }
-    slabs.slab[cls] = nullptr;
-    slab = NewSlab();
-    slabs.slab[cls] = slab;
-    at = FirstBlock(slab);
+  // The thread's slab for the class is full, or there is none yet: the next one.
+  const size_t cls = (size + kGrain - 1) / kGrain - 1;
+  if (Slab* full = t_slabs.slab[cls]) {
+    full->current = false;
+    if (full->live == 0) FreeSlab(full);
+    t_slabs.slab[cls] = nullptr;
   }
-  ++slab->live;
-  slabs.next[cls] = at + rounded;
-  return at;
+  t_slabs.slab[cls] = NewSlab();
+  t_slabs.next[cls] = FirstBlock(t_slabs.slab[cls]);
+  return AllocateFromCurrentSlab(size);
 }
 
 void PoolFree(void* block, size_t size) noexcept {
