@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   borvane::Ref<borvane::Attributes> reference = borvane::MakeRef<borvane::Attributes>();
   bool reference_failed = false;
   String reference_text = ReferenceParse(*reference, text, reference_failed);
-  std::u16string packed;
+  borvane::AttributesSlot packed;
   bool packed_ok = borvane::Attributes::PackAttributeString(text.view(), packed);
   if (packed_ok == reference_failed) {
     std::fprintf(stderr, "PackAttributeString and the literal steps differ on failing\n");
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (packed_ok) {
     borvane::Ref<borvane::Attributes> unpacked = borvane::MakeRef<borvane::Attributes>();
-    unpacked->Unpack(packed);
+    unpacked->Unpack(packed.packed());
     if (unpacked->Count() != reference->Count() ||
         unpacked->ToAttributeString() != reference->ToAttributeString()) {
       std::fprintf(stderr, "The packed pairs and the literal steps differ\n");

@@ -1,6 +1,7 @@
 #include "borvane/doctree/attributes.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "borvane/automation/text.h"
 #include "borvane/frame/class_table.h"
@@ -143,10 +144,15 @@ bool IsPlainList(std::u16string_view text) {
   bool quoted = false;
   char16_t last = 0;
   for (char16_t ch : text) {
+    // Most units are none of the three: one test passes them.
+    if (ch != u' ' && ch != u'"' && ch != u'|') {
+      last = ch;
+      continue;
+    }
     if (ch == u'|') return false;
     if (ch == u'"') {
       quoted = !quoted;
-    } else if (ch == u' ' && (quoted || last == u' ')) {
+    } else if (quoted || last == u' ') {
       return false;
     }
     last = ch;
@@ -203,11 +209,12 @@ void Attributes::ReadAttributeString(std::u16string_view text) {
 namespace {
 
 // The packed form: per pair its kind (AttributePiece::Kind), the name's length in two units
-// and the name, and for a String value its length and text the same way.
-void PutText(std::u16string& out, std::u16string_view text) {
-  const char16_t size[2] = {static_cast<char16_t>(text.size() & 0xffff),
-                            static_cast<char16_t>(text.size() >> 16)};
-  out.append(size, 2).append(text);
+// and the name, and for a String value its length and text the same way. Returns the place
+// behind what it wrote.
+char16_t* PutText(char16_t* out, std::u16string_view text) {
+  *out++ = static_cast<char16_t>(text.size() & 0xffff);
+  *out++ = static_cast<char16_t>(text.size() >> 16);
+  return std::copy(text.begin(), text.end(), out);
 }
 
 std::u16string_view TakeText(std::u16string_view& in) {
@@ -219,20 +226,35 @@ std::u16string_view TakeText(std::u16string_view& in) {
 
 }  // namespace
 
-bool Attributes::PackAttributeString(std::u16string_view text, std::u16string& packed) {
-  packed.clear();
+bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
+  // A piece packs to at most its own length and four units (kind and two lengths) when it holds
+  // "=", else to one unit; a list has at most one piece more than it has spaces. Short lists,
+  // the usual ones, are packed on the stack.
+  char16_t local[256];
+  std::u16string heap;
+  const size_t pieces =
+      text.size() < 32 ? text.size() + 1 : std::count(text.begin(), text.end(), u' ') + 1;
+  const size_t bound = text.size() + 4 * pieces;
+  char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
+  char16_t* out = begin;
   bool ok = true;
   ForEachListPiece(text, [&](std::u16string_view text_piece) {
     AttributePiece piece = ReadAttributePiece(text_piece);
     ok = piece.kind != AttributePiece::kLoneQuote;
     if (!ok) return false;
-    packed += piece.kind;
+    *out++ = piece.kind;
     if (piece.kind == AttributePiece::kNoEquals) return true;
-    PutText(packed, piece.name);
-    if (piece.kind == AttributePiece::kText) PutText(packed, piece.value);
+    out = PutText(out, piece.name);
+    if (piece.kind == AttributePiece::kText) out = PutText(out, piece.value);
     return true;
   });
-  return ok;
+  if (!ok) return false;
+  if (out == begin) {
+    slot.Reset();
+  } else {
+    slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
+  }
+  return true;
 }
 
 void AttributesSlot::SetPacked(std::u16string_view packed) {

@@ -14,6 +14,8 @@
 
 namespace borvane {
 
+class AttributesSlot;
+
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class Attributes : public Dispatchable<Attributes>, public Pooled {
  public:
@@ -47,11 +49,11 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // Library-internal: the same for a text that is not stored back.
   void ReadAttributeString(std::u16string_view text);
 
-  // The pairs that ReadAttributeString would make of `text`, packed into `packed` without
-  // making any object; false, with `packed` unspecified, when reading the text would fail.
-  // The packed form holds the outcome of every test, so that unpacking it later gives the same
-  // pairs whatever the thread's locale is by then.
-  static bool PackAttributeString(std::u16string_view text, std::u16string& packed);
+  // Stores in `slot` the pairs that ReadAttributeString would make of `text`, packed without
+  // making any object (nothing when there are none); false, with `slot` unchanged, when reading
+  // the text would fail. The packed form holds the outcome of every test, so that unpacking it
+  // later gives the same pairs whatever the thread's locale is by then.
+  static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
   // Appends the pairs of a packed form.
   void Unpack(std::u16string_view packed);
 

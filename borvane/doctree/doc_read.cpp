@@ -439,34 +439,34 @@ inline bool SameUnits(std::u16string_view a, std::u16string_view b) {
 }
 
 // A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
-// numeric test of any locale whose decimal point is ".", and its value is exact as the quotient
-// of two exact doubles, as the leading-number conversion gives it. False for any other text.
-bool PlainNumber(std::u16string_view text, double& out) {
+// numeric test of any locale whose decimal point (`decimal`) is ".", and its value is exact as
+// the quotient of two exact doubles, as the leading-number conversion gives it. False for any
+// other text.
+bool PlainNumber(std::u16string_view text, char16_t decimal, double& out) {
   static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                       1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  size_t i = 0;
-  bool negative = false;
-  if (i < text.size() && text[i] == u'-') {
-    negative = true;
-    ++i;
-  }
+  const char16_t* p = text.data();
+  const char16_t* const end = p + text.size();
+  const bool negative = p != end && *p == u'-';
+  p += negative;
+  // Digits past the fifteenth wrap the mantissa around; the text is refused then anyway.
   uint64_t mantissa = 0;
-  int digits = 0;
-  int fraction = -1;  // digits behind the point, -1 without a point
-  for (; i < text.size(); ++i) {
-    char16_t ch = text[i];
-    if (ch >= u'0' && ch <= u'9') {
-      mantissa = mantissa * 10 + (ch - u'0');
-      if (++digits > 15) return false;
-      if (fraction >= 0) ++fraction;
-    } else if (ch == u'.' && fraction < 0 && digits > 0) {
-      fraction = 0;
-    } else {
-      return false;
-    }
+  auto digits = [&] {
+    const char16_t* const first = p;
+    for (; p != end && static_cast<unsigned>(*p - u'0') < 10; ++p)
+      mantissa = mantissa * 10 + static_cast<unsigned>(*p - u'0');
+    return static_cast<size_t>(p - first);
+  };
+  const size_t whole = digits();
+  if (whole == 0) return false;
+  size_t fraction = 0;
+  if (p != end) {
+    if (*p != u'.' || decimal != u'.') return false;
+    ++p;
+    fraction = digits();
+    if (p != end || fraction == 0) return false;
   }
-  if (digits == 0 || fraction == 0) return false;
-  if (fraction > 0 && ThreadLocale().decimal != u'.') return false;
+  if (whole + fraction > 15) return false;
   double value = static_cast<double>(mantissa);
   if (fraction > 0) value /= kPow10[fraction];
   out = (negative && value != 0) ? -value : value;
@@ -481,8 +481,8 @@ bool IsLoneQuote(std::u16string_view text) {
 
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
 // quote, then True/False in any case, then a number as a Double, else the text itself. The
-// text is not a lone quote.
-void ValueOf(std::u16string_view text, Variant& out) {
+// text is not a lone quote. `decimal` is the thread's decimal point.
+void ValueOf(std::u16string_view text, char16_t decimal, Variant& out) {
   if (text.empty()) {
     out.Emplace(String());
     return;
@@ -517,7 +517,7 @@ void ValueOf(std::u16string_view text, Variant& out) {
     return;
   }
   double number;
-  if (PlainNumber(text, number)) {
+  if (PlainNumber(text, decimal, number)) {
     out.Emplace(number);
     return;
   }
@@ -581,7 +581,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     bool has_gt;
     NodeName last_name;
     DocNode::Anchor* root = nullptr;
-    std::u16string packed;
+    const char16_t decimal = ThreadLocale().decimal;
     while (scanner.Next(head, text, has_gt)) {
       if (current) keyed = current;
       if (!head.empty() && head.front() == u'/') {
@@ -604,18 +604,15 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       DocNode* node = AddReadNode(keyed, last_name, root);
       // Built in the node itself: once the lone quote is ruled out the value cannot fail, as
       // the numeric test accepts no text whose leading number overflows.
-      ValueOf(text, node->mvntValue);
+      ValueOf(text, decimal, node->mvntValue);
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size()) {
         // The pairs wait packed until a caller or the writer asks for them: most read
         // documents are walked for their values. A list that would fail is read at once, so
         // that it fails here, with the pairs before the failing one in place.
         std::u16string_view list = head.substr(space + 1);
-        if (!Attributes::PackAttributeString(list, packed)) {
+        if (!Attributes::PackAttributeString(list, node->mobjAttributes))
           node->Attributes()->ReadAttributeString(list);
-        } else if (!packed.empty()) {
-          node->mobjAttributes.SetPacked(packed);
-        }
       }
     }
   });
