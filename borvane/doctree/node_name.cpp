@@ -26,10 +26,6 @@ NodeName::NodeName(std::u16string_view name) {
   if (!name.empty()) block_ = NewBlock(name, false);
 }
 
-NodeName::~NodeName() {
-  if (block_ && --block_->refs == 0) std::free(block_);
-}
-
 String NodeName::ToString() const {
   if (block_ && block_->null) return String::Null();
   return String(view());

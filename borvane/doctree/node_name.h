@@ -4,6 +4,7 @@
 #define BORVANE_DOCTREE_NODE_NAME_H_
 
 #include <cstdint>
+#include <cstdlib>
 #include <string_view>
 #include <utility>
 
@@ -25,7 +26,10 @@ class NodeName {
     std::swap(block_, other.block_);
     return *this;
   }
-  ~NodeName();
+  // Inline: a reader names every node it makes, and a freed tree drops every name.
+  ~NodeName() {
+    if (block_ && --block_->refs == 0) std::free(block_);
+  }
 
   std::u16string_view view() const {
     return block_ ? std::u16string_view(block_->text, block_->size) : std::u16string_view();
