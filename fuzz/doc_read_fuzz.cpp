@@ -1,7 +1,7 @@
 // Arbitrary text to Doc.ReadXML, then the document written back and read again. The reader
 // must build nodes or raise its guarded error; anything else is a fault. The reader also has to
 // build the same document as its steps taken literally, one pass of string splitting at a time,
-// on the public members (ReferenceRead).
+// on the public members (reference::ReferenceRead).
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +13,7 @@
 #include "borvane/automation/error.h"
 #include "borvane/automation/text.h"
 #include "borvane/doctree/doc.h"
+#include "tests/doctree/reference_reader.h"
 
 namespace {
 
@@ -45,76 +46,9 @@ void Try(F&& body) {
   }
 }
 
-using borvane::DocNode;
-
-// The reader's steps as they read: strip, mark the tags outside quotes, cut, one Add per
-// opening tag. Returns false when a step fails.
-bool ReferenceRead(Doc& doc, String xml) {
-  if (xml.empty()) return true;
-  try {
-    std::vector<String> parts = borvane::Split(doc.StripWhitespace(xml), u"\"");
-    for (size_t i = 0; i < parts.size(); i += 2)
-      parts[i] = borvane::Replace(parts[i], u"<", u"\x1e");
-    std::vector<String> tags = borvane::Split(borvane::Join(parts, u"\""), u"\x1e");
-    String parent_key;
-    Ref<DocNode> current;
-    for (size_t i = 1; i < tags.size(); ++i) {
-      if (current) parent_key = current->Key();
-      std::u16string_view piece = tags[i].view();
-      if (!piece.empty() && piece[0] == u'/') {
-        if (!current) return false;
-        current = current->Parent();
-        continue;
-      }
-      size_t gt = piece.find(u'>');
-      if (gt == std::u16string_view::npos || gt == 0) continue;
-      std::u16string_view head = piece.substr(0, gt), text = piece.substr(gt + 1);
-      size_t space = head.find(u' ');
-      String name(head.substr(0, space));
-      String attrs(space == std::u16string_view::npos ? u"" : head.substr(space + 1));
-      Variant value;
-      if (text.empty()) {
-        value = String();
-      } else if (text.front() == u'"' && text.back() == u'"') {
-        if (text.size() == 1) return false;
-        value = borvane::Replace(String(text.substr(1, text.size() - 2)), u"{\\34}", u"\"");
-      } else if (borvane::EqualsNoCase(text, u"True") || borvane::EqualsNoCase(text, u"False")) {
-        value = borvane::EqualsNoCase(text, u"True");
-      } else if (borvane::IsNumeric(Variant(String(text)))) {
-        value = borvane::Val(String(text));
-      } else {
-        value = String(text);
-      }
-      borvane::enumRelationship how = borvane::iagChild;
-      String key;
-      current = doc.Add(parent_key, how, key, name, value);
-      current->Attributes()->FromAttributeString(attrs);
-    }
-  } catch (const Error&) {
-    return false;
-  }
-  return true;
-}
-
 [[noreturn]] void Differ(const char* what) {
   std::fprintf(stderr, "reader and its literal steps differ: %s\n", what);
   std::abort();
-}
-
-// The two documents hold the same nodes, with the same keys, names, values, parents and
-// attributes.
-void Compare(Doc& ours, Doc& reference) {
-  if (ours.Count() != reference.Count()) Differ("count");
-  for (int32_t i = 1; i <= ours.Count(); ++i) {
-    Ref<DocNode> a = ours.Item(Variant(i)), b = reference.Item(Variant(i));
-    if (a->Key() != b->Key() || a->Name() != b->Name()) Differ("key or name");
-    Variant va = a->Value(), vb = b->Value();
-    if (va.VarType() != vb.VarType() || borvane::CStr(va) != borvane::CStr(vb)) Differ("value");
-    Ref<DocNode> pa = a->Parent(), pb = b->Parent();
-    if (bool(pa) != bool(pb) || (pa && pa->Key() != pb->Key())) Differ("parent");
-    if (a->Attributes()->ToAttributeString() != b->Attributes()->ToAttributeString())
-      Differ("attributes");
-  }
 }
 
 }  // namespace
@@ -130,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     read = false;
   }
   Ref<Doc> reference = borvane::MakeRef<Doc>();
-  if (ReferenceRead(*reference, text) != read) Differ("failure");
-  Compare(*doc, *reference);
+  if (borvane::reference::ReferenceRead(*reference, text) != read) Differ("failure");
+  if (const char* what = borvane::reference::FirstDifference(*doc, *reference)) Differ(what);
   reference->Clear();
   if (doc->Count() > 0) {
     // Read it again below the first node, which exercises the ParentKey path.

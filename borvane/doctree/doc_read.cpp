@@ -17,14 +17,12 @@
 #include "borvane/automation/error.h"
 #include "borvane/automation/text.h"
 #include "borvane/doctree/doc.h"
+#include "borvane/doctree/tag_window.h"
 #include "borvane/frame/error_handling.h"
 
 namespace borvane {
 
 namespace {
-
-// A character of this code in the text cuts it like a tag start.
-constexpr char16_t kTagMark = u'\x1e';
 
 // The characters at which the scanner stops, by where it stands. All are below 64, so one
 // shift of a mask tells. Inside quotes only a quote, ">", the tag mark and code 1 matter; in a
@@ -61,41 +59,6 @@ inline __m128i WhiteLanes(__m128i v) {
   return _mm_or_si128(_mm_or_si128(Equal(v, u' '), Equal(v, u'\t')),
                       _mm_or_si128(Equal(v, u'\n'), Equal(v, u'\r')));
 }
-
-// The places of the characters the reader looks for in 32 characters, a bit per character.
-// Every one of them is below 256 and not 0, so the characters are first packed to bytes with
-// unsigned saturation, which turns any other character into 0 or 255, neither of them sought:
-// each test then covers sixteen characters.
-struct Window {
-  static constexpr size_t kSize = 32;
-  uint32_t lt, gt, quote, white, mark;  // mark: the tag mark or code 1
-
-  explicit Window(const char16_t* p) {
-    auto load = [p](int at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + at)); };
-    const __m128i low = _mm_packus_epi16(load(0), load(8));
-    const __m128i high = _mm_packus_epi16(load(16), load(24));
-    auto bits = [&](auto&& test) {
-      return static_cast<uint32_t>(_mm_movemask_epi8(test(low))) |
-             static_cast<uint32_t>(_mm_movemask_epi8(test(high))) << 16;
-    };
-    auto is = [](__m128i v, char16_t ch) {
-      return _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(ch)));
-    };
-    lt = bits([&](__m128i v) { return is(v, u'<'); });
-    gt = bits([&](__m128i v) { return is(v, u'>'); });
-    quote = bits([&](__m128i v) { return is(v, u'"'); });
-    white = bits([&](__m128i v) {
-      return _mm_or_si128(_mm_or_si128(is(v, u' '), is(v, u'\t')),
-                          _mm_or_si128(is(v, u'\n'), is(v, u'\r')));
-    });
-    mark = bits([&](__m128i v) { return _mm_or_si128(is(v, kTagMark), is(v, 1)); });
-  }
-  // The places from `i` on, and those behind `i`. `i` is at most 32, for which the 64-bit shift
-  // leaves no place, without a test.
-  static uint32_t From(unsigned i) { return static_cast<uint32_t>(~uint64_t{0} << i); }
-  static uint32_t Behind(unsigned i) { return From(i + 1); }
-  static bool Has(uint32_t bits, unsigned i) { return (bits >> i) & 1; }
-};
 #endif
 
 // The first character at which the scanner stops under `stops`. Any stop character of any
@@ -198,20 +161,28 @@ class TagScanner {
  public:
   explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
 
-  // The next piece, or false at the end of the text. The views last until the next call.
-  // `has_gt` tells whether the piece holds a ">" at all (else `text` is empty).
+  // Calls piece(head, text, has_gt) with each piece in turn; the views last for the call.
+  // `has_gt` tells whether the piece holds a ">" at all (else `text` is empty). Whatever
+  // `piece` throws ends the scan.
+  template <class F>
+  void ForEachPiece(F&& piece) {
+    std::u16string_view head, text;
+    bool has_gt;
+    while (true) {
+      if (started_ && in_tag_ && !in_quote_) {
+        if (ShortPieces(piece)) continue;
+        has_gt = true;
+        if (!PlainPiece(head, text) && !Next(head, text, has_gt)) return;
+      } else if (!Next(head, text, has_gt)) {
+        return;
+      }
+      piece(head, text, has_gt);
+    }
+  }
+
+ private:
+  // The next piece by the general rules, or false at the end of the text.
   bool Next(std::u16string_view& head, std::u16string_view& text, bool& has_gt) {
-    if (pending_end_) {
-      head = pending_head_;
-      text = pending_text_;
-      p_ = std::exchange(pending_end_, nullptr);
-      has_gt = true;
-      return true;
-    }
-    if (started_ && in_tag_ && !in_quote_ && (ShortPiece(head, text) || PlainPiece(head, text))) {
-      has_gt = true;
-      return true;
-    }
     // The state lives in locals while the loop runs, so that it stays in registers.
     const char16_t* p = p_;
     const char16_t* const end = end_;
@@ -278,78 +249,88 @@ class TagScanner {
     return true;
   }
 
- private:
-  // ShortPiece and PlainPiece read a piece as the writer makes it, without leaving the text: a
-  // tag whose quoted values hold no ">", then ">", white space, a value that is either quoted or
-  // free of white space, white space and the next "<". Any other piece, and the last one, is
+  // ShortPieces and PlainPiece read pieces as the writer makes them, without leaving the text:
+  // a tag whose quoted values hold no ">", then ">", white space, a value that is either quoted
+  // or free of white space, white space and the next "<". Any other piece, and the last one, is
   // left to the general loop, which then reads it from the same place: neither changes the
   // scanner's state unless it takes the piece.
   //
-  // ShortPiece takes such a piece with no quote in its tag that ends within the next 32
-  // characters, found from one look at them: each step is a bit search, where a scan of the
-  // text would wait for the one before. A second such piece that ends in the same window (most
-  // often the closing tag behind a value) waits for the next call.
-  bool ShortPiece(std::u16string_view& head, std::u16string_view& text) {
-#ifdef __SSE2__
-    if (static_cast<size_t>(end_ - p_) < Window::kSize) return false;
-    const Window w(p_);
-    Found first;
-    if (!PieceAt(w, 0, first)) return false;
-    head = std::u16string_view(p_, first.head_end);
-    text = std::u16string_view(p_ + first.text_begin, first.text_end - first.text_begin);
-    // Without a "<" further on in the window no second piece can end there.
-    Found second;
-    if ((w.lt & Window::From(first.next)) && PieceAt(w, first.next, second)) {
-      pending_head_ = std::u16string_view(p_ + first.next, second.head_end - first.next);
-      pending_text_ =
-          std::u16string_view(p_ + second.text_begin, second.text_end - second.text_begin);
-      pending_end_ = p_ + second.next;
+  // ShortPieces takes the run of such pieces that end within the next 64 characters, found
+  // from one look at them (TagWindow): each step is a bit search, where a scan of the text would
+  // wait for the one before. It then looks at the 64 characters behind the last piece it took,
+  // until a piece does not end within them. False when it took none.
+  template <class F>
+  bool ShortPieces(F& piece) {
+    // In locals, which `piece` cannot reach: they stay in registers across its calls.
+    const char16_t* p = p_;
+    const char16_t* const end = end_;
+    const TagClassifier classify = classify_;
+    while (static_cast<size_t>(end - p) >= TagWindow::kSize) {
+      TagWindow w;
+      classify(p, w);
+      unsigned at = 0;
+      Found f;
+      // Without a "<" further on in the window no piece can end there.
+      while (at < TagWindow::kSize && (w.lt & TagWindow::From(at)) && PieceAt(w, at, f)) {
+        piece(std::u16string_view(p + at, f.head_end - at),
+              std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true);
+        at = f.next;
+      }
+      if (at == 0) break;
+      p += at;  // the state stays: in a tag, outside quotes
     }
-    p_ += first.next;  // the state stays: in a tag, outside quotes
+    if (p == p_) return false;
+    p_ = p;
     return true;
-#else
-    (void)head;
-    (void)text;
-    return false;
-#endif
   }
 
-#ifdef __SSE2__
   // Places in a window: where a piece's head ends (its ">"), where its text begins and ends,
   // and the place behind the "<" that cuts it.
   struct Found {
     unsigned head_end, text_begin, text_end, next;
   };
-  // The piece of the writer's form that starts at place `at` of the window, if it ends there.
-  [[gnu::always_inline]] static bool PieceAt(const Window& w, unsigned at, Found& f) {
-    const uint32_t head_stops = (w.lt | w.gt | w.quote | w.mark) & Window::From(at);
-    if (!head_stops) return false;
-    f.head_end = __builtin_ctz(head_stops);
-    if (!Window::Has(w.gt, f.head_end)) return false;
-    const uint32_t text_starts = ~w.white & Window::Behind(f.head_end);
-    if (!text_starts) return false;
-    f.text_begin = __builtin_ctz(text_starts);
-    f.text_end = f.text_begin;
-    if (Window::Has(w.quote, f.text_begin)) {
-      const uint32_t stops = (w.quote | w.gt | w.mark) & Window::Behind(f.text_begin);
+  // The piece of the writer's form that starts at place `at` (below 64) of the window, if it
+  // ends there.
+  [[gnu::always_inline]] static bool PieceAt(const TagWindow& w, unsigned at, Found& f) {
+    const uint64_t head_stops = w.lt | w.gt | w.quote | w.mark;
+    uint64_t stops = head_stops & TagWindow::From(at);
+    if (!stops) return false;
+    f.head_end = __builtin_ctzll(stops);
+    // A quoted attribute value: passed over up to its closing quote, when no ">" stands inside.
+    while (TagWindow::Has(w.quote, f.head_end)) {
+      stops = (w.quote | w.gt | w.mark) & TagWindow::Behind(f.head_end);
       if (!stops) return false;
-      const unsigned close = __builtin_ctz(stops);
-      if (!Window::Has(w.quote, close)) return false;
-      f.text_end = close + 1;
-    } else if (!Window::Has(w.lt, f.text_begin)) {
-      const uint32_t stops =
-          (w.lt | w.gt | w.quote | w.mark | w.white) & Window::From(f.text_begin);
+      const unsigned close = __builtin_ctzll(stops);
+      if (!TagWindow::Has(w.quote, close)) return false;
+      stops = head_stops & TagWindow::Behind(close);
       if (!stops) return false;
-      f.text_end = __builtin_ctz(stops);
+      f.head_end = __builtin_ctzll(stops);
     }
-    const uint32_t cuts = ~w.white & Window::From(f.text_end);
+    if (!TagWindow::Has(w.gt, f.head_end)) return false;
+    const uint64_t text_starts = ~w.white & TagWindow::Behind(f.head_end);
+    if (!text_starts) return false;
+    f.text_begin = __builtin_ctzll(text_starts);
+    f.text_end = f.text_begin;
+    if (TagWindow::Has(w.quote, f.text_begin)) {
+      stops = (w.quote | w.gt | w.mark) & TagWindow::Behind(f.text_begin);
+      if (!stops) return false;
+      const unsigned close = __builtin_ctzll(stops);
+      if (!TagWindow::Has(w.quote, close)) return false;
+      f.text_end = close + 1;
+    } else if (!TagWindow::Has(w.lt, f.text_begin)) {
+      stops = (head_stops | w.white) & TagWindow::From(f.text_begin);
+      if (!stops) return false;
+      f.text_end = __builtin_ctzll(stops);
+    }
+    // The text ends at a place up to 64, so the places from there on are those behind the
+    // one before it.
+    const uint64_t cuts = ~w.white & TagWindow::Behind(f.text_end - 1);
     if (!cuts) return false;
-    const unsigned cut = __builtin_ctz(cuts);
-    if (!Window::Has(w.lt, cut)) return false;
+    const unsigned cut = __builtin_ctzll(cuts);
+    if (!TagWindow::Has(w.lt, cut)) return false;
     f.next = cut + 1;
     return true;
   }
-#endif
 
   // Behind the quoted text that opens at `quote`, or nullptr when a stop other than the
   // closing quote comes first.
@@ -390,11 +371,7 @@ class TagScanner {
   bool in_tag_ = false;
   bool in_quote_ = false;
   bool started_ = false;  // a tag start has been seen
-  // A piece ShortPiece found behind the one it gave, and where the scanner stands behind it;
-  // pending_end_ is nullptr when there is none.
-  std::u16string_view pending_head_;
-  std::u16string_view pending_text_;
-  const char16_t* pending_end_ = nullptr;
+  const TagClassifier classify_ = PickTagClassifier();
   KeptText head_;
   KeptText text_;
 };
@@ -481,8 +458,10 @@ bool IsLoneQuote(std::u16string_view text) {
 
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
 // quote, then True/False in any case, then a number as a Double, else the text itself. The
-// text is not a lone quote. `decimal` is the thread's decimal point.
-void ValueOf(std::u16string_view text, char16_t decimal, Variant& out) {
+// text is not a lone quote. `decimal` is the thread's decimal point. Inlined at the reader's
+// two calls, as a call would cost more than most values take to read.
+[[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal,
+                                           Variant& out) {
   if (text.empty()) {
     out.Emplace(String());
     return;
@@ -577,20 +556,20 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     // the start of the last tag, so that it stays set when a closing tag leaves no current node.
     DocNode* keyed = nullptr;
     TagScanner scanner(XMLText.view());
-    std::u16string_view head, text;
-    bool has_gt;
     NodeName last_name;
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;
-    while (scanner.Next(head, text, has_gt)) {
+    // Inlined at both of the scanner's calls, the fast one and the general one.
+    auto read_piece = [&](std::u16string_view head, std::u16string_view text, bool has_gt)
+        __attribute__((always_inline)) {
       if (current) keyed = current;
       if (!head.empty() && head.front() == u'/') {
         // Any closing tag closes the current node, whatever its name.
         if (!current) ThrowPlatformError(kErrObjectNotSet);
         current = current->mobjParent;
-        continue;
+        return;
       }
-      if (!has_gt || head.empty()) continue;
+      if (!has_gt || head.empty()) return;
       // The first space of the piece before its ">" is the first of the head. Names repeat:
       // the nodes of one text share the last name while it stays the same, and a head that is
       // that name alone holds no space.
@@ -614,7 +593,8 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         if (!Attributes::PackAttributeString(list, node->mobjAttributes))
           node->Attributes()->ReadAttributeString(list);
       }
-    }
+    };
+    scanner.ForEachPiece(read_piece);
   });
 }
 

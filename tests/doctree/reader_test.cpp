@@ -6,6 +6,7 @@
 
 #include "borvane/automation/convert.h"
 #include "doctree_test_util.h"
+#include "reference_reader.h"
 
 namespace borvane::testing {
 namespace {
@@ -82,46 +83,51 @@ TEST(ReaderTest, LongTagsAndValuesReadWhole) {
   EXPECT_EQ(U8(second->Attributes()->Item(Variant(int32_t{1}))->Value().StringRef()), "v w");
 }
 
+// The reader as its steps taken literally read the same text; `what` names the case.
+void ExpectReadsAsLiteralSteps(const std::u16string& text, const std::string& what) {
+  Ref<Doc> ours = MakeRef<Doc>(), reference = MakeRef<Doc>();
+  String xml(text), no_parent;
+  bool read = true;
+  try {
+    ours->ReadXML(xml, no_parent);
+  } catch (const Error&) {
+    read = false;
+  }
+  ASSERT_EQ(read, reference::ReferenceRead(*reference, String(text))) << what;
+  const char* difference = reference::FirstDifference(*ours, *reference);
+  EXPECT_EQ(difference, nullptr) << difference << ": " << what;
+}
+
 TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
   // An indented text read fast as long as each piece keeps to the written form; a character
-  // that breaks it, at every place of a long value, must read as anywhere else.
-  struct Case {
-    char ch;
-    bool quoted;
-    bool kept;  // else dropped
-  };
-  const Case cases[] = {{' ', false, false}, {'\x01', false, false}, {'>', false, true},
-                        {' ', true, true},   {'>', true, true},      {'\x01', true, false}};
-  // Lengths around those at which a piece no longer fits the reader's first look at it.
-  for (size_t length : {5, 17, 22, 23, 24, 25, 26, 27, 40}) {
-    const std::string base =
-        std::string("abcdefghijklmnopqrstuvwxyzabcdefghijklmn").substr(0, length);
-    for (const Case& c : cases) {
-      for (size_t at = 0; at <= base.size(); ++at) {
-        std::string value = base.substr(0, at) + c.ch + base.substr(at);
-        std::string text = c.quoted ? "\"" + value + "\"" : value;
-        Ref<Doc> doc = MakeRef<Doc>();
-        Read(*doc, "<r>\n\t<v>\n\t" + text + "\n\t</v>\n\t<w>\n\t1\n\t</w>\n</r>\n");
-        ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at << " of " << length;
-        EXPECT_EQ(At(*doc, "N2")->Value(), Variant(c.kept ? value : base))
-            << int(c.ch) << (c.quoted ? " quoted" : "") << " at " << at;
-        EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w");
-        EXPECT_EQ(At(*doc, "N3")->Value(), Variant(1.0));
+  // that breaks it, at every place of a value, an attribute value or a closing tag, must read as
+  // anywhere else. Lengths are around those at which a piece no longer fits the reader's look
+  // at 64 characters.
+  const char16_t breakers[] = {u' ', u'\x01', u'>', u'<', u'"', u'\x1e', u'\t'};
+  const std::u16string letters = u"abcdefghijklmnopqrstuvwxyz";
+  for (size_t length : {3, 26, 47, 52, 53, 54, 55, 56, 57, 58, 60, 70}) {
+    std::u16string base;
+    while (base.size() < length) base += letters;
+    base.resize(length);
+    for (char16_t breaker : breakers) {
+      for (size_t at = 0; at <= length; ++at) {
+        const std::u16string broken = base.substr(0, at) + breaker + base.substr(at);
+        const std::u16string tail = u"\n\t</v>\n\t<w>\n\t1\n\t</w>\n</r>\n";
+        const std::string what = "length " + std::to_string(length) + ", code " +
+                                 std::to_string(int(breaker)) + " at " + std::to_string(at);
+        ExpectReadsAsLiteralSteps(u"<r>\n\t<v>\n\t" + broken + tail, what + ", bare");
+        ExpectReadsAsLiteralSteps(u"<r>\n\t<v>\n\t\"" + broken + u"\"" + tail, what + ", quoted");
+        ExpectReadsAsLiteralSteps(u"<r>\n\t<v k=\"" + broken + u"\">\n\tx" + tail,
+                                  what + ", attribute");
+        if (at < 6) {
+          // The closing tag behind a short value, which the reader takes from the same look.
+          const std::u16string closing = u"/v>\n\t";
+          ExpectReadsAsLiteralSteps(u"<r>\n\t<v>\n\t\"" + base + u"\"\n\t<" +
+                                        closing.substr(0, at) + breaker + closing.substr(at) +
+                                        u"<w>\n\t1\n\t</w>\n</r>\n",
+                                    what + ", closing");
+        }
       }
-    }
-  }
-  // The same characters in a closing tag that the reader takes from the same look as the short
-  // value before it: a closing tag closes whatever it holds.
-  for (const Case& c : cases) {
-    if (c.quoted) continue;
-    const std::string closing = "/v>\n\t";
-    for (size_t at = 1; at <= closing.size(); ++at) {
-      Ref<Doc> doc = MakeRef<Doc>();
-      Read(*doc, "<r>\n\t<v>\n\t\"ab\"\n\t<" + closing.substr(0, at) + c.ch + closing.substr(at) +
-                     "<w>\n\t1\n\t</w>\n</r>\n");
-      ASSERT_EQ(doc->Count(), 3) << int(c.ch) << " at " << at;
-      EXPECT_EQ(At(*doc, "N2")->Value(), Variant("ab"));
-      EXPECT_EQ(U8(At(*doc, "N3")->Path()), "r//w") << int(c.ch) << " at " << at;
     }
   }
   // A tab in a long name stays part of it; the last piece has no tag behind it.

@@ -1,0 +1,154 @@
+#include "borvane/doctree/tag_window.h"
+
+#ifdef __SSE2__
+#include <immintrin.h>
+#endif
+
+namespace borvane {
+
+void ClassifyTagsPlain(const char16_t* p, TagWindow& w) {
+  w = TagWindow{};
+  for (unsigned i = 0; i < TagWindow::kSize; ++i) {
+    const uint64_t bit = uint64_t{1} << i;
+    switch (p[i]) {
+      case u'<':
+        w.lt |= bit;
+        break;
+      case u'>':
+        w.gt |= bit;
+        break;
+      case u'"':
+        w.quote |= bit;
+        break;
+      case u' ':
+      case u'\t':
+      case u'\n':
+      case u'\r':
+        w.white |= bit;
+        break;
+      case kTagMark:
+      case u'\x01':
+        w.mark |= bit;
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+namespace {
+
+#ifdef __SSE2__
+// Every character sought is below 256 and not 0, so the characters are first packed to bytes
+// with unsigned saturation, which turns any other character into 0 or 255, neither of them
+// sought: each test then covers sixteen characters.
+inline __m128i IsByte(__m128i v, char16_t ch) {
+  return _mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(ch)));
+}
+
+// 32 characters, as the low (`shift` 0) or high (32) half of each mask.
+inline void ClassifyHalf(const char16_t* p, TagWindow& w, int shift) {
+  auto load = [p](int at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + at)); };
+  const __m128i low = _mm_packus_epi16(load(0), load(8));
+  const __m128i high = _mm_packus_epi16(load(16), load(24));
+  auto bits = [&](auto&& test) {
+    const uint32_t half = static_cast<uint32_t>(_mm_movemask_epi8(test(low))) |
+                          static_cast<uint32_t>(_mm_movemask_epi8(test(high))) << 16;
+    return uint64_t{half} << shift;
+  };
+  w.lt |= bits([](__m128i v) { return IsByte(v, u'<'); });
+  w.gt |= bits([](__m128i v) { return IsByte(v, u'>'); });
+  w.quote |= bits([](__m128i v) { return IsByte(v, u'"'); });
+  w.white |= bits([](__m128i v) {
+    return _mm_or_si128(_mm_or_si128(IsByte(v, u' '), IsByte(v, u'\t')),
+                        _mm_or_si128(IsByte(v, u'\n'), IsByte(v, u'\r')));
+  });
+  w.mark |= bits([](__m128i v) { return _mm_or_si128(IsByte(v, kTagMark), IsByte(v, 1)); });
+}
+
+void ClassifySse2(const char16_t* p, TagWindow& w) {
+  w = TagWindow{};
+  ClassifyHalf(p, w, 0);
+  ClassifyHalf(p + 32, w, 32);
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+#define BORVANE_TAG_WINDOW_AVX2 1
+// The same packing, 32 characters per step, on processors that have AVX2. Each byte is given
+// its class as one bit from two table lookups, by its low and by its high four bits: a bit is
+// set in both entries only for the characters of its class. Written without lambdas, which
+// would not take the function's target.
+__attribute__((target("avx2"))) inline __m256i ClassesOf(__m256i bytes) {
+  // By low four bits: 0 " ", 1 code 1, 2 quote, 9 A D white space, C "<", E ">" and the tag mark.
+  const __m256i by_low =
+      _mm256_setr_epi8(0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, -0x80, -0x80, 0, 0x01, -0x80, 0x22, 0,
+                       0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, -0x80, -0x80, 0, 0x01, -0x80, 0x22, 0);
+  // By high four bits: 0 white space and code 1, 1 the tag mark, 2 " " and quote, 3 "<" ">".
+  const __m256i by_high =
+      _mm256_setr_epi8(-0x70, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -0x70, 0x20,
+                       0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m256i nibble = _mm256_set1_epi8(0x0f);
+  const __m256i low = _mm256_shuffle_epi8(by_low, _mm256_and_si256(bytes, nibble));
+  const __m256i high =
+      _mm256_shuffle_epi8(by_high, _mm256_and_si256(_mm256_srli_epi16(bytes, 4), nibble));
+  return _mm256_and_si256(low, high);
+}
+
+// The places whose class has bit 7 set, for the 64 characters.
+__attribute__((target("avx2"))) inline uint64_t TopBits(__m256i low, __m256i high) {
+  return static_cast<uint32_t>(_mm256_movemask_epi8(low)) |
+         uint64_t{static_cast<uint32_t>(_mm256_movemask_epi8(high))} << 32;
+}
+
+__attribute__((target("avx2"))) void ClassifyAvx2(const char16_t* p, TagWindow& w) {
+  const __m256i* at = reinterpret_cast<const __m256i*>(p);
+  // Packing works within each 128-bit lane, which leaves the four groups of eight characters
+  // in the order 0, 2, 1, 3; the permutation puts them back.
+  const __m256i low = ClassesOf(_mm256_permute4x64_epi64(
+      _mm256_packus_epi16(_mm256_loadu_si256(at), _mm256_loadu_si256(at + 1)), 0xd8));
+  const __m256i high = ClassesOf(_mm256_permute4x64_epi64(
+      _mm256_packus_epi16(_mm256_loadu_si256(at + 2), _mm256_loadu_si256(at + 3)), 0xd8));
+  // A character has one class bit at most: "<" 0x01, ">" 0x02, quote 0x04, code 1 0x10, the
+  // tag mark 0x20, white space 0x40 (" ") or 0x80. Shifts and saturating adds bring the bits of
+  // each mask to bit 7. (A 16-bit shift by up to 7 moves no bit into the top of the other byte.)
+  w.lt = TopBits(_mm256_slli_epi16(low, 7), _mm256_slli_epi16(high, 7));
+  w.gt = TopBits(_mm256_slli_epi16(low, 6), _mm256_slli_epi16(high, 6));
+  w.quote = TopBits(_mm256_slli_epi16(low, 5), _mm256_slli_epi16(high, 5));
+  const __m256i white_to_top = _mm256_set1_epi8(0x40);
+  w.white = TopBits(_mm256_adds_epu8(low, white_to_top), _mm256_adds_epu8(high, white_to_top));
+  const __m256i mark_bits = _mm256_set1_epi8(0x30);
+  const __m256i mark_to_top = _mm256_set1_epi8(0x70);
+  w.mark = TopBits(_mm256_adds_epu8(_mm256_and_si256(low, mark_bits), mark_to_top),
+                   _mm256_adds_epu8(_mm256_and_si256(high, mark_bits), mark_to_top));
+}
+#endif  // x86
+#endif  // __SSE2__
+
+}  // namespace
+
+TagClassifier Sse2TagClassifier() {
+#ifdef __SSE2__
+  return &ClassifySse2;
+#else
+  return nullptr;
+#endif
+}
+
+TagClassifier Avx2TagClassifier() {
+#ifdef BORVANE_TAG_WINDOW_AVX2
+  return __builtin_cpu_supports("avx2") ? &ClassifyAvx2 : nullptr;
+#else
+  return nullptr;
+#endif
+}
+
+TagClassifier PickTagClassifier() {
+  static const TagClassifier chosen = [] {
+    if (TagClassifier avx2 = Avx2TagClassifier()) return avx2;
+    if (TagClassifier sse2 = Sse2TagClassifier()) return sse2;
+    return &ClassifyTagsPlain;
+  }();
+  return chosen;
+}
+
+}  // namespace borvane

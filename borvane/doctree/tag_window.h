@@ -1,0 +1,45 @@
+// TagWindow: where the characters that cut a document's text stand among 64 of its
+// characters, a bit per character, so that the reader can find a piece of the writer's form
+// with bit searches instead of a scan.
+#ifndef BORVANE_DOCTREE_TAG_WINDOW_H_
+#define BORVANE_DOCTREE_TAG_WINDOW_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace borvane {
+
+// The character of code 30, which cuts a text like a tag start.
+constexpr char16_t kTagMark = u'\x1e';
+
+struct TagWindow {
+  static constexpr size_t kSize = 64;
+
+  // Bit i stands for the character at place i.
+  uint64_t lt;     // "<"
+  uint64_t gt;     // ">"
+  uint64_t quote;  // '"'
+  uint64_t white;  // space, tab, line feed or carriage return
+  uint64_t mark;   // the tag mark or code 1
+
+  // The places from `i` on, and those behind `i`; `i` is below 64.
+  static uint64_t From(unsigned i) { return ~uint64_t{0} << i; }
+  static uint64_t Behind(unsigned i) { return From(i) << 1; }
+  static bool Has(uint64_t bits, unsigned i) { return (bits >> i) & 1; }
+};
+
+// Fills a window from the 64 characters at `p`.
+using TagClassifier = void (*)(const char16_t* p, TagWindow& window);
+
+// The fastest classifier this processor runs, chosen once.
+TagClassifier PickTagClassifier();
+
+// Each classifier there is, so that tests can hold them to the plain one: the plain one runs
+// everywhere; the others are nullptr where this build or processor lacks what they need.
+void ClassifyTagsPlain(const char16_t* p, TagWindow& window);
+TagClassifier Sse2TagClassifier();
+TagClassifier Avx2TagClassifier();
+
+}  // namespace borvane
+
+#endif  // BORVANE_DOCTREE_TAG_WINDOW_H_

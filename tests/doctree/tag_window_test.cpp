@@ -1,0 +1,53 @@
+// The reader's classifiers of 64 characters: each one this processor runs must mark the same
+// places as the plain one, for every code unit.
+#include "borvane/doctree/tag_window.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace borvane {
+namespace {
+
+void ExpectSameAsPlain(TagClassifier classify, const char16_t* units) {
+  TagWindow plain, fast;
+  ClassifyTagsPlain(units, plain);
+  classify(units, fast);
+  EXPECT_EQ(fast.lt, plain.lt);
+  EXPECT_EQ(fast.gt, plain.gt);
+  EXPECT_EQ(fast.quote, plain.quote);
+  EXPECT_EQ(fast.white, plain.white);
+  EXPECT_EQ(fast.mark, plain.mark);
+}
+
+TEST(TagWindowTest, ClassifiersMarkWhatThePlainOneMarks) {
+  std::vector<TagClassifier> classifiers;
+  for (TagClassifier c : {Sse2TagClassifier(), Avx2TagClassifier()})
+    if (c) classifiers.push_back(c);
+  if (classifiers.empty()) GTEST_SKIP() << "only the plain classifier runs here";
+  ASSERT_NE(PickTagClassifier(), nullptr);
+  // Every code unit at every place: a unit whose low byte is sought but whose high byte is not
+  // 0 (code 0x13C) must not count, nor may code 0.
+  char16_t units[TagWindow::kSize];
+  for (uint32_t base = 0; base < 0x10000; base += TagWindow::kSize) {
+    for (unsigned shift = 0; shift < TagWindow::kSize; shift += 13) {
+      for (unsigned i = 0; i < TagWindow::kSize; ++i)
+        units[i] = static_cast<char16_t>(base + (i + shift) % TagWindow::kSize);
+      for (TagClassifier c : classifiers) ExpectSameAsPlain(c, units);
+    }
+  }
+  // Dense mixes of the sought characters and their near misses.
+  const char16_t alphabet[] = {u'<',    u'>',    u'"',    u' ',    u'\t',    u'\n',     u'\r',
+                               u'\x1e', u'\x01', u'\0',   u'a',    u'\x13c', u'\x3c00', u'\xff3e',
+                               u'\x0e', u'\x2e', u'\x3e', u'\x1c', u'\xff'};
+  std::mt19937 random(7);
+  std::uniform_int_distribution<size_t> pick(0, std::size(alphabet) - 1);
+  for (int round = 0; round < 2000; ++round) {
+    for (char16_t& unit : units) unit = alphabet[pick(random)];
+    for (TagClassifier c : classifiers) ExpectSameAsPlain(c, units);
+  }
+}
+
+}  // namespace
+}  // namespace borvane
