@@ -149,6 +149,8 @@ class Variant {
   void Emplace(T v) {
     v_.template emplace<T>(std::move(v));
   }
+  // The same for a String made from `text` in place.
+  void EmplaceString(std::u16string_view text) { v_.template emplace<String>(text); }
 
   static Variant Null() {
     Variant v;

@@ -463,7 +463,7 @@ bool IsLoneQuote(std::u16string_view text) {
 [[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal,
                                            Variant& out) {
   if (text.empty()) {
-    out.Emplace(String());
+    out.EmplaceString({});
     return;
   }
   if (text.front() == u'"' && text.back() == u'"') {
@@ -471,7 +471,7 @@ bool IsLoneQuote(std::u16string_view text) {
     constexpr std::u16string_view kEscape = u"{\\34}";
     size_t brace = Find(inner, u'{');
     if (brace == std::u16string_view::npos) {
-      out.Emplace(String(inner));
+      out.EmplaceString(inner);
       return;
     }
     std::u16string unescaped(inner.substr(0, brace));
@@ -500,7 +500,7 @@ bool IsLoneQuote(std::u16string_view text) {
     out.Emplace(number);
     return;
   }
-  out.Emplace(String(text));
+  out.EmplaceString(text);
   if (IsNumeric(out)) out = Val(out.StringRef());
 }
 
