@@ -31,7 +31,8 @@ extern constinit thread_local std::atomic<int64_t>* t_live_count
 void AdjustLiveObjectCountFirst(int delta);
 }  // namespace object_internal
 
-inline void AdjustLiveObjectCount(int delta) {
+// Inline everywhere: every object made or freed counts, and a call would cost more than the count.
+[[gnu::always_inline]] inline void AdjustLiveObjectCount(int delta) {
   std::atomic<int64_t>* count = object_internal::t_live_count;
   if (!count) return object_internal::AdjustLiveObjectCountFirst(delta);
   count->store(count->load(std::memory_order_relaxed) + delta, std::memory_order_relaxed);

@@ -164,6 +164,12 @@ bool IsPlainList(std::u16string_view text) {
 // stands inside quotes (most lists have none, and marking would only copy them).
 template <class F>
 void ForEachListPiece(std::u16string_view text, F&& piece) {
+  // Without a space or "|" (one pair, the usual list) the text is its own one piece.
+  if (!text.empty() && std::none_of(text.begin(), text.end(),
+                                    [](char16_t ch) { return ch == u' ' || ch == u'|'; })) {
+    piece(text);
+    return;
+  }
   if (IsPlainList(text)) {
     while (true) {
       const size_t space = text.find(u' ');
