@@ -19,6 +19,10 @@ namespace borvane {
 
 namespace {
 
+// How many times the text so far a writer's estimate of the whole text may be and still be
+// trusted: at most 64M characters when the estimate is first needed, at 4M.
+constexpr size_t kMaxEstimateGrowth = 16;
+
 // Storage for a text being written, which a thread keeps between calls while it is small.
 struct Scratch {
   Scratch() = default;
@@ -38,12 +42,12 @@ thread_local Scratch t_scratch;
 // The text being written. A text of up to 4M characters is collected in the thread's scratch
 // buffer, which grows by doubling, and is then copied once into a String of its exact size: the
 // tree is walked once, and a walk costs a cache miss per node, which is more than the copy.
-// Past that size, fresh pages cost more than the walk: the text so far moves into storage of
-// the size that the whole tree's text can reach at most (DocNode::TextBound), and the rest is
-// written straight into it.
+// Past that size, fresh pages cost more than a walk: the text so far moves into storage of the
+// size that `bound` gives for the whole text (called with the characters so far), and the rest
+// is written straight into it. A bound that falls short costs a move of the text.
 class TextSink {
  public:
-  explicit TextSink(std::function<size_t()> bound) : bound_(std::move(bound)) {
+  explicit TextSink(std::function<size_t(size_t)> bound) : bound_(std::move(bound)) {
     // Taken out of the thread's slot while in use, so that a nested write gets a buffer of
     // its own.
     scratch_.Swap(t_scratch);
@@ -110,7 +114,7 @@ class TextSink {
     } else {
       if (!direct_) {
         direct_ = true;
-        const size_t capacity = std::max(bound_(), wanted);
+        const size_t capacity = std::max(bound_(used), wanted);
         text_.reserve(capacity);
         platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
         text_.assign(begin_, used);
@@ -129,7 +133,7 @@ class TextSink {
     end_ = begin_ + (direct_ ? text_.size() : scratch_.capacity);
   }
 
-  std::function<size_t()> bound_;
+  std::function<size_t(size_t)> bound_;
   Scratch scratch_;
   bool direct_ = false;
   std::u16string text_;
@@ -215,11 +219,25 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   }
 }
 
-void DocNode::WriteNode(std::u16string& result, bool indent) {
+void DocNode::WriteNode(std::u16string& result, bool indent, size_t nodes_at_most) {
   Ref<DocNode> keep(this);
-  TextSink out([&] { return std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1); });
+  size_t opened = 0;
+  TextSink out([&](size_t used) {
+    // The text so far per node written, for the nodes there can be, with a quarter more: no
+    // second walk of the tree, whose cache misses cost as much as writing it. An estimate far
+    // above the text so far is not trusted, as it may only say that the Doc holds more than
+    // this subtree; the walk then gives the bound.
+    size_t bound = 0;
+    if (nodes_at_most > 0 && opened > 0) {
+      const size_t estimate = used * nodes_at_most / opened;
+      if (estimate <= kMaxEstimateGrowth * used) bound = estimate + estimate / 4;
+    }
+    if (bound == 0) bound = TextBound(indent);
+    return std::min(bound, static_cast<size_t>(INT32_MAX / 2) + 1);
+  });
   std::u16string attributes;
   auto open = [&](DocNode* n, int32_t level) {
+    ++opened;
     if (indent) out.Tabs(level);
     out.Put(u'<');
     out.Put(n->mstrName.view());
@@ -283,7 +301,7 @@ String Doc::WriteXML(bool& indent, String& StartNodeKey) {
     // The text is collected in a buffer that grows by doubling, rather than in a CStringBuilder,
     // whose fixed growth steps would make writing a large tree quadratic; the text is the same.
     std::u16string out;
-    start->WriteNode(out, indent);
+    start->WriteNode(out, indent, static_cast<size_t>(Count()));
     return String(std::move(out));
   });
 }
