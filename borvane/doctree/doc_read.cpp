@@ -556,6 +556,13 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     // the start of the last tag, so that it stays set when a closing tag leaves no current node.
     DocNode* keyed = nullptr;
     TagScanner scanner(XMLText.view());
+    // The written form takes some 30 characters or more per node. Room the read leaves unused
+    // is given back at the end, also when the read fails.
+    mcolNodes.Reserve(XMLText.size() / 32);
+    struct ReleaseRoom {
+      NodeList& list;
+      ~ReleaseRoom() { list.ReleaseUnusedRoom(); }
+    } release_room{mcolNodes};
     NodeName last_name;
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;

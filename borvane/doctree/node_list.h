@@ -8,6 +8,7 @@
 #ifndef BORVANE_DOCTREE_NODE_LIST_H_
 #define BORVANE_DOCTREE_NODE_LIST_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,13 @@ class NodeList {
   NodeList& operator=(const NodeList&) = delete;
 
   int32_t Count() const { return static_cast<int32_t>(slots_.size() - dead_); }
+  // Room for about `more` nodes to come, so that a large read does not move the list as it
+  // grows; ReleaseUnusedRoom gives back what stayed unused when that was most of it.
+  void Reserve(size_t more) { slots_.reserve(slots_.size() + more); }
+  void ReleaseUnusedRoom() {
+    if (slots_.capacity() - slots_.size() > std::max(slots_.size(), size_t{1024}))
+      slots_.shrink_to_fit();
+  }
   // Adds `node` at the end under its own key; 457 when the key is in use.
   void Add(DocNode* node);
   // Add for a node whose key is the generated "N<number>": the reader's many nodes take the
