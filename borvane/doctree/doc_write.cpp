@@ -20,7 +20,7 @@ namespace borvane {
 namespace {
 
 // How many times the text so far a writer's estimate of the whole text may be and still be
-// trusted: at most 64M characters when the estimate is first needed, at 4M.
+// trusted: the storage it reserves stays within 16 times the text written when it is taken.
 constexpr size_t kMaxEstimateGrowth = 16;
 
 // Storage for a text being written, which a thread keeps between calls while it is small.
@@ -39,15 +39,16 @@ struct Scratch {
 };
 thread_local Scratch t_scratch;
 
-// The text being written. A text of up to 4M characters is collected in the thread's scratch
-// buffer, which grows by doubling, and is then copied once into a String of its exact size: the
-// tree is walked once, and a walk costs a cache miss per node, which is more than the copy.
-// Past that size, fresh pages cost more than a walk: the text so far moves into storage of the
-// size that `bound` gives for the whole text (called with the characters so far), and the rest
-// is written straight into it. A bound that falls short costs a move of the text.
+// The text being written. It is collected in the thread's scratch buffer, which grows by
+// doubling, and is then copied once into a String of its exact size, until it is known how
+// long the whole text will be: the text so far then moves into storage of that size, and the
+// rest is written straight into it, which spares the copy. `bound(used, may_walk)` tells that
+// size from the characters so far: past 256K characters it is asked for an estimate that costs
+// no walk of the tree (0 for none yet), past 4M characters for a bound at any cost, as fresh
+// pages then cost more than a walk. A bound that falls short costs a move of the text.
 class TextSink {
  public:
-  explicit TextSink(std::function<size_t(size_t)> bound) : bound_(std::move(bound)) {
+  explicit TextSink(std::function<size_t(size_t, bool)> bound) : bound_(std::move(bound)) {
     // Taken out of the thread's slot while in use, so that a nested write gets a buffer of
     // its own.
     scratch_.Swap(t_scratch);
@@ -94,6 +95,8 @@ class TextSink {
   static constexpr size_t kStart = 4096;
   // Characters collected in the scratch buffer at most.
   static constexpr size_t kScratchMax = size_t{4} << 20;
+  // Characters in the scratch buffer from which an estimate of the whole text is asked for.
+  static constexpr size_t kEstimateFrom = 256 * 1024;
   // Characters added to the text's own storage at a time, once the text has outgrown the scratch.
   static constexpr size_t kDirectStep = 256 * 1024;
   // Larger scratch buffers go back to the heap after the call.
@@ -108,13 +111,15 @@ class TextSink {
   [[gnu::noinline]] void Grow(size_t more) {
     const size_t used = size();
     const size_t wanted = used + more;
-    if (!direct_ && wanted <= kScratchMax) {
+    size_t capacity = 0;
+    if (!direct_ && wanted > kEstimateFrom) capacity = bound_(used, wanted > kScratchMax);
+    if (!direct_ && capacity == 0) {
       Reserve(std::max(scratch_.capacity * 2, wanted));
       begin_ = scratch_.data;
     } else {
       if (!direct_) {
         direct_ = true;
-        const size_t capacity = std::max(bound_(used), wanted);
+        capacity = std::max(capacity, wanted);
         text_.reserve(capacity);
         platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
         text_.assign(begin_, used);
@@ -133,7 +138,7 @@ class TextSink {
     end_ = begin_ + (direct_ ? text_.size() : scratch_.capacity);
   }
 
-  std::function<size_t(size_t)> bound_;
+  std::function<size_t(size_t, bool)> bound_;
   Scratch scratch_;
   bool direct_ = false;
   std::u16string text_;
@@ -222,17 +227,20 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
 void DocNode::WriteNode(std::u16string& result, bool indent, size_t nodes_at_most) {
   Ref<DocNode> keep(this);
   size_t opened = 0;
-  TextSink out([&](size_t used) {
+  TextSink out([&](size_t used, bool may_walk) -> size_t {
     // The text so far per node written, for the nodes there can be, with a quarter more: no
     // second walk of the tree, whose cache misses cost as much as writing it. An estimate far
     // above the text so far is not trusted, as it may only say that the Doc holds more than
-    // this subtree; the walk then gives the bound.
+    // this subtree; the walk then gives the bound, when it may.
     size_t bound = 0;
     if (nodes_at_most > 0 && opened > 0) {
       const size_t estimate = used * nodes_at_most / opened;
       if (estimate <= kMaxEstimateGrowth * used) bound = estimate + estimate / 4;
     }
-    if (bound == 0) bound = TextBound(indent);
+    if (bound == 0) {
+      if (!may_walk) return 0;
+      bound = TextBound(indent);
+    }
     return std::min(bound, static_cast<size_t>(INT32_MAX / 2) + 1);
   });
   std::u16string attributes;

@@ -102,6 +102,12 @@ TEST(DeepTest, ManyChildrenAddInConstantTime) {
   AddNode(*doc, "N1", "after");
   EXPECT_EQ(U8(root->Child()->LastSibling()->Name()), "after");
   EXPECT_EQ(root->Children(), 200000);
+  // A text long enough to be sized from the Doc's count part way reads the same as the node's
+  // own, which is collected whole first.
+  String from_node;
+  bool indent = true;
+  root->WriteXMLNode(from_node, indent);
+  EXPECT_EQ(Write(*doc, true), from_node);
 }
 
 TEST(DeepTest, SameKeyUnderASharedParentIsSafe) {
