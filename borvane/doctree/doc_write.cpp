@@ -40,12 +40,13 @@ struct Scratch {
 thread_local Scratch t_scratch;
 
 // The text being written. It is collected in the thread's scratch buffer, which grows by
-// doubling, and is then copied once into a String of its exact size, until it is known how
-// long the whole text will be: the text so far then moves into storage of that size, and the
-// rest is written straight into it, which spares the copy. `bound(used, may_walk)` tells that
-// size from the characters so far: past 256K characters it is asked for an estimate that costs
-// no walk of the tree (0 for none yet), past 4M characters for a bound at any cost, as fresh
-// pages then cost more than a walk. A bound that falls short costs a move of the text.
+// doubling, and copied once into a String of its exact size at the end, unless it becomes known
+// how long the whole text will be: the text so far then moves into storage of that size and
+// the rest is written straight into it, which spares the copy. `bound(used, may_walk)` gives
+// that size from the characters so far: past 256K characters it is asked for an estimate that
+// costs no walk of the tree (0 while there is none), past 4M characters for a bound at any
+// cost, as fresh pages then cost more than a walk. A bound that falls short costs a move of
+// the text.
 class TextSink {
  public:
   explicit TextSink(std::function<size_t(size_t, bool)> bound) : bound_(std::move(bound)) {

@@ -30,8 +30,12 @@ class NodeList {
 
   int32_t Count() const { return static_cast<int32_t>(slots_.size() - dead_); }
   // Room for about `more` nodes to come, so that a large read does not move the list as it
-  // grows; ReleaseUnusedRoom gives back what stayed unused when that was most of it.
-  void Reserve(size_t more) { slots_.reserve(slots_.size() + more); }
+  // grows; ReleaseUnusedRoom gives back what stayed unused when that was most of it. The room
+  // at least doubles, so that many small reads into a large Doc do not move it each time.
+  void Reserve(size_t more) {
+    if (slots_.size() + more > slots_.capacity())
+      slots_.reserve(std::max(slots_.size() + more, 2 * slots_.capacity()));
+  }
   void ReleaseUnusedRoom() {
     if (slots_.capacity() - slots_.size() > std::max(slots_.size(), size_t{1024}))
       slots_.shrink_to_fit();
