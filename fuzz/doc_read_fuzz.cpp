@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/convert.h"
@@ -51,21 +52,12 @@ void Try(F&& body) {
   std::abort();
 }
 
-// Reads `text` into a new Doc, and holds the outcome to the literal steps on the same text.
-// Returns the Doc.
-Ref<Doc> ReadAsTheSteps(String& text, const char* what) {
+// Reads `text` into a new Doc, held to the literal steps on the same text; `what` names a
+// differing outcome. Returns the Doc.
+Ref<Doc> ReadAsTheSteps(const String& text, const char* what) {
   Ref<Doc> doc = borvane::MakeRef<Doc>();
-  String no_parent;
-  bool read = true;
-  try {
-    doc->ReadXML(text, no_parent);
-  } catch (const Error&) {
-    read = false;
-  }
-  Ref<Doc> reference = borvane::MakeRef<Doc>();
-  if (borvane::reference::ReferenceRead(*reference, text) != read) Differ(what);
-  if (const char* difference = borvane::reference::FirstDifference(*doc, *reference))
-    Differ(difference);
+  if (const char* difference = borvane::reference::DifferenceFromSteps(*doc, text))
+    Differ(std::string_view(difference) == "failure" ? what : difference);
   return doc;
 }
 

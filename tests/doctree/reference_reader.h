@@ -79,6 +79,21 @@ inline const char* FirstDifference(Doc& ours, Doc& reference) {
   return nullptr;
 }
 
+// Reads `text` into `doc` and into a Doc of its own by the literal steps; what first differs
+// between the two (the outcome "failure", or as FirstDifference tells), or nullptr.
+inline const char* DifferenceFromSteps(Doc& doc, const String& text) {
+  String xml = text, no_parent;
+  bool read = true;
+  try {
+    doc.ReadXML(xml, no_parent);
+  } catch (const Error&) {
+    read = false;
+  }
+  Ref<Doc> reference = MakeRef<Doc>();
+  if (ReferenceRead(*reference, text) != read) return "failure";
+  return FirstDifference(doc, *reference);
+}
+
 }  // namespace borvane::reference
 
 #endif  // BORVANE_TESTS_DOCTREE_REFERENCE_READER_H_
