@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
@@ -49,6 +50,23 @@ int32_t FromErrno(int e) {
     default:
       return kErrDeviceIO;
   }
+}
+
+// The process's umask, read from /proc so that it is never changed, not even for a moment in
+// which another thread could make a file; 022 where /proc does not say.
+mode_t CurrentUmask() {
+  static const mode_t mask = [] {
+    mode_t m = 022;
+    if (FILE* f = std::fopen("/proc/self/status", "re")) {
+      char line[256];
+      unsigned value = 0;
+      while (std::fgets(line, sizeof line, f))
+        if (std::sscanf(line, "Umask: %o", &value) == 1) m = static_cast<mode_t>(value);
+      std::fclose(f);
+    }
+    return m;
+  }();
+  return mask;
 }
 
 // A missing file names "file not found"; a missing folder on the way "path not found".
@@ -106,20 +124,75 @@ int32_t ReadAll(const std::string& path, std::string& bytes) {
   return 0;
 }
 
-int32_t WriteAll(const std::string& path, std::string_view bytes) {
-  Fd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (fd.get() < 0) return ErrorFor(errno, path);
+int32_t WriteFd(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    ssize_t n = ::write(fd.get(), bytes.data(), bytes.size());
+    ssize_t n = ::write(fd, bytes.data(), bytes.size());
     if (n < 0) {
       if (errno == EINTR) continue;
       return FromErrno(errno);
     }
     bytes.remove_prefix(static_cast<size_t>(n));
   }
-  if (fd.Close() != 0) return FromErrno(errno);
   return 0;
 }
+
+// Writes in place: only for a folder that refuses new files but lets this one be changed.
+int32_t WriteInPlace(const std::string& path, std::string_view bytes) {
+  Fd fd(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+  if (fd.get() < 0) return ErrorFor(errno, path);
+  if (int32_t e = WriteFd(fd.get(), bytes)) return e;
+  if (::fsync(fd.get()) != 0) return FromErrno(errno);
+  return fd.Close() != 0 ? FromErrno(errno) : 0;
+}
+
+void SyncFolder(const std::string& folder) {
+  Fd fd(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.get() >= 0) ::fsync(fd.get());
+}
+
+}  // namespace
+
+int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
+  // A link is followed, so that the file it names gets the new content, not the link.
+  std::string target = path;
+  struct stat st;
+  bool exists = ::lstat(path.c_str(), &st) == 0;
+  if (exists && S_ISLNK(st.st_mode)) {
+    if (char* real = ::realpath(path.c_str(), nullptr)) {
+      target = real;
+      std::free(real);
+    }
+    exists = ::stat(target.c_str(), &st) == 0;
+  }
+  if (exists && S_ISDIR(st.st_mode)) return 75;
+  size_t slash = target.find_last_of('/');
+  std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+  std::string temp_name =
+      folder + "." + target.substr(slash == std::string::npos ? 0 : slash + 1) + ".XXXXXX";
+  std::vector<char> temp(temp_name.begin(), temp_name.end());
+  temp.push_back('\0');
+  Fd fd(::mkostemp(temp.data(), O_CLOEXEC));
+  if (fd.get() < 0) {
+    int e = errno;
+    if (exists && (e == EACCES || e == EPERM)) return WriteInPlace(target, bytes);
+    return ErrorFor(e, target);
+  }
+  auto fail = [&](int32_t error) {
+    ::unlink(temp.data());
+    return error;
+  };
+  // The new file keeps the old one's permissions; a new file gets the usual ones.
+  mode_t mode = exists ? (st.st_mode & 07777) : (0666 & ~CurrentUmask());
+  if (::fchmod(fd.get(), mode) != 0 && exists) return fail(FromErrno(errno));
+  if (int32_t e = WriteFd(fd.get(), bytes)) return fail(e);
+  if (::fsync(fd.get()) != 0) return fail(FromErrno(errno));
+  if (fd.Close() != 0) return fail(FromErrno(errno));
+  if (::rename(temp.data(), target.c_str()) != 0) return fail(ErrorFor(errno, target));
+  SyncFolder(folder);
+  return 0;
+}
+
+namespace {
 
 class RealFileSystem : public FileSystem {
  public:
@@ -151,7 +224,7 @@ class RealFileSystem : public FileSystem {
   int32_t CopyFile(const String& from, const String& to) override {
     std::string bytes;
     if (int32_t e = ReadAll(NativePath(from), bytes)) return e;
-    return WriteAll(NativePath(to), bytes);
+    return ReplaceFileContent(NativePath(to), bytes);
   }
 
   int32_t DeleteFile(const String& path) override {
@@ -167,7 +240,7 @@ class RealFileSystem : public FileSystem {
   }
 
   int32_t WriteFile(const String& path, std::string_view bytes) override {
-    return WriteAll(NativePath(path), bytes);
+    return ReplaceFileContent(NativePath(path), bytes);
   }
 };
 

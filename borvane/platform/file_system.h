@@ -32,12 +32,13 @@ class FileSystem {
   // True for a normal file: not a folder, and not hidden (on Linux a name that begins with
   // ".").
   virtual bool IsNormalFile(const String& path) = 0;
-  // Copies `from` over `to` (created or replaced).
+  // Copies `from` over `to` (created or replaced, as WriteFile does).
   virtual int32_t CopyFile(const String& from, const String& to) = 0;
   virtual int32_t DeleteFile(const String& path) = 0;
   // The whole content of the file into `bytes`.
   virtual int32_t ReadFile(const String& path, std::string& bytes) = 0;
-  // Replaces the content of the file (created if missing; its folder must exist).
+  // Replaces the content of the file (created if missing; its folder must exist), as
+  // ReplaceFileContent does: never a moment without the old or the new content.
   virtual int32_t WriteFile(const String& path, std::string_view bytes) = 0;
 
   static FileSystem& Real();
@@ -49,6 +50,13 @@ inline FileSystem& Files() {
 
 // The path as the system takes it: "\" turned into "/", UTF-8.
 std::string NativePath(const String& path);
+
+// Replaces the content of the file at the native `path` so that a crash at any moment leaves
+// either the old or the new content there: the bytes go to a new file beside it, which is
+// synced and renamed over it, and the folder is synced. A link is followed; the file keeps its
+// permissions. Where the folder refuses new files but the file itself may be written, it is
+// written in place (the only way left to change it). 0 or the platform's file error.
+int32_t ReplaceFileContent(const std::string& path, std::string_view bytes);
 
 // Files and folders held in memory, for tests. Every operation can be made to fail: Fail(op,
 // n, error) makes the n-th call of `op` from now on (1 = the next) return `error` without
