@@ -234,8 +234,9 @@ bool CBool(const Variant& v) {
       return v.GetIf<Currency>()->raw != 0;
     case vbString: {
       std::u16string_view s = v.StringRef().view();
-      if (EqualsNoCase(s, u"True") || EqualsNoCase(s, u"#TRUE#")) return true;
-      if (EqualsNoCase(s, u"False") || EqualsNoCase(s, u"#FALSE#")) return false;
+      // The literal forms are read as the runtime writes them, in capitals only.
+      if (EqualsNoCase(s, u"True") || s == u"#TRUE#") return true;
+      if (EqualsNoCase(s, u"False") || s == u"#FALSE#") return false;
       return ParseDouble(v.StringRef()) != 0;
     }
     case vbObject:

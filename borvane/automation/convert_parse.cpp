@@ -168,10 +168,15 @@ ReadResult ReadNumber(std::u16string_view text, const LocaleInfo& locale, Number
     if (exp_negative) exponent = -exponent;
   }
 
+  // Behind the amount the currency symbol may stand more than once ("7$$"), around a sign.
+  auto trailing_currency = [&] {
+    if (locale.currency.empty()) return;
+    while (c.TakeText(locale.currency.view())) c.SkipBlanks();
+  };
   c.SkipBlanks();
-  if (!currency && c.TakeText(locale.currency.view())) currency = true, c.SkipBlanks();
+  trailing_currency();
   if (!sign && c.Take(u'-')) sign = true, out.negative = true, c.SkipBlanks();
-  if (!currency && c.TakeText(locale.currency.view())) currency = true, c.SkipBlanks();
+  trailing_currency();
   if (paren) {
     if (sign || !c.Take(u')')) return ReadResult::kMismatch;
     out.negative = true;
@@ -343,6 +348,12 @@ double Val(const String& text) {
   n.negative = negative;
   double value = 0;
   if (!detail::ToDouble(n, value)) ThrowPlatformError(kErrOverflow);
+  // A type-declaration character may follow, as behind a literal; an Integer (%) or a Long (&)
+  // cannot have a fractional part.
+  skip();
+  char16_t type_char = at(i);
+  if ((type_char == u'%' || type_char == u'&') && value != std::trunc(value))
+    ThrowPlatformError(kErrTypeMismatch);
   return value == 0 ? 0.0 : value;
 }
 

@@ -127,6 +127,8 @@ TEST(TextToNumber, AcceptsSignsSymbolsGroupsAndRadixForms) {
                                                    {"( 5 )", -5},
                                                    {"$5", 5},
                                                    {"5$", 5},
+                                                   {"$7$$", 7},
+                                                   {"7$ - $", -7},
                                                    {"-$5", -5},
                                                    {"$-5", -5},
                                                    {"($1,234.50)", -1234.5},
@@ -149,7 +151,7 @@ TEST(TextToNumber, AcceptsSignsSymbolsGroupsAndRadixForms) {
 TEST(TextToNumber, RejectsLeftoversAndOverflows) {
   for (const char* bad :
        {"",   "   ", ",5",  ".",     "1.2.3", "1e",  "1e+", "--5", "(-5)",    "5-5", "(5",
-        "5)", "&H",  "&HG", "&H1 2", "abc",   "1 2", "$",   "5$$", "1,5.2,1", "+"}) {
+        "5)", "&H",  "&HG", "&H1 2", "abc",   "1 2", "$",   "$$7", "1,5.2,1", "+"}) {
     EXPECT_EQ(ErrorOf([&] { CDbl(bad); }), 13) << bad;
     EXPECT_FALSE(IsNumeric(bad)) << bad;
   }
@@ -212,7 +214,9 @@ TEST(TextToBoolean, NamesThenNumbers) {
   EXPECT_TRUE(CBool("true"));
   EXPECT_FALSE(CBool("FALSE"));
   EXPECT_TRUE(CBool("#TRUE#"));
-  EXPECT_FALSE(CBool("#false#"));
+  EXPECT_FALSE(CBool("#FALSE#"));
+  EXPECT_EQ(ErrorOf([] { CBool("#false#"); }), 13);
+  EXPECT_EQ(ErrorOf([] { CBool("#True#"); }), 13);
   EXPECT_FALSE(CBool("0.0"));
   EXPECT_TRUE(CBool("-1"));
   EXPECT_TRUE(CBool(" 0.5 "));
@@ -240,6 +244,14 @@ TEST(ValConversion, ScansItsOwnWay) {
   EXPECT_FALSE(std::signbit(Val("-0")));
   EXPECT_EQ(ErrorOf([] { Val("1e400"); }), 6);
   EXPECT_EQ(ErrorOf([] { Val("&H100000000"); }), 6);
+  // A type-declaration character behind the number.
+  EXPECT_EQ(Val("25%"), 25);
+  EXPECT_EQ(Val("2.5!"), 2.5);
+  EXPECT_EQ(Val("2.5 #"), 2.5);
+  EXPECT_EQ(Val("1.5@"), 1.5);
+  EXPECT_EQ(Val("2.0&"), 2);
+  EXPECT_EQ(ErrorOf([] { Val("2.5%"); }), 13);
+  EXPECT_EQ(ErrorOf([] { Val("2.5&"); }), 13);
 }
 
 TEST(Conversions, EmptyNullMissingAndErrors) {
