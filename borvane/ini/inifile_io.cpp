@@ -106,14 +106,15 @@ void Inifile::WriteIniFile(String& strPath) {
     if (files.IsNormalFile(strPath)) {
       String temp = GetTempFilePath();
       if (int32_t e = files.CopyFile(strPath, temp)) ThrowPlatformError(e);
-      if (int32_t e = files.DeleteFile(strPath)) ThrowPlatformError(e);
       temp_path = temp;
       remembered = true;
     }
     {
       platform::PrivateProfile& profile = platform::Profile();
-      // The writes collect in the profile's copy of the file and reach the disk once.
-      platform::ProfileBatch batch(profile, strPath);
+      // The writes start from an empty file, as after deleting the old one, and reach the disk
+      // once: the new content replaces the old in one step (or the file goes, when the tree
+      // writes nothing), so that the path never holds a part of either.
+      platform::ProfileBatch batch(profile, strPath, /*replace=*/true);
       PassAnsi(strPath);
       Ref<IniFileSections> sections = Sections();
       for (int32_t s = 1; s <= sections->Count(); ++s) {
@@ -126,8 +127,8 @@ void Inifile::WriteIniFile(String& strPath) {
         }
       }
       // The result of a write is not looked at, as the platform's callers do not: a write that
-      // fails where there was no file loses nothing. But a file taken away above must not
-      // vanish with its temporary copy, so there a failed write is a failure.
+      // fails where there was no file loses nothing. Where there was one, a failed write is a
+      // failure, so that the caller hears of the old content staying.
       int32_t written = batch.Commit();
       if (written && remembered) ThrowPlatformError(written);
     }

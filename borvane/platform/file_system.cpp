@@ -136,15 +136,6 @@ int32_t WriteFd(int fd, std::string_view bytes) {
   return 0;
 }
 
-// Writes in place: only for a folder that refuses new files but lets this one be changed.
-int32_t WriteInPlace(const std::string& path, std::string_view bytes) {
-  Fd fd(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
-  if (fd.get() < 0) return ErrorFor(errno, path);
-  if (int32_t e = WriteFd(fd.get(), bytes)) return e;
-  if (::fsync(fd.get()) != 0) return FromErrno(errno);
-  return fd.Close() != 0 ? FromErrno(errno) : 0;
-}
-
 void SyncFolder(const std::string& folder) {
   Fd fd(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.get() >= 0) ::fsync(fd.get());
@@ -172,11 +163,9 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
   std::vector<char> temp(temp_name.begin(), temp_name.end());
   temp.push_back('\0');
   Fd fd(::mkostemp(temp.data(), O_CLOEXEC));
-  if (fd.get() < 0) {
-    int e = errno;
-    if (exists && (e == EACCES || e == EPERM)) return WriteInPlace(target, bytes);
-    return ErrorFor(e, target);
-  }
+  // A folder that refuses new files refuses the replacement too: writing in place instead
+  // would lose the file to a crash in the middle.
+  if (fd.get() < 0) return ErrorFor(errno, target);
   auto fail = [&](int32_t error) {
     ::unlink(temp.data());
     return error;
@@ -326,7 +315,7 @@ int32_t MemoryFileSystem::CopyFile(const String& from, const String& to) {
   auto it = files_.find(NativePath(from));
   if (it == files_.end()) return kErrFileNotFound;
   std::string target = NativePath(to);
-  if (int32_t e = CheckFolder(target, !files_.count(target))) return e;
+  if (int32_t e = CheckFolder(target, true)) return e;
   files_[target] = it->second;
   return 0;
 }
@@ -351,7 +340,8 @@ int32_t MemoryFileSystem::ReadFile(const String& path, std::string& bytes) {
 int32_t MemoryFileSystem::WriteFile(const String& path, std::string_view bytes) {
   if (int32_t e = Injected(kWrite)) return e;
   std::string p = NativePath(path);
-  if (int32_t e = CheckFolder(p, !files_.count(p))) return e;
+  // A write replaces the file through a new one beside it, which a read-only folder refuses.
+  if (int32_t e = CheckFolder(p, true)) return e;
   files_[p] = std::string(bytes);
   return 0;
 }

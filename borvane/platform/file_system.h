@@ -54,13 +54,14 @@ std::string NativePath(const String& path);
 // Replaces the content of the file at the native `path` so that a crash at any moment leaves
 // either the old or the new content there: the bytes go to a new file beside it, which is
 // synced and renamed over it, and the folder is synced. A link is followed; the file keeps its
-// permissions. Where the folder refuses new files but the file itself may be written, it is
-// written in place (the only way left to change it). 0 or the platform's file error.
+// permissions. A folder that refuses new files refuses the replacement too (70). 0 or the
+// platform's file error.
 int32_t ReplaceFileContent(const std::string& path, std::string_view bytes);
 
 // Files and folders held in memory, for tests. Every operation can be made to fail: Fail(op,
 // n, error) makes the n-th call of `op` from now on (1 = the next) return `error` without
-// doing anything. A read-only folder refuses new files, deletions and writes in it.
+// doing anything. A read-only folder refuses new files, deletions, writes and copies in it,
+// since a write replaces its file through a new one beside it.
 class MemoryFileSystem : public FileSystem {
  public:
   enum Op { kCreateTemp, kCopy, kDelete, kRead, kWrite, kOpCount };

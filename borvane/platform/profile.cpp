@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "borvane/automation/codepage.h"
+#include "borvane/automation/error.h"
 #include "borvane/platform/file_system.h"
 
 namespace borvane::platform {
@@ -28,7 +29,12 @@ ProfileDocument& CachingProfile::Open(const String& path, ProfileDocument& scrat
 
 int32_t CachingProfile::Flush() {
   int32_t error = 0;
-  if (current_ && document_.Modified()) error = Store(current_path_, document_.Serialize());
+  if (current_ && document_.Modified()) {
+    error = Store(current_path_, document_.Serialize());
+  } else if (current_ && replace_) {
+    error = Remove(current_path_);  // replaced by nothing
+  }
+  replace_ = false;
   current_.reset();
   current_path_ = String();
   // Let go of the file and its parse. Loading an empty file instead would keep their memory (a
@@ -62,10 +68,14 @@ bool CachingProfile::WriteString(const String& section, const String& key, const
   return Store(path, doc.Serialize()) == 0;
 }
 
-void CachingProfile::BeginBatch(const String& path) {
+void CachingProfile::BeginBatch(const String& path, bool replace) {
   if (batch_) Flush();
   batch_ = true;
-  (void)path;  // the file is loaded by the batch's first call
+  if (!replace) return;  // the file is loaded by the batch's first call
+  current_ = NativePath(path);
+  current_path_ = path;
+  document_.Load(std::string());
+  replace_ = true;
 }
 
 int32_t CachingProfile::EndBatch() {
@@ -81,6 +91,11 @@ bool FileProfile::Load(const String& path, std::string& bytes) {
 
 int32_t FileProfile::Store(const String& path, const std::string& bytes) {
   return Files().WriteFile(path, bytes);
+}
+
+int32_t FileProfile::Remove(const String& path) {
+  int32_t error = Files().DeleteFile(path);
+  return error == kErrFileNotFound ? 0 : error;
 }
 
 PrivateProfile& PrivateProfile::Real() {
@@ -111,6 +126,12 @@ bool MemoryProfile::Load(const String& path, std::string& bytes) {
 int32_t MemoryProfile::Store(const String& path, const std::string& bytes) {
   if (store_error_) return store_error_;
   files_[NativePath(path)] = bytes;
+  return 0;
+}
+
+int32_t MemoryProfile::Remove(const String& path) {
+  if (store_error_) return store_error_;
+  files_.erase(NativePath(path));
   return 0;
 }
 

@@ -40,7 +40,10 @@ class PrivateProfile {
                            const String& path) = 0;
 
   // Starts a sequence of calls on `path` (one batch at a time; a second Begin ends the first).
-  virtual void BeginBatch(const String& path) = 0;
+  // A replacing batch starts from an empty file instead of the one at `path`, which stays
+  // untouched until EndBatch puts the new content in its place in one step (or removes the
+  // file when the batch wrote nothing to it): a writer that dies leaves the old file whole.
+  virtual void BeginBatch(const String& path, bool replace = false) = 0;
   // Writes the current file if it changed and ends the batch: 0, or the file error that kept
   // the file from being written. Without a batch, 0.
   virtual int32_t EndBatch() = 0;
@@ -57,8 +60,9 @@ inline PrivateProfile& Profile() {
 // are written either way: nothing done is rolled back.
 class ProfileBatch {
  public:
-  ProfileBatch(PrivateProfile& profile, const String& path) : profile_(profile) {
-    profile_.BeginBatch(path);
+  ProfileBatch(PrivateProfile& profile, const String& path, bool replace = false)
+      : profile_(profile) {
+    profile_.BeginBatch(path, replace);
   }
   ~ProfileBatch() {
     if (open_) profile_.EndBatch();
@@ -84,7 +88,7 @@ class CachingProfile : public PrivateProfile {
                       const String& path) override;
   bool WriteString(const String& section, const String& key, const String& value,
                    const String& path) override;
-  void BeginBatch(const String& path) override;
+  void BeginBatch(const String& path, bool replace = false) override;
   int32_t EndBatch() override;
 
  protected:
@@ -92,6 +96,8 @@ class CachingProfile : public PrivateProfile {
   virtual bool Load(const String& path, std::string& bytes) = 0;
   // Writes the file: 0 or the file error.
   virtual int32_t Store(const String& path, const std::string& bytes) = 0;
+  // Removes the file: 0 (also when there was none) or the file error.
+  virtual int32_t Remove(const String& path) = 0;
 
  private:
   // The document of `path`: the batch's own, or `scratch` loaded for this call only.
@@ -99,6 +105,7 @@ class CachingProfile : public PrivateProfile {
   int32_t Flush();
 
   bool batch_ = false;
+  bool replace_ = false;                // the batch's file is replaced whole at its end
   std::optional<std::string> current_;  // native path of the batch's loaded file
   String current_path_;
   ProfileDocument document_;
@@ -109,6 +116,7 @@ class FileProfile : public CachingProfile {
  protected:
   bool Load(const String& path, std::string& bytes) override;
   int32_t Store(const String& path, const std::string& bytes) override;
+  int32_t Remove(const String& path) override;
 };
 
 // Files held in memory by native path, for tests.
@@ -124,6 +132,7 @@ class MemoryProfile : public CachingProfile {
  protected:
   bool Load(const String& path, std::string& bytes) override;
   int32_t Store(const String& path, const std::string& bytes) override;
+  int32_t Remove(const String& path) override;
 
  private:
   std::map<std::string, std::string> files_;
