@@ -22,6 +22,7 @@ enum PlatformError : int32_t {
   kErrFileNotFound = 53,       // "File not found"
   kErrPathNotFound = 76,       // "Path not found"
   kErrPermissionDenied = 70,   // "Permission denied"
+  kErrPathFileAccess = 75,     // "Path/File access error"
   kErrFileAlreadyExists = 58,  // "File already exists"
   kErrDeviceIO = 57,           // "Device I/O error"
   kErrObjectNotSet = 91,       // "Object variable or With block variable not set"

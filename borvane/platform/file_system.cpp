@@ -44,7 +44,7 @@ int32_t FromErrno(int e) {
     case EISDIR:
     case EBUSY:
     case ETXTBSY:
-      return 75;  // Path/File access error
+      return kErrPathFileAccess;
     case ENAMETOOLONG:
       return kErrBadFileName;
     default:
@@ -108,7 +108,7 @@ int32_t ReadAll(const std::string& path, std::string& bytes) {
   if (fd.get() < 0) return ErrorFor(errno, path);
   struct stat st;
   if (::fstat(fd.get(), &st) != 0) return FromErrno(errno);
-  if (S_ISDIR(st.st_mode)) return 75;
+  if (S_ISDIR(st.st_mode)) return kErrPathFileAccess;
   bytes.clear();
   if (st.st_size > 0) bytes.reserve(static_cast<size_t>(st.st_size));
   char chunk[1 << 16];
@@ -155,7 +155,7 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
     }
     exists = ::stat(target.c_str(), &st) == 0;
   }
-  if (exists && S_ISDIR(st.st_mode)) return 75;
+  if (exists && S_ISDIR(st.st_mode)) return kErrPathFileAccess;
   size_t slash = target.find_last_of('/');
   std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
   std::string temp_name =

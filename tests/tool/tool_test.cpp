@@ -106,9 +106,26 @@ TEST_F(ToolTest, DocumentCommands) {
   EXPECT_EQ(r.out, "\t\t<Output Dock=\"bottom\" Visible=TRUE>\n\t\t\"\"\n\t\t</Output>\n");
   r = Run("doc find " + Example("settings.xml") + " Nowhere");
   EXPECT_EQ(r.status, 1);
-  r = Run("doc format /nonexistent/file.xml");
+  r = Run("doc format " + (dir_ / "missing.xml").string());
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("(error 53)"), std::string::npos);
+  EXPECT_NE(r.err.find("File not found (error 53)"), std::string::npos);
+  EXPECT_NE(Run("doc format /nonexistent/file.xml").err.find("Path not found (error 76)"),
+            std::string::npos);
+}
+
+TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {
+  const std::string folder = dir_.string();
+  for (const char* command : {"doc format ", "ini dump ", "font-settings --load "}) {
+    Result r = Run(command + folder);
+    EXPECT_EQ(r.status, 1) << command;
+    EXPECT_EQ(r.err, "borvane: " + folder + ": Path/File access error (error 75)\n") << command;
+  }
+  std::ofstream(dir_ / "empty.xml").flush();
+  Result r = Run("doc format " + (dir_ / "empty.xml").string());
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "borvane: " + (dir_ / "empty.xml").string() + ": the file holds no document\n");
+  EXPECT_EQ(Run("doc select - Font", "").err,
+            "borvane: standard input: the file holds no document\n");
 }
 
 TEST_F(ToolTest, IniCommands) {

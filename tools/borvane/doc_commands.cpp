@@ -23,6 +23,9 @@ Object LoadDoc(const std::string& path) {
   Object doc = CreateObject("Borvane.Doc");
   std::vector<Variant> args = {Variant(ReadTextFile(path))};
   CallByName(doc, "ReadXML", VbMethod, args);
+  if (CLng(CallByName(doc, "Count", VbGet)) == 0)
+    throw ToolError{(path == "-" ? std::string("standard input") : path) +
+                    ": the file holds no document"};
   return doc;
 }
 
@@ -50,7 +53,6 @@ int DocCommand(const Args& args) {
   }
   if (sub == "find" && args.size() == 3) {
     Object doc = LoadDoc(args[1]);
-    if (CLng(CallByName(doc, "Count", VbGet)) == 0) return 1;
     Object root = CallByName(doc, "Item", VbGet, {Variant(int32_t{1})}).ToObject();
     Object found =
         CallByName(root, "SelectSingleNode", VbMethod, {V(args[2]), Variant(true)}).ToObject();

@@ -1,5 +1,6 @@
 // borvane: a thin command-line client of the library, to look into settings documents, read
 // or change INI values, and see what an object exposes.
+#include <sys/stat.h>
 #include <unistd.h>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "borvane/platform/file_system.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -49,13 +51,23 @@ std::string ReadBytes(const std::string& path) {
     ss << std::cin.rdbuf();
     return ss.str();
   }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw Error(kErrFileNotFound, String::FromUtf8(path), "File not found");
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::string bytes;
+  if (int32_t e = platform::Files().ReadFile(String::FromUtf8(path), bytes)) {
+    throw Error(e, String::FromUtf8(path), Error::StandardDescription(e));
+  }
+  return bytes;
 }
 
 std::string PathFor(const std::string& path) {
-  if (path != "-") return path;
+  if (path != "-") {
+    // The library reads a folder as no file at all; the tool says what it is.
+    struct stat st;
+    if (::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+      throw Error(kErrPathFileAccess, String::FromUtf8(path),
+                  Error::StandardDescription(kErrPathFileAccess));
+    }
+    return path;
+  }
   std::string bytes = ReadBytes(path);
   const char* dir = std::getenv("TMPDIR");
   std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/borvane-stdin-XXXXXX";
@@ -116,6 +128,9 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "borvane: unknown command '%s'\n%s", command.c_str(), kUsage);
       status = 2;
     }
+  } catch (const ToolError& e) {
+    std::fprintf(stderr, "borvane: %s\n", e.message.c_str());
+    status = 1;
   } catch (const UsageError& e) {
     std::fprintf(stderr, "borvane: %s\n", e.message.c_str());
     status = 2;

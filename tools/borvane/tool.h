@@ -17,12 +17,19 @@ struct UsageError {
   std::string message;
 };
 
-// Reads a whole file as UTF-8 text ("-" is standard input). Raises error 53 for a missing
-// file, as the library does.
+// A failure the tool finds itself, printed as "borvane: <message>", exit status 1.
+struct ToolError {
+  std::string message;
+};
+
+// Reads a whole file as UTF-8 text ("-" is standard input). Raises the platform's file error
+// (53 for a missing file, 70 for one that may not be read, 75 for a folder) with the path as
+// its Source.
 String ReadTextFile(const std::string& path);
-// Reads a whole file as bytes ("-" is standard input).
+// Reads a whole file as bytes ("-" is standard input), raising as ReadTextFile does.
 std::string ReadBytes(const std::string& path);
 // A path the library can open: "-" is copied to a temporary file first (removed at exit).
+// A folder raises error 75 with the path as its Source.
 std::string PathFor(const std::string& path);
 
 void Print(const String& text);           // UTF-8, no line end added
