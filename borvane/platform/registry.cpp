@@ -1,9 +1,7 @@
 #include "borvane/platform/registry.h"
 
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <fstream>
+#include <algorithm>
+#include <cstring>
 #include <sstream>
 
 #include "borvane/automation/text.h"
@@ -12,105 +10,292 @@ namespace borvane::platform {
 
 namespace {
 
-std::u16string Fold(const String& s) {
-  return UCase(s).str();
+constexpr std::u16string_view kClassesRoot = u"HKEY_CLASSES_ROOT";
+
+struct RootName {
+  std::u16string_view full;
+  std::u16string_view short_name;
+};
+constexpr RootName kRoots[] = {
+    {u"HKEY_CLASSES_ROOT", u"HKCR"},   {u"HKEY_CURRENT_USER", u"HKCU"},
+    {u"HKEY_LOCAL_MACHINE", u"HKLM"},  {u"HKEY_USERS", u"HKU"},
+    {u"HKEY_CURRENT_CONFIG", u"HKCC"},
+};
+
+bool SameNoCase(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() && FoldRegistryName(String(a)) == FoldRegistryName(String(b));
 }
 
-// Trims "\" at both ends, so that "A\B\" and "A\B" name one key.
-String NormalizeKey(const String& key) {
+// The part of a canonical path behind its root ("" for the root itself).
+std::u16string_view BelowRoot(const String& canonical) {
+  std::u16string_view v = canonical.view();
+  size_t slash = v.find(u'\\');
+  return slash == std::u16string_view::npos ? std::u16string_view() : v.substr(slash + 1);
+}
+
+bool IsClassesView(const String& canonical) {
+  return canonical.view().substr(0, kClassesRoot.size()) == kClassesRoot;
+}
+
+String Join(std::u16string_view a, std::u16string_view b) {
+  std::u16string s(a);
+  if (!b.empty()) {
+    s += u'\\';
+    s += b;
+  }
+  return String(s);
+}
+
+}  // namespace
+
+std::u16string FoldRegistryName(const String& name) {
+  return UCase(name).str();
+}
+
+RegistryValue RegistryValue::Text(String name, const String& text, uint32_t type) {
+  RegistryValue v;
+  v.name = std::move(name);
+  v.type = type;
+  std::u16string_view t = text.view();
+  v.data.resize((t.size() + (type == REG_MULTI_SZ ? 2 : 1)) * 2, '\0');
+  for (size_t i = 0; i < t.size(); ++i) {
+    v.data[2 * i] = static_cast<char>(t[i] & 0xFF);
+    v.data[2 * i + 1] = static_cast<char>(t[i] >> 8);
+  }
+  return v;
+}
+
+RegistryValue RegistryValue::Dword(String name, uint32_t value) {
+  RegistryValue v;
+  v.name = std::move(name);
+  v.type = REG_DWORD;
+  v.data.resize(4);
+  std::memcpy(v.data.data(), &value, 4);
+  return v;
+}
+
+String RegistryValue::AsText() const {
+  if (!IsText()) return String();
+  std::u16string out;
+  for (size_t i = 0; i + 1 < data.size(); i += 2) {
+    char16_t c = static_cast<char16_t>(static_cast<uint8_t>(data[i]) |
+                                       static_cast<uint8_t>(data[i + 1]) << 8);
+    if (c == 0) break;
+    out += c;
+  }
+  return String(out);
+}
+
+String RegistryStore::Canonical(const String& key) {
   std::u16string_view v = key.view();
   while (!v.empty() && v.front() == u'\\') v.remove_prefix(1);
   while (!v.empty() && v.back() == u'\\') v.remove_suffix(1);
-  return String(v);
+  size_t slash = v.find(u'\\');
+  std::u16string_view root = v.substr(0, slash);
+  for (const RootName& r : kRoots) {
+    if (SameNoCase(root, r.full) || SameNoCase(root, r.short_name)) {
+      return slash == std::u16string_view::npos ? String(r.full)
+                                                : Join(r.full, v.substr(slash + 1));
+    }
+  }
+  return String();
 }
+
+String RegistryStore::ReadTarget(const String& canonical) {
+  if (!IsClassesView(canonical)) return canonical;
+  String user = Join(u"HKEY_CURRENT_USER\\Software\\Classes", BelowRoot(canonical));
+  if (StoredKeyExists(user)) return user;
+  return Join(u"HKEY_LOCAL_MACHINE\\Software\\Classes", BelowRoot(canonical));
+}
+
+String RegistryStore::WriteTarget(const String& canonical) {
+  return ReadTarget(canonical);
+}
+
+std::vector<std::shared_ptr<ComputedKeys>> RegistryStore::Providers() {
+  std::lock_guard<std::mutex> lock(providers_mutex_);
+  return providers_;
+}
+
+void RegistryStore::AddComputedKeys(std::shared_ptr<ComputedKeys> provider) {
+  std::lock_guard<std::mutex> lock(providers_mutex_);
+  providers_.push_back(std::move(provider));
+}
+
+bool RegistryStore::IsReadOnly(const String& key) {
+  String c = Canonical(key);
+  if (c.empty()) return false;
+  for (auto& p : Providers())
+    if (p->ReadOnly(ReadTarget(c))) return true;
+  return false;
+}
+
+bool RegistryStore::KeyExists(const String& key) {
+  String c = Canonical(key);
+  if (c.empty()) return false;
+  if (BelowRoot(c).empty()) return true;  // a root always exists
+  String target = ReadTarget(c);
+  if (StoredKeyExists(target)) return true;
+  for (auto& p : Providers())
+    if (p->HasKey(target)) return true;
+  return false;
+}
+
+int32_t RegistryStore::CreateKey(const String& key) {
+  String c = Canonical(key);
+  if (c.empty()) return kRegInvalidParameter;
+  String target = WriteTarget(c);
+  if (IsReadOnly(c)) return StoredKeyExists(target) || KeyExists(c) ? kRegOk : kRegAccessDenied;
+  if (BelowRoot(target).empty()) return kRegOk;
+  return StoredCreateKey(target) ? kRegOk : kRegIoFailed;
+}
+
+bool RegistryStore::DeleteTree(const String& key) {
+  String c = Canonical(key);
+  if (c.empty() || BelowRoot(c).empty() || IsReadOnly(c)) return false;
+  return StoredDeleteTree(WriteTarget(c));
+}
+
+std::vector<String> RegistryStore::SubKeys(const String& key) {
+  String c = Canonical(key);
+  if (c.empty()) return {};
+  String target = ReadTarget(c);
+  std::vector<String> names = StoredSubKeys(target);
+  if (IsClassesView(c)) {
+    // The view lists the keys of both sides.
+    String machine = Join(u"HKEY_LOCAL_MACHINE\\Software\\Classes", BelowRoot(c));
+    if (!(machine == target)) {
+      for (String& n : StoredSubKeys(machine)) names.push_back(std::move(n));
+    }
+  }
+  for (auto& p : Providers())
+    for (String& n : p->SubKeys(target)) names.push_back(std::move(n));
+  std::vector<String> unique;
+  std::vector<std::u16string> seen;
+  for (String& n : names) {
+    std::u16string f = FoldRegistryName(n);
+    if (std::find(seen.begin(), seen.end(), f) != seen.end()) continue;
+    seen.push_back(std::move(f));
+    unique.push_back(std::move(n));
+  }
+  return unique;
+}
+
+int32_t RegistryStore::Values(const String& key, std::vector<RegistryValue>& values) {
+  values.clear();
+  String c = Canonical(key);
+  if (c.empty() || !KeyExists(c)) return kRegNotFound;
+  String target = ReadTarget(c);
+  values = StoredValues(target);
+  auto providers = Providers();
+  if (providers.empty()) return kRegOk;
+  std::vector<std::u16string> stored;
+  for (const RegistryValue& v : values) stored.push_back(FoldRegistryName(v.name));
+  std::sort(stored.begin(), stored.end());
+  for (auto& p : providers) {
+    for (RegistryValue& v : p->Values(target)) {
+      if (std::binary_search(stored.begin(), stored.end(), FoldRegistryName(v.name))) continue;
+      values.push_back(std::move(v));
+    }
+  }
+  return kRegOk;
+}
+
+int32_t RegistryStore::QueryInfo(const String& key, RegistryKeyInfo& info) {
+  info = RegistryKeyInfo{};
+  std::vector<RegistryValue> values;
+  if (int32_t e = Values(key, values)) return e;
+  std::vector<String> subkeys = SubKeys(key);
+  info.subkeys = static_cast<uint32_t>(subkeys.size());
+  for (const String& s : subkeys)
+    info.longest_subkey = std::max(info.longest_subkey, static_cast<uint32_t>(s.size()));
+  info.values = static_cast<uint32_t>(values.size());
+  for (const RegistryValue& v : values) {
+    info.longest_value_name =
+        std::max(info.longest_value_name, static_cast<uint32_t>(v.name.size()));
+    info.longest_value_data =
+        std::max(info.longest_value_data, static_cast<uint32_t>(v.data.size()));
+  }
+  return kRegOk;
+}
+
+int32_t RegistryStore::Query(const String& key, const String& name, RegistryValue& value) {
+  String c = Canonical(key);
+  if (c.empty()) return kRegNotFound;
+  String target = ReadTarget(c);
+  if (auto v = StoredValue(target, name)) {
+    value = std::move(*v);
+    return kRegOk;
+  }
+  std::u16string folded = FoldRegistryName(name);
+  for (auto& p : Providers()) {
+    for (RegistryValue& v : p->Values(target)) {
+      if (FoldRegistryName(v.name) == folded) {
+        value = std::move(v);
+        return kRegOk;
+      }
+    }
+  }
+  return kRegNotFound;
+}
+
+int32_t RegistryStore::Set(const String& key, const RegistryValue& value) {
+  String c = Canonical(key);
+  if (c.empty() || BelowRoot(c).empty()) return kRegInvalidParameter;
+  if (IsReadOnly(c)) return kRegAccessDenied;
+  return StoredSet(WriteTarget(c), value) ? kRegOk : kRegIoFailed;
+}
+
+int32_t RegistryStore::DeleteValue(const String& key, const String& name) {
+  String c = Canonical(key);
+  if (c.empty()) return kRegNotFound;
+  if (IsReadOnly(c)) return kRegAccessDenied;
+  return StoredDeleteValue(WriteTarget(c), name) ? kRegOk : kRegNotFound;
+}
+
+bool RegistryStore::SetValue(const String& key, const String& name, const String& value) {
+  return Set(key, RegistryValue::Text(name, value)) == kRegOk;
+}
+
+std::optional<String> RegistryStore::GetValue(const String& key, const String& name) {
+  RegistryValue v;
+  if (Query(key, name, v) != kRegOk || !v.IsText()) return std::nullopt;
+  return v.AsText();
+}
+
+// --- The memory store.
+
+namespace {
 
 bool IsBelow(const std::u16string& path, const std::u16string& parent) {
   return path.size() > parent.size() && path.compare(0, parent.size(), parent) == 0 &&
          path[parent.size()] == u'\\';
 }
 
-// The real store: the memory store kept in a file of the user's data folder, read on first
-// use and written after each change.
-class FileRegistry : public MemoryRegistry {
- public:
-  FileRegistry() {
-    const char* xdg = std::getenv("XDG_DATA_HOME");
-    const char* home = std::getenv("HOME");
-    std::string dir = xdg && *xdg ? std::string(xdg) + "/borvane"
-                      : home      ? std::string(home) + "/.local/share/borvane"
-                                  : std::string("/tmp/borvane");
-    path_ = dir + "/registry";
-    dir_ = dir;
-    std::ifstream in(path_, std::ios::binary);
-    if (in) {
-      std::stringstream ss;
-      ss << in.rdbuf();
-      Deserialize(ss.str());
-    }
-  }
-  bool SetValue(const String& key, const String& name, const String& value) override {
-    return MemoryRegistry::SetValue(key, name, value) && Save();
-  }
-  bool DeleteTree(const String& key) override {
-    bool existed = MemoryRegistry::DeleteTree(key);
-    return Save() && existed;
-  }
-
- private:
-  bool Save() {
-    std::string cmd_dir = dir_;
-    // Create the folder chain; an existing folder is fine.
-    for (size_t i = 1; i <= cmd_dir.size(); ++i) {
-      if (i == cmd_dir.size() || cmd_dir[i] == '/') {
-        std::string part = cmd_dir.substr(0, i);
-        ::mkdir(part.c_str(), 0755);
-      }
-    }
-    std::ofstream out(path_, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
-    out << Serialize();
-    return static_cast<bool>(out);
-  }
-  std::string path_, dir_;
-};
-
 }  // namespace
 
-RegistryStore& RegistryStore::Real() {
-  thread_local FileRegistry registry;
-  return registry;
+bool MemoryRegistry::StoredKeyExists(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return keys_.count(FoldRegistryName(key)) != 0;
 }
 
-bool MemoryRegistry::SetValue(const String& key_in, const String& name, const String& value) {
-  String key = NormalizeKey(key_in);
-  if (key.empty()) return false;
-  // Create the parents too, so that SubKeys lists them.
+bool MemoryRegistry::StoredCreateKey(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
   std::u16string_view v = key.view();
-  for (size_t i = 0; i <= v.size(); ++i) {
+  size_t first = v.find(u'\\');
+  for (size_t i = first; i != std::u16string_view::npos && i <= v.size(); ++i) {
     if (i == v.size() || v[i] == u'\\') {
       String part(v.substr(0, i));
-      auto& k = keys_[Fold(part)];
+      Key& k = keys_[FoldRegistryName(part)];
       if (k.path.empty()) k.path = part;
     }
   }
-  keys_[Fold(key)].values[Fold(name)] = {name, value};
   return true;
 }
 
-std::optional<String> MemoryRegistry::GetValue(const String& key, const String& name) {
-  auto it = keys_.find(Fold(NormalizeKey(key)));
-  if (it == keys_.end()) return std::nullopt;
-  auto v = it->second.values.find(Fold(name));
-  if (v == it->second.values.end()) return std::nullopt;
-  return v->second.second;
-}
-
-bool MemoryRegistry::KeyExists(const String& key) {
-  return keys_.count(Fold(NormalizeKey(key))) != 0;
-}
-
-bool MemoryRegistry::DeleteTree(const String& key) {
-  std::u16string folded = Fold(NormalizeKey(key));
+bool MemoryRegistry::StoredDeleteTree(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::u16string folded = FoldRegistryName(key);
   bool existed = keys_.erase(folded) != 0;
   for (auto it = keys_.begin(); it != keys_.end();) {
     if (IsBelow(it->first, folded)) {
@@ -123,45 +308,94 @@ bool MemoryRegistry::DeleteTree(const String& key) {
   return existed;
 }
 
-std::vector<String> MemoryRegistry::SubKeys(const String& key) {
-  std::u16string folded = Fold(NormalizeKey(key));
+std::vector<String> MemoryRegistry::StoredSubKeys(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::u16string folded = FoldRegistryName(key);
   std::vector<String> out;
-  for (const auto& [path, k] : keys_) {
-    if (IsBelow(path, folded) && path.find(u'\\', folded.size() + 1) == std::u16string::npos)
-      out.push_back(String(k.path.view().substr(folded.size() + 1)));
+  for (auto it = keys_.upper_bound(folded); it != keys_.end() && IsBelow(it->first, folded); ++it) {
+    if (it->first.find(u'\\', folded.size() + 1) == std::u16string::npos)
+      out.push_back(String(it->second.path.view().substr(folded.size() + 1)));
   }
   return out;
 }
 
-std::string MemoryRegistry::Serialize() const {
-  std::string out;
-  for (const auto& [path, k] : keys_) {
-    out += "[" + k.path.ToUtf8() + "]\n";
-    for (const auto& [folded, nv] : k.values)
-      out += (nv.first.empty() ? std::string("@") : nv.first.ToUtf8()) + "=" + nv.second.ToUtf8() +
-             "\n";
-  }
-  return out;
+std::vector<RegistryValue> MemoryRegistry::StoredValues(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = keys_.find(FoldRegistryName(key));
+  return it == keys_.end() ? std::vector<RegistryValue>() : it->second.values;
 }
 
-void MemoryRegistry::Deserialize(const std::string& text) {
-  keys_.clear();
+std::optional<RegistryValue> MemoryRegistry::StoredValue(const String& key, const String& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = keys_.find(FoldRegistryName(key));
+  if (it == keys_.end()) return std::nullopt;
+  std::u16string folded = FoldRegistryName(name);
+  for (const RegistryValue& v : it->second.values)
+    if (FoldRegistryName(v.name) == folded) return v;
+  return std::nullopt;
+}
+
+bool MemoryRegistry::StoredSet(const String& key, const RegistryValue& value) {
+  StoredCreateKey(key);
+  std::lock_guard<std::mutex> lock(mutex_);
+  Key& k = keys_[FoldRegistryName(key)];
+  std::u16string folded = FoldRegistryName(value.name);
+  for (RegistryValue& v : k.values) {
+    if (FoldRegistryName(v.name) == folded) {
+      v.type = value.type;
+      v.data = value.data;
+      return true;
+    }
+  }
+  k.values.push_back(value);
+  return true;
+}
+
+bool MemoryRegistry::StoredDeleteValue(const String& key, const String& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = keys_.find(FoldRegistryName(key));
+  if (it == keys_.end()) return false;
+  std::u16string folded = FoldRegistryName(name);
+  auto& values = it->second.values;
+  for (auto v = values.begin(); v != values.end(); ++v) {
+    if (FoldRegistryName(v->name) == folded) {
+      values.erase(v);
+      return true;
+    }
+  }
+  return false;
+}
+
+void ParseRegistryText(
+    const std::string& text,
+    const std::function<void(const String& key, const String* name, const String* value)>& visit) {
   std::istringstream in(text);
   std::string line;
   String current;
   while (std::getline(in, line)) {
     if (line.size() >= 2 && line.front() == '[' && line.back() == ']') {
       current = String::FromUtf8(line.substr(1, line.size() - 2));
-      auto& k = keys_[Fold(current)];
-      k.path = current;
+      visit(current, nullptr, nullptr);
       continue;
     }
     size_t eq = line.find('=');
     if (eq == std::string::npos || current.empty()) continue;
-    std::string name = line.substr(0, eq);
-    SetValue(current, name == "@" ? String() : String::FromUtf8(name),
-             String::FromUtf8(line.substr(eq + 1)));
+    std::string raw = line.substr(0, eq);
+    String name = raw == "@" ? String() : String::FromUtf8(raw);
+    String value = String::FromUtf8(line.substr(eq + 1));
+    visit(current, &name, &value);
   }
+}
+
+void MemoryRegistry::ImportText(const std::string& text) {
+  ParseRegistryText(text, [&](const String& key, const String* name, const String* value) {
+    if (Canonical(key).empty()) return;
+    if (!name) {
+      CreateKey(key);
+    } else {
+      Set(key, RegistryValue::Text(*name, *value));
+    }
+  });
 }
 
 }  // namespace borvane::platform

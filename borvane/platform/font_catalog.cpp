@@ -1,0 +1,125 @@
+#include "borvane/platform/font_catalog.h"
+
+#include <fontconfig/fontconfig.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+
+#include "borvane/platform/registry.h"
+
+namespace borvane::platform {
+
+namespace {
+
+class FontconfigCatalog : public FontCatalog {
+ public:
+  std::vector<InstalledFont> Fonts() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!loaded_ || !FcConfigUptoDate(nullptr)) {
+      // A font added or removed since: fontconfig reads its folders again.
+      if (loaded_) FcInitReinitialize();
+      Load();
+      loaded_ = true;
+    }
+    return fonts_;
+  }
+
+  std::string UserFontFolder() override {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data && *data) return std::string(data) + "/fonts";
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : "/tmp") + "/.local/share/fonts";
+  }
+
+ private:
+  void Load() {
+    fonts_.clear();
+    FcPattern* pattern = FcPatternCreate();
+    FcObjectSet* objects = FcObjectSetBuild(FC_FILE, FC_FULLNAME, FC_FONTFORMAT, FC_INDEX, nullptr);
+    FcFontSet* set = FcFontList(nullptr, pattern, objects);
+    for (int i = 0; set && i < set->nfont; ++i) {
+      FcPattern* font = set->fonts[i];
+      FcChar8 *file = nullptr, *name = nullptr, *format = nullptr;
+      int index = 0;
+      if (FcPatternGetString(font, FC_FILE, 0, &file) != FcResultMatch ||
+          FcPatternGetString(font, FC_FULLNAME, 0, &name) != FcResultMatch)
+        continue;
+      FcPatternGetInteger(font, FC_INDEX, 0, &index);
+      FcPatternGetString(font, FC_FONTFORMAT, 0, &format);
+      std::string fmt = format ? reinterpret_cast<const char*>(format) : "";
+      // The library's fonts are TrueType files; of a collection only its first face counts.
+      if (index != 0 || (fmt != "TrueType" && fmt != "CFF")) continue;
+      fonts_.push_back({String::FromUtf8(reinterpret_cast<const char*>(name)),
+                        reinterpret_cast<const char*>(file)});
+    }
+    std::sort(fonts_.begin(), fonts_.end(),
+              [](const InstalledFont& a, const InstalledFont& b) { return a.path < b.path; });
+    if (set) FcFontSetDestroy(set);
+    FcObjectSetDestroy(objects);
+    FcPatternDestroy(pattern);
+  }
+
+  std::mutex mutex_;
+  bool loaded_ = false;
+  std::vector<InstalledFont> fonts_;
+};
+
+constexpr std::u16string_view kFontsKeys[] = {
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts",
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Fonts",
+};
+constexpr std::u16string_view kShellFolders =
+    u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+
+bool SameKey(const String& key, std::u16string_view name) {
+  return FoldRegistryName(key) == FoldRegistryName(String(name));
+}
+
+bool IsFontsKey(const String& key) {
+  for (auto k : kFontsKeys)
+    if (SameKey(key, k)) return true;
+  return false;
+}
+
+class SystemKeys : public ComputedKeys {
+ public:
+  std::vector<RegistryValue> Values(const String& key) override {
+    std::vector<RegistryValue> out;
+    if (IsFontsKey(key)) {
+      for (const InstalledFont& f : InstalledFonts().Fonts())
+        out.push_back(
+            RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
+    } else if (SameKey(key, kShellFolders)) {
+      // As the desktop would, once the folder is there.
+      std::string folder = InstalledFonts().UserFontFolder();
+      struct stat st;
+      if (::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        out.push_back(RegistryValue::Text("Fonts", BackslashPath(folder)));
+    }
+    return out;
+  }
+  std::vector<String> SubKeys(const String&) override { return {}; }
+  bool HasKey(const String& key) override { return IsFontsKey(key); }
+};
+
+}  // namespace
+
+FontCatalog& FontCatalog::Real() {
+  static FontconfigCatalog catalog;
+  return catalog;
+}
+
+String BackslashPath(const std::string& native) {
+  std::string p = native;
+  for (char& c : p)
+    if (c == '/') c = '\\';
+  return String::FromUtf8(p);
+}
+
+void AddSystemComputedKeys(RegistryStore& store) {
+  store.AddComputedKeys(std::make_shared<SystemKeys>());
+}
+
+}  // namespace borvane::platform

@@ -1,0 +1,57 @@
+// The fonts the system knows, as fontconfig lists them, and the user's font folder.
+#ifndef BORVANE_PLATFORM_FONT_CATALOG_H_
+#define BORVANE_PLATFORM_FONT_CATALOG_H_
+
+#include <string>
+#include <vector>
+
+#include "borvane/automation/string.h"
+#include "borvane/platform/service.h"
+
+namespace borvane::platform {
+
+class RegistryStore;
+
+struct InstalledFont {
+  String full_name;  // the face's full name ("DejaVu Sans Bold")
+  std::string path;  // the file, as a native path
+};
+
+class FontCatalog {
+ public:
+  virtual ~FontCatalog() = default;
+  // The scalable (TrueType and OpenType) fonts installed, first faces only, in the order of
+  // their files. The real catalog reads fontconfig again only when its configuration changed.
+  virtual std::vector<InstalledFont> Fonts() = 0;
+  // The user's font folder, which may not exist yet: $XDG_DATA_HOME/fonts, else
+  // ~/.local/share/fonts (native path, no closing "/").
+  virtual std::string UserFontFolder() = 0;
+
+  static FontCatalog& Real();
+};
+
+inline FontCatalog& InstalledFonts() {
+  return Current<FontCatalog>::Get();
+}
+
+// A catalog held in memory, for tests.
+class MemoryFontCatalog : public FontCatalog {
+ public:
+  std::vector<InstalledFont> Fonts() override { return fonts; }
+  std::string UserFontFolder() override { return user_folder; }
+  std::vector<InstalledFont> fonts;
+  std::string user_folder = "/home/user/.local/share/fonts";
+};
+
+// A native path in the form the library's Strings use: "/" written as "\".
+String BackslashPath(const std::string& native);
+
+// Shows in `store` what the system knows already, read-only where the system owns it:
+// the installed fonts under both fonts keys of HKEY_LOCAL_MACHINE ("<full name> (TrueType)" =
+// the file's path) and the user's "Fonts" shell folder under HKEY_CURRENT_USER once the folder
+// exists. The fonts come from the catalog in force when the store is read.
+void AddSystemComputedKeys(RegistryStore& store);
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_FONT_CATALOG_H_

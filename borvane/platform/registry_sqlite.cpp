@@ -1,0 +1,319 @@
+// The real registry store: one SQLite database per user.
+//
+// Linux has no registry, and no machine-wide store that a user may write, so every root lives
+// in the user's database, HKEY_LOCAL_MACHINE included: installing a font or registering a help
+// file must not need an administrator. The database is shared by every thread of the process
+// (one connection behind a lock) and by every process of the user (WAL, a busy timeout, one
+// transaction per change, synced on commit), so no writer loses another's values and a crash
+// leaves the last committed state.
+#include "borvane/platform/registry_sqlite.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+
+#include "borvane/platform/font_catalog.h"
+
+namespace borvane::platform {
+
+namespace {
+
+std::string Env(const char* name) {
+  const char* v = std::getenv(name);
+  return v && *v ? std::string(v) : std::string();
+}
+
+void MakeFolders(const std::string& path) {
+  for (size_t i = 1; i < path.size(); ++i)
+    if (path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0700);
+}
+
+std::string Utf8Fold(const String& s) {
+  return String(FoldRegistryName(s)).ToUtf8();
+}
+
+// The parent of a canonical path ("" for a root).
+String ParentOf(const String& key) {
+  std::u16string_view v = key.view();
+  size_t slash = v.rfind(u'\\');
+  return slash == std::u16string_view::npos ? String() : String(v.substr(0, slash));
+}
+
+class Statement {
+ public:
+  Statement(sqlite3* db, const char* sql) {
+    if (sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr) != SQLITE_OK) stmt_ = nullptr;
+  }
+  ~Statement() { sqlite3_finalize(stmt_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  Statement& Bind(int i, const std::string& text) {
+    sqlite3_bind_text(stmt_, i, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& BindBlob(int i, const std::string& data) {
+    sqlite3_bind_blob(stmt_, i, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& Bind(int i, int64_t n) {
+    sqlite3_bind_int64(stmt_, i, n);
+    return *this;
+  }
+  // True while a row is there.
+  bool Step() { return stmt_ && sqlite3_step(stmt_) == SQLITE_ROW; }
+  // Runs a statement that gives no rows: true when it ran to its end.
+  bool Done() { return stmt_ && sqlite3_step(stmt_) == SQLITE_DONE; }
+  void Reset() {
+    if (!stmt_) return;
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+  }
+  std::string Text(int col) const {
+    const unsigned char* t = sqlite3_column_text(stmt_, col);
+    return t ? std::string(reinterpret_cast<const char*>(t),
+                           static_cast<size_t>(sqlite3_column_bytes(stmt_, col)))
+             : std::string();
+  }
+  std::string Blob(int col) const {
+    const void* b = sqlite3_column_blob(stmt_, col);
+    return b ? std::string(static_cast<const char*>(b),
+                           static_cast<size_t>(sqlite3_column_bytes(stmt_, col)))
+             : std::string();
+  }
+  int64_t Int(int col) const { return sqlite3_column_int64(stmt_, col); }
+
+ private:
+  sqlite3_stmt* stmt_ = nullptr;
+};
+
+constexpr const char* kSchema =
+    "CREATE TABLE IF NOT EXISTS keys(fold TEXT PRIMARY KEY, path TEXT NOT NULL,"
+    " parent TEXT NOT NULL);"
+    "CREATE INDEX IF NOT EXISTS keys_parent ON keys(parent);"
+    "CREATE TABLE IF NOT EXISTS vals(key TEXT NOT NULL, fold TEXT NOT NULL, name TEXT NOT NULL,"
+    " type INTEGER NOT NULL, data BLOB NOT NULL, seq INTEGER NOT NULL,"
+    " PRIMARY KEY(key, fold));"
+    "CREATE INDEX IF NOT EXISTS vals_order ON vals(key, seq);"
+    "CREATE TABLE IF NOT EXISTS meta(name TEXT PRIMARY KEY, value TEXT);";
+
+}  // namespace
+
+std::string RegistryDatabasePath() {
+  std::string path = Env("BORVANE_REGISTRY");
+  if (!path.empty()) return path;
+  std::string config = Env("XDG_CONFIG_HOME");
+  if (config.empty()) config = Env("HOME").empty() ? "/tmp" : Env("HOME") + "/.config";
+  return config + "/borvane/registry.db";
+}
+
+std::string EarlierRegistryTextPath() {
+  std::string data = Env("XDG_DATA_HOME");
+  if (data.empty()) data = Env("HOME").empty() ? "/tmp" : Env("HOME") + "/.local/share";
+  return data + "/borvane/registry";
+}
+
+SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path_(std::move(path)) {
+  MakeFolders(path_);
+  if (!Open()) {
+    // Not a database, or a damaged one: set it aside, never delete it, and start afresh.
+    Close();
+    std::string aside = path_ + ".damaged-" + std::to_string(std::time(nullptr));
+    std::rename(path_.c_str(), aside.c_str());
+    for (const char* suffix : {"-wal", "-shm"})
+      std::rename((path_ + suffix).c_str(), (aside + suffix).c_str());
+    std::fprintf(stderr, "borvane: the registry store %s was damaged; kept as %s, started anew\n",
+                 path_.c_str(), aside.c_str());
+    if (!Open()) {
+      Close();
+      std::fprintf(stderr, "borvane: the registry store %s cannot be opened\n", path_.c_str());
+    }
+  }
+  if (db_ && !import_path.empty()) ImportOnce(import_path);
+}
+
+SqliteRegistry::~SqliteRegistry() {
+  Close();
+}
+
+bool SqliteRegistry::Open() {
+  if (sqlite3_open_v2(path_.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) !=
+      SQLITE_OK)
+    return false;
+  sqlite3_busy_timeout(db_, 10000);
+  {
+    Statement check(db_, "PRAGMA quick_check");
+    if (!check.Step() || check.Text(0) != "ok") return false;
+  }  // done reading before the journal mode may change
+  return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=FULL") && Exec(kSchema);
+}
+
+void SqliteRegistry::Close() {
+  if (db_) sqlite3_close_v2(db_);
+  db_ = nullptr;
+}
+
+bool SqliteRegistry::Exec(const char* sql) {
+  return db_ && sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+void SqliteRegistry::ImportOnce(const std::string& import_path) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Statement done(db_, "SELECT value FROM meta WHERE name='imported'");
+  if (done.Step()) return;
+  std::ifstream in(import_path, std::ios::binary);
+  std::string text;
+  if (in) {
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    text = ss.str();
+  }
+  // The earlier store kept HKEY_CLASSES_ROOT as a root of its own; its keys go where a write
+  // through that view goes now. One transaction: the import happens whole or not at all.
+  Transaction([&] {
+    bool ok = true;
+    ParseRegistryText(text, [&](const String& key, const String* name, const String* value) {
+      String c = Canonical(key);
+      if (c.empty()) return;
+      if (c.view().substr(0, 17) == u"HKEY_CLASSES_ROOT")
+        c = String(u"HKEY_LOCAL_MACHINE\\Software\\Classes" + std::u16string(c.view().substr(17)));
+      ok = ok && CreateLocked(c) && (!name || SetLocked(c, RegistryValue::Text(*name, *value)));
+    });
+    Statement mark(db_, "INSERT OR REPLACE INTO meta(name, value) VALUES('imported', ?1)");
+    return ok && mark.Bind(1, import_path).Done();
+  });
+}
+
+bool SqliteRegistry::StoredKeyExists(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Statement q(db_, "SELECT 1 FROM keys WHERE fold=?1");
+  return q.Bind(1, Utf8Fold(key)).Step();
+}
+
+bool SqliteRegistry::CreateLocked(const String& key) {
+  Statement insert(db_, "INSERT OR IGNORE INTO keys(fold, path, parent) VALUES(?1, ?2, ?3)");
+  for (String k = key; !ParentOf(k).empty(); k = ParentOf(k)) {
+    insert.Bind(1, Utf8Fold(k)).Bind(2, k.ToUtf8()).Bind(3, Utf8Fold(ParentOf(k)));
+    if (!insert.Done()) return false;
+    bool made = sqlite3_changes(db_) > 0;
+    insert.Reset();
+    if (!made) break;  // the parents are there too
+  }
+  return true;
+}
+
+bool SqliteRegistry::StoredCreateKey(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return Transaction([&] { return CreateLocked(key); });
+}
+
+bool SqliteRegistry::StoredDeleteTree(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  bool existed = false;
+  Transaction([&] {
+    std::string fold = Utf8Fold(key), below = fold + "\\";
+    for (const char* sql : {"DELETE FROM vals WHERE key=?1 OR substr(key, 1, length(?2))=?2",
+                            "DELETE FROM keys WHERE fold=?1 OR substr(fold, 1, length(?2))=?2"}) {
+      Statement del(db_, sql);
+      if (!del.Bind(1, fold).Bind(2, below).Done()) return false;
+      existed |= sqlite3_changes(db_) > 0;
+    }
+    return true;
+  });
+  return existed;
+}
+
+std::vector<String> SqliteRegistry::StoredSubKeys(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<String> out;
+  Statement q(db_, "SELECT path FROM keys WHERE parent=?1 ORDER BY fold");
+  q.Bind(1, Utf8Fold(key));
+  while (q.Step()) {
+    String path = String::FromUtf8(q.Text(0));
+    out.push_back(String(path.view().substr(path.view().rfind(u'\\') + 1)));
+  }
+  return out;
+}
+
+std::vector<RegistryValue> SqliteRegistry::StoredValues(const String& key) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<RegistryValue> out;
+  Statement q(db_, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY seq");
+  q.Bind(1, Utf8Fold(key));
+  while (q.Step()) {
+    RegistryValue v;
+    v.name = String::FromUtf8(q.Text(0));
+    v.type = static_cast<uint32_t>(q.Int(1));
+    v.data = q.Blob(2);
+    out.push_back(std::move(v));
+  }
+  return out;
+}
+
+std::optional<RegistryValue> SqliteRegistry::StoredValue(const String& key, const String& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Statement q(db_, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
+  if (!q.Bind(1, Utf8Fold(key)).Bind(2, Utf8Fold(name)).Step()) return std::nullopt;
+  RegistryValue v;
+  v.name = String::FromUtf8(q.Text(0));
+  v.type = static_cast<uint32_t>(q.Int(1));
+  v.data = q.Blob(2);
+  return v;
+}
+
+bool SqliteRegistry::SetLocked(const String& key, const RegistryValue& value) {
+  // A value set again keeps its name's first spelling and its place in the order.
+  Statement upsert(db_,
+                   "INSERT INTO vals(key, fold, name, type, data, seq) VALUES(?1, ?2, ?3, ?4, ?5,"
+                   " (SELECT coalesce(max(seq), 0) + 1 FROM vals WHERE key=?1))"
+                   " ON CONFLICT(key, fold) DO UPDATE SET type=excluded.type, data=excluded.data");
+  upsert.Bind(1, Utf8Fold(key))
+      .Bind(2, Utf8Fold(value.name))
+      .Bind(3, value.name.ToUtf8())
+      .Bind(4, static_cast<int64_t>(value.type))
+      .BindBlob(5, value.data);
+  return upsert.Done();
+}
+
+bool SqliteRegistry::StoredSet(const String& key, const RegistryValue& value) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return Transaction([&] { return CreateLocked(key) && SetLocked(key, value); });
+}
+
+bool SqliteRegistry::StoredDeleteValue(const String& key, const String& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  bool deleted = false;
+  Transaction([&] {
+    Statement del(db_, "DELETE FROM vals WHERE key=?1 AND fold=?2");
+    if (!del.Bind(1, Utf8Fold(key)).Bind(2, Utf8Fold(name)).Done()) return false;
+    deleted = sqlite3_changes(db_) > 0;
+    return true;
+  });
+  return deleted;
+}
+
+bool SqliteRegistry::Transaction(const std::function<bool()>& body) {
+  // IMMEDIATE takes the write lock at once, so that two processes never both read and then
+  // both try to write (which one of them would have to give up).
+  if (!Exec("BEGIN IMMEDIATE")) return false;
+  if (body() && Exec("COMMIT")) return true;
+  Exec("ROLLBACK");
+  return false;
+}
+
+RegistryStore& RegistryStore::Real() {
+  static SqliteRegistry* registry = [] {
+    auto* r = new SqliteRegistry(RegistryDatabasePath(), EarlierRegistryTextPath());
+    AddSystemComputedKeys(*r);
+    return r;
+  }();
+  return *registry;
+}
+
+}  // namespace borvane::platform

@@ -1,0 +1,62 @@
+// The real registry store on SQLite (see registry_sqlite.cpp for why it is built so).
+#ifndef BORVANE_PLATFORM_REGISTRY_SQLITE_H_
+#define BORVANE_PLATFORM_REGISTRY_SQLITE_H_
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "borvane/platform/registry.h"
+
+struct sqlite3;
+
+namespace borvane::platform {
+
+// Where the user's store lives: $BORVANE_REGISTRY, else $XDG_CONFIG_HOME/borvane/registry.db,
+// else ~/.config/borvane/registry.db.
+std::string RegistryDatabasePath();
+// The text file of the library's earlier store, imported once into a new database.
+std::string EarlierRegistryTextPath();
+
+class SqliteRegistry : public RegistryStore {
+ public:
+  // Opens (or makes) the database at `path`. A file there that is not a database, or a damaged
+  // one, is renamed aside with one line on standard error and a new one is made. The text store
+  // at `import_path`, if any, is imported the first time the database is opened.
+  explicit SqliteRegistry(std::string path, std::string import_path = {});
+  ~SqliteRegistry() override;
+  SqliteRegistry(const SqliteRegistry&) = delete;
+  SqliteRegistry& operator=(const SqliteRegistry&) = delete;
+
+  // False when no database could be opened at all (every read then finds nothing and every
+  // write fails).
+  bool IsOpen() const { return db_ != nullptr; }
+
+ protected:
+  bool StoredKeyExists(const String& key) override;
+  bool StoredCreateKey(const String& key) override;
+  bool StoredDeleteTree(const String& key) override;
+  std::vector<String> StoredSubKeys(const String& key) override;
+  std::vector<RegistryValue> StoredValues(const String& key) override;
+  std::optional<RegistryValue> StoredValue(const String& key, const String& name) override;
+  bool StoredSet(const String& key, const RegistryValue& value) override;
+  bool StoredDeleteValue(const String& key, const String& name) override;
+
+ private:
+  bool Open();
+  void Close();
+  bool Exec(const char* sql);
+  void ImportOnce(const std::string& import_path);
+  // One committed transaction around `body`, rolled back when it returns false.
+  bool Transaction(const std::function<bool()>& body);
+  bool CreateLocked(const String& key);
+  bool SetLocked(const String& key, const RegistryValue& value);
+
+  std::string path_;
+  sqlite3* db_ = nullptr;
+  std::mutex mutex_;
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_REGISTRY_SQLITE_H_
