@@ -34,6 +34,7 @@ constexpr const char* kUsage =
     "  font-settings [--load FILE]          a font settings object as XML\n"
     "  timer --interval MS --count N        run a periodic timer and print each tick\n"
     "  call PROGID MEMBER [ARG...]          call one member late-bound\n"
+    "  pending list | apply                 file replacements waiting for a restart\n"
     "\n"
     "FILE may be - for standard input. 'borvane COMMAND --help' tells more.\n";
 
@@ -124,6 +125,8 @@ int main(int argc, char** argv) {
       status = TimerCommand(rest);
     } else if (command == "call") {
       status = Call(rest);
+    } else if (command == "pending") {
+      status = PendingCommand(rest);
     } else {
       std::fprintf(stderr, "borvane: unknown command '%s'\n%s", command.c_str(), kUsage);
       status = 2;

@@ -51,6 +51,7 @@ int IniCommand(const Args& args);
 int FontSettings(const Args& args);
 int TimerCommand(const Args& args);
 int Call(const Args& args);
+int PendingCommand(const Args& args);
 
 }  // namespace borvane::tool
 
