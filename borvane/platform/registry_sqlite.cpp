@@ -3,9 +3,9 @@
 // Linux has no registry, and no machine-wide store that a user may write, so every root lives
 // in the user's database, HKEY_LOCAL_MACHINE included: installing a font or registering a help
 // file must not need an administrator. The database is shared by every thread of the process
-// (one connection behind a lock) and by every process of the user (WAL, a busy timeout, one
-// transaction per change, synced on commit), so no writer loses another's values and a crash
-// leaves the last committed state.
+// (one connection behind the store's own lock, so SQLite needs none of its own) and by every
+// process of the user (WAL, a busy timeout, one transaction per change, synced on commit), so no
+// writer loses another's values and a crash leaves the last committed state.
 #include "borvane/platform/registry_sqlite.h"
 
 #include <sqlite3.h>
@@ -21,6 +21,24 @@
 #include "borvane/platform/font_catalog.h"
 
 namespace borvane::platform {
+
+sqlite3_stmt* StatementCache::Get(const char* sql) {
+  auto it = statements_.find(sql);
+  if (it != statements_.end()) return it->second;
+  sqlite3_stmt* stmt = nullptr;
+  if (!db_ ||
+      sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+    sqlite3_finalize(stmt);
+    return nullptr;  // not kept: a later call tries again
+  }
+  statements_.emplace(sql, stmt);
+  return stmt;
+}
+
+void StatementCache::Clear() {
+  for (auto& [sql, stmt] : statements_) sqlite3_finalize(stmt);
+  statements_.clear();
+}
 
 namespace {
 
@@ -45,12 +63,11 @@ String ParentOf(const String& key) {
   return slash == std::u16string_view::npos ? String() : String(v.substr(0, slash));
 }
 
+// A statement of the connection's cache, reset for the next use when the scope ends.
 class Statement {
  public:
-  Statement(sqlite3* db, const char* sql) {
-    if (sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr) != SQLITE_OK) stmt_ = nullptr;
-  }
-  ~Statement() { sqlite3_finalize(stmt_); }
+  Statement(StatementCache& cache, const char* sql) : stmt_(cache.Get(sql)) {}
+  ~Statement() { Reset(); }
   Statement(const Statement&) = delete;
   Statement& operator=(const Statement&) = delete;
 
@@ -80,6 +97,12 @@ class Statement {
     return t ? std::string(reinterpret_cast<const char*>(t),
                            static_cast<size_t>(sqlite3_column_bytes(stmt_, col)))
              : std::string();
+  }
+  std::string_view TextView(int col) const {
+    const unsigned char* t = sqlite3_column_text(stmt_, col);
+    return t ? std::string_view(reinterpret_cast<const char*>(t),
+                                static_cast<size_t>(sqlite3_column_bytes(stmt_, col)))
+             : std::string_view();
   }
   std::string Blob(int col) const {
     const void* b = sqlite3_column_blob(stmt_, col);
@@ -143,18 +166,21 @@ SqliteRegistry::~SqliteRegistry() {
 }
 
 bool SqliteRegistry::Open() {
-  if (sqlite3_open_v2(path_.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) !=
-      SQLITE_OK)
+  if (sqlite3_open_v2(path_.c_str(), &db_,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                      nullptr) != SQLITE_OK)
     return false;
+  cache_.SetDatabase(db_);
   sqlite3_busy_timeout(db_, 10000);
   {
-    Statement check(db_, "PRAGMA quick_check");
+    Statement check(cache_, "PRAGMA quick_check");
     if (!check.Step() || check.Text(0) != "ok") return false;
   }  // done reading before the journal mode may change
   return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=FULL") && Exec(kSchema);
 }
 
 void SqliteRegistry::Close() {
+  cache_.Clear();
   if (db_) sqlite3_close_v2(db_);
   db_ = nullptr;
 }
@@ -165,7 +191,7 @@ bool SqliteRegistry::Exec(const char* sql) {
 
 void SqliteRegistry::ImportOnce(const std::string& import_path) {
   std::lock_guard<std::mutex> lock(mutex_);
-  Statement done(db_, "SELECT value FROM meta WHERE name='imported'");
+  Statement done(cache_, "SELECT value FROM meta WHERE name='imported'");
   if (done.Step()) return;
   std::ifstream in(import_path, std::ios::binary);
   std::string text;
@@ -185,19 +211,19 @@ void SqliteRegistry::ImportOnce(const std::string& import_path) {
         c = String(u"HKEY_LOCAL_MACHINE\\Software\\Classes" + std::u16string(c.view().substr(17)));
       ok = ok && CreateLocked(c) && (!name || SetLocked(c, RegistryValue::Text(*name, *value)));
     });
-    Statement mark(db_, "INSERT OR REPLACE INTO meta(name, value) VALUES('imported', ?1)");
+    Statement mark(cache_, "INSERT OR REPLACE INTO meta(name, value) VALUES('imported', ?1)");
     return ok && mark.Bind(1, import_path).Done();
   });
 }
 
 bool SqliteRegistry::StoredKeyExists(const String& key) {
   std::lock_guard<std::mutex> lock(mutex_);
-  Statement q(db_, "SELECT 1 FROM keys WHERE fold=?1");
+  Statement q(cache_, "SELECT 1 FROM keys WHERE fold=?1");
   return q.Bind(1, Utf8Fold(key)).Step();
 }
 
 bool SqliteRegistry::CreateLocked(const String& key) {
-  Statement insert(db_, "INSERT OR IGNORE INTO keys(fold, path, parent) VALUES(?1, ?2, ?3)");
+  Statement insert(cache_, "INSERT OR IGNORE INTO keys(fold, path, parent) VALUES(?1, ?2, ?3)");
   for (String k = key; !ParentOf(k).empty(); k = ParentOf(k)) {
     insert.Bind(1, Utf8Fold(k)).Bind(2, k.ToUtf8()).Bind(3, Utf8Fold(ParentOf(k)));
     if (!insert.Done()) return false;
@@ -220,7 +246,7 @@ bool SqliteRegistry::StoredDeleteTree(const String& key) {
     std::string fold = Utf8Fold(key), below = fold + "\\";
     for (const char* sql : {"DELETE FROM vals WHERE key=?1 OR substr(key, 1, length(?2))=?2",
                             "DELETE FROM keys WHERE fold=?1 OR substr(fold, 1, length(?2))=?2"}) {
-      Statement del(db_, sql);
+      Statement del(cache_, sql);
       if (!del.Bind(1, fold).Bind(2, below).Done()) return false;
       existed |= sqlite3_changes(db_) > 0;
     }
@@ -232,7 +258,7 @@ bool SqliteRegistry::StoredDeleteTree(const String& key) {
 std::vector<String> SqliteRegistry::StoredSubKeys(const String& key) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::vector<String> out;
-  Statement q(db_, "SELECT path FROM keys WHERE parent=?1 ORDER BY fold");
+  Statement q(cache_, "SELECT path FROM keys WHERE parent=?1 ORDER BY fold");
   q.Bind(1, Utf8Fold(key));
   while (q.Step()) {
     String path = String::FromUtf8(q.Text(0));
@@ -244,21 +270,20 @@ std::vector<String> SqliteRegistry::StoredSubKeys(const String& key) {
 std::vector<RegistryValue> SqliteRegistry::StoredValues(const String& key) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::vector<RegistryValue> out;
-  Statement q(db_, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY seq");
+  Statement q(cache_, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY seq");
   q.Bind(1, Utf8Fold(key));
   while (q.Step()) {
-    RegistryValue v;
-    v.name = String::FromUtf8(q.Text(0));
+    RegistryValue& v = out.emplace_back();
+    v.name = String::FromUtf8(q.TextView(0));
     v.type = static_cast<uint32_t>(q.Int(1));
     v.data = q.Blob(2);
-    out.push_back(std::move(v));
   }
   return out;
 }
 
 std::optional<RegistryValue> SqliteRegistry::StoredValue(const String& key, const String& name) {
   std::lock_guard<std::mutex> lock(mutex_);
-  Statement q(db_, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
+  Statement q(cache_, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
   if (!q.Bind(1, Utf8Fold(key)).Bind(2, Utf8Fold(name)).Step()) return std::nullopt;
   RegistryValue v;
   v.name = String::FromUtf8(q.Text(0));
@@ -269,7 +294,7 @@ std::optional<RegistryValue> SqliteRegistry::StoredValue(const String& key, cons
 
 bool SqliteRegistry::SetLocked(const String& key, const RegistryValue& value) {
   // A value set again keeps its name's first spelling and its place in the order.
-  Statement upsert(db_,
+  Statement upsert(cache_,
                    "INSERT INTO vals(key, fold, name, type, data, seq) VALUES(?1, ?2, ?3, ?4, ?5,"
                    " (SELECT coalesce(max(seq), 0) + 1 FROM vals WHERE key=?1))"
                    " ON CONFLICT(key, fold) DO UPDATE SET type=excluded.type, data=excluded.data");
@@ -290,7 +315,7 @@ bool SqliteRegistry::StoredDeleteValue(const String& key, const String& name) {
   std::lock_guard<std::mutex> lock(mutex_);
   bool deleted = false;
   Transaction([&] {
-    Statement del(db_, "DELETE FROM vals WHERE key=?1 AND fold=?2");
+    Statement del(cache_, "DELETE FROM vals WHERE key=?1 AND fold=?2");
     if (!del.Bind(1, Utf8Fold(key)).Bind(2, Utf8Fold(name)).Done()) return false;
     deleted = sqlite3_changes(db_) > 0;
     return true;

@@ -3,14 +3,29 @@
 #define BORVANE_PLATFORM_REGISTRY_SQLITE_H_
 
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 
 #include "borvane/platform/registry.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace borvane::platform {
+
+// The prepared statements of one connection, kept by their text (a literal's address).
+class StatementCache {
+ public:
+  void SetDatabase(sqlite3* db) { db_ = db; }
+  // The statement, prepared on first use; nullptr when it cannot be prepared.
+  sqlite3_stmt* Get(const char* sql);
+  void Clear();
+
+ private:
+  sqlite3* db_ = nullptr;
+  std::map<const char*, sqlite3_stmt*> statements_;
+};
 
 // Where the user's store lives: $BORVANE_REGISTRY, else $XDG_CONFIG_HOME/borvane/registry.db,
 // else ~/.config/borvane/registry.db.
@@ -54,6 +69,7 @@ class SqliteRegistry : public RegistryStore {
 
   std::string path_;
   sqlite3* db_ = nullptr;
+  StatementCache cache_;
   std::mutex mutex_;
 };
 
