@@ -50,6 +50,8 @@ String Error::StandardDescription(int32_t number) {
       return "Object variable or With block variable not set";
     case 94:
       return "Invalid use of Null";
+    case 326:
+      return "Resource with identifier not found";
     case 424:
       return "Object required";
     case 429:

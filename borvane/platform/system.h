@@ -1,0 +1,143 @@
+// The system as the font and help classes ask it: its version record, its folders, the
+// environment, the pointer, the desktop's shell calls, the process's privileges and the end of
+// the session or of the machine.
+//
+// Linux answers as the NT line of releases does (platform 2, version 5.1, build 2600), so the
+// classes take their NT rows; a double reaches every other row. Folders are native paths.
+#ifndef BORVANE_PLATFORM_SYSTEM_H_
+#define BORVANE_PLATFORM_SYSTEM_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "borvane/automation/string.h"
+#include "borvane/platform/service.h"
+
+namespace borvane::platform {
+
+// The version record (the fields the classes read).
+struct OsVersionInfo {
+  uint32_t dwOSVersionInfoSize = 148;
+  uint32_t dwMajorVersion = 0;
+  uint32_t dwMinorVersion = 0;
+  uint32_t dwBuildNumber = 0;
+  uint32_t dwPlatformId = 0;
+  String szCSDVersion;
+};
+
+// Flags of the end of a session, as the platform numbers them.
+inline constexpr uint32_t EWX_LOGOFF = 0;
+inline constexpr uint32_t EWX_SHUTDOWN = 1;
+inline constexpr uint32_t EWX_REBOOT = 2;
+inline constexpr uint32_t EWX_FORCE = 4;
+inline constexpr uint32_t EWX_POWEROFF = 8;
+
+// The steps that enable a privilege of the process, each followed by a read of the last error.
+enum class PrivilegeStep {
+  kGetCurrentProcess,
+  kOpenProcessToken,
+  kLookupPrivilegeValue,
+  kAdjustTokenPrivileges
+};
+
+// The shell command that opens the fonts folder.
+inline constexpr const char* kFontsFolderCommand =
+    "rundll32.exe SHELL32.DLL,SHHelpShortcuts_RunDLL FontsFolder";
+
+class SystemService {
+ public:
+  virtual ~SystemService() = default;
+
+  virtual OsVersionInfo Version() = 0;
+  // The system's root folder: $XDG_DATA_HOME/borvane/windows (else
+  // ~/.local/share/borvane/windows), made on first use; no closing "/".
+  virtual String WindowsFolder() = 0;
+  // The folder for temporary files, with its closing "/" (the file service's).
+  virtual String TempFolder() = 0;
+  // The library's own file, and its folder without a closing "/".
+  virtual String LibraryPath() = 0;
+  virtual String LibraryFolder() = 0;
+  // "%NAME%" replaced by the variable's value; an unknown name and a lone "%" stay as written.
+  virtual String ExpandEnvironmentStrings(const String& text) = 0;
+  // The long form of an existing path: the path itself (Linux names have one form); the empty
+  // String for a path that does not exist.
+  virtual String LongPathName(const String& path) = 0;
+  // The pointer's position on the screen; (0, 0) without a display.
+  virtual std::pair<int32_t, int32_t> CursorPos() = 0;
+  // The runtime's shell call: starts the command and does not wait. Knows the fonts-folder
+  // command, which makes the user's font folder and its shell-folder value and shows the
+  // folder in the desktop's file manager where there is a display. 0, or 53 for a command it
+  // cannot start.
+  virtual int32_t Shell(const String& command, int32_t window_style) = 0;
+  // The "fonts changed" broadcast to every top-level window: nonzero when it went out.
+  virtual int32_t BroadcastFontChange() = 0;
+  // Window menus and procedures of windows the library does not own: nothing to do on Linux.
+  virtual void DeleteSystemMenuItem(int32_t window, int32_t command) = 0;
+  // One privilege step: the last error after it (0: done).
+  virtual int32_t Privilege(PrivilegeStep step) = 0;
+  // Ends the session or the machine as `flags` say; false when it could not be asked.
+  virtual bool ExitWindows(uint32_t flags) = 0;
+  // The library's string resource `id`, if it has one.
+  virtual std::optional<String> ResourceString(int32_t id) = 0;
+
+  static SystemService& Real();
+};
+
+inline SystemService& System() {
+  return Current<SystemService>::Get();
+}
+
+// The command line that ends the session or the machine on Linux for the flags: systemd's
+// reboot or poweroff (ignoring inhibitors when forced), or loginctl for a logoff.
+std::vector<std::string> ExitCommand(uint32_t flags);
+
+// The string resource, or the platform's error 326 when the library has none of that id.
+String LoadResString(int32_t id);
+
+// A system whose every answer is set by the test, and which records what it was asked to do.
+class FakeSystem : public SystemService {
+ public:
+  FakeSystem();
+  OsVersionInfo Version() override { return version; }
+  String WindowsFolder() override { return windows_folder; }
+  String TempFolder() override { return temp_folder; }
+  String LibraryPath() override { return library_folder + String("/libborvane.so.1"); }
+  String LibraryFolder() override { return library_folder; }
+  String ExpandEnvironmentStrings(const String& text) override;
+  String LongPathName(const String& path) override { return path; }
+  std::pair<int32_t, int32_t> CursorPos() override { return cursor; }
+  int32_t Shell(const String& command, int32_t window_style) override;
+  int32_t BroadcastFontChange() override { return ++broadcasts, broadcast_result; }
+  void DeleteSystemMenuItem(int32_t window, int32_t command) override {
+    menu_deletions.push_back({window, command});
+  }
+  int32_t Privilege(PrivilegeStep step) override;
+  bool ExitWindows(uint32_t flags) override { return exits.push_back(flags), true; }
+  std::optional<String> ResourceString(int32_t id) override;
+
+  // Sets the version record of a release: platform, major, minor, build.
+  void SetVersion(uint32_t platform, uint32_t major, uint32_t minor, uint32_t build);
+
+  OsVersionInfo version;
+  String windows_folder = "/windows";
+  String temp_folder = "/tmp/";
+  String library_folder = "/usr/lib/borvane";
+  std::map<std::u16string, String> environment;
+  std::pair<int32_t, int32_t> cursor{0, 0};
+  std::map<int32_t, String> resources;
+  std::map<PrivilegeStep, int32_t> privilege_errors;
+  int32_t broadcast_result = 1;
+  // What the library asked for.
+  std::vector<String> shell_commands;
+  int broadcasts = 0;
+  std::vector<std::pair<int32_t, int32_t>> menu_deletions;
+  std::vector<PrivilegeStep> privilege_steps;
+  std::vector<uint32_t> exits;
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_SYSTEM_H_

@@ -1,0 +1,99 @@
+// Message boxes and the system service: what the classes rely on, and what must never happen
+// by accident (a shut-down machine, a box that waits).
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "borvane/platform/font_catalog.h"
+#include "borvane/platform/message_box.h"
+#include "borvane/platform/registry.h"
+#include "borvane/platform/system.h"
+#include "tests/test_support.h"
+
+namespace borvane::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ErrorOf;
+
+TEST(MessageBoxTest, DefaultIsOneLineAnsweredAtOnceAndAHandlerReplacesIt) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Boxes().Show({"Font file a.ttf\r\nalready exists.", std::nullopt, MB_OK}), IDOK);
+  EXPECT_EQ(Boxes().Show({"Sure?", String(), MB_YESNO | MB_ICONQUESTION}), IDYES);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "borvane: message: Font file a.ttf / already exists.\n"
+            "borvane: question: : Sure?\n");
+  std::vector<MessageBoxRequest> seen;
+  SetMessageBoxHandler([&](const MessageBoxRequest& box) {
+    seen.push_back(box);
+    return IDCANCEL;
+  });
+  EXPECT_EQ(Boxes().Show({"x", String("HTML Help Class"), MB_ICONEXCLAMATION}), IDCANCEL);
+  SetMessageBoxHandler(nullptr);
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(*seen[0].caption, String("HTML Help Class"));
+}
+
+TEST(SystemTest, FoldersVersionAndEnvironment) {
+  char pattern[] = "/tmp/borvane-system-XXXXXX";
+  fs::path home = mkdtemp(pattern);
+  setenv("XDG_DATA_HOME", home.c_str(), 1);
+  SystemService& s = System();
+  EXPECT_EQ(s.WindowsFolder().ToUtf8(), (home / "borvane/windows").string());
+  EXPECT_TRUE(fs::is_directory(home / "borvane/windows"));
+  OsVersionInfo v = s.Version();
+  EXPECT_EQ(v.dwPlatformId * 100 + v.dwMajorVersion * 10 + v.dwMinorVersion, 251u);
+  EXPECT_NE(s.LibraryPath().ToUtf8().find("libborvane"), std::string::npos);
+  EXPECT_EQ(s.LibraryFolder().ToUtf8() + "/",
+            s.LibraryPath().ToUtf8().substr(0, s.LibraryFolder().size() + 1));
+  setenv("BORVANE_TEST_NAME", "v", 1);
+  EXPECT_EQ(s.ExpandEnvironmentStrings("%BORVANE_TEST_NAME%\\%NO_SUCH%%BORVANE_TEST_NAME%%"),
+            String("v\\%NO_SUCH%v%"));
+  EXPECT_EQ(s.ExpandEnvironmentStrings("50% of %"), String("50% of %"));
+  EXPECT_EQ(s.LongPathName(String::FromUtf8(home.string())).ToUtf8(), home.string());
+  EXPECT_TRUE(s.LongPathName("/no/such/path").empty());
+  EXPECT_EQ(ErrorOf([] { LoadResString(101); }), 326);
+  fs::remove_all(home);
+}
+
+TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
+  char pattern[] = "/tmp/borvane-system-XXXXXX";
+  fs::path home = mkdtemp(pattern);
+  MemoryRegistry registry;
+  ScopedService<RegistryStore> registry_scope(registry);
+  MemoryFontCatalog catalog;
+  catalog.user_folder = (home / "fonts").string();
+  ScopedService<FontCatalog> catalog_scope(catalog);
+  std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
+  unsetenv("DISPLAY");  // no file manager opens in a test
+  EXPECT_EQ(System().Shell(" rundll32.exe shell32.dll,SHHelpShortcuts_RunDLL FontsFolder", 0), 0);
+  if (!display.empty()) setenv("DISPLAY", display.c_str(), 1);
+  EXPECT_TRUE(fs::is_directory(home / "fonts"));
+  EXPECT_EQ(registry.GetValue("HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
+                              "Shell Folders",
+                              "fonts"),
+            BackslashPath(catalog.user_folder));
+  EXPECT_EQ(System().Shell("notepad.exe", 1), 53);
+  fs::remove_all(home);
+}
+
+TEST(SystemTest, EndingTheSessionMapsTheFlagsAndTheDoubleOnlyRecords) {
+  using V = std::vector<std::string>;
+  EXPECT_EQ(ExitCommand(EWX_REBOOT), (V{"systemctl", "reboot"}));
+  EXPECT_EQ(ExitCommand(EWX_REBOOT | EWX_FORCE), (V{"systemctl", "reboot", "-i"}));
+  EXPECT_EQ(ExitCommand(EWX_SHUTDOWN), (V{"systemctl", "poweroff"}));
+  EXPECT_EQ(ExitCommand(EWX_POWEROFF | EWX_FORCE), (V{"systemctl", "poweroff", "-i"}));
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "loginctl");
+  EXPECT_EQ(ExitCommand(EWX_FORCE)[0], "loginctl");
+  FakeSystem fake;
+  ScopedService<SystemService> scope(fake);
+  System().ExitWindows(EWX_REBOOT);
+  EXPECT_EQ(fake.exits, std::vector<uint32_t>{EWX_REBOOT});
+  fake.resources[7] = "seven";
+  EXPECT_EQ(LoadResString(7), String("seven"));
+}
+
+}  // namespace
+}  // namespace borvane::platform
