@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -20,6 +21,7 @@
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
 #include "borvane/automation/object.h"
+#include "borvane/automation/record.h"
 #include "borvane/automation/typeinfo.h"
 #include "borvane/automation/variant.h"
 
@@ -103,6 +105,91 @@ struct ArgTraits<E, std::enable_if_t<std::is_enum_v<E>>> {
   static E From(const Variant& v) { return static_cast<E>(CLng(v)); }
   static Variant To(const E& x) { return Variant(static_cast<int32_t>(x)); }
   static E Zero() { return E{}; }
+};
+
+template <class T>
+struct RecordTraits;
+
+// Maps a C++ struct to its record type, one member pointer per field.
+template <class T, class... F>
+class RecordDescription {
+ public:
+  explicit RecordDescription(const char* name, std::pair<const char*, F T::*>... fields)
+      : members_(fields.second...),
+        type_(name, {RecordType::Field{fields.first, ArgTraits<F>::Type_().vartype}...}) {}
+
+  const RecordType& Type() const { return type_; }
+
+  Record ToRecord(const T& x) const {
+    Record r(type_);
+    Each([&](size_t i, auto member) {
+      r.SetField(type_.Fields()[i].name.view(),
+                 ArgTraits<std::remove_cvref_t<decltype(x.*member)>>::To(x.*member));
+    });
+    return r;
+  }
+  T FromRecord(const Record& r) const {
+    T x{};
+    Each([&](size_t i, auto member) {
+      x.*member = ArgTraits<std::remove_cvref_t<decltype(x.*member)>>::From(r.Fields()[i]);
+    });
+    return x;
+  }
+
+ private:
+  template <class Fn>
+  void Each(Fn fn) const {
+    [&]<size_t... I>(std::index_sequence<I...>) {
+      (fn(I, std::get<I>(members_)), ...);
+    }
+    (std::index_sequence_for<F...>{});
+  }
+  std::tuple<F T::*...> members_;
+  RecordType type_;
+};
+
+// Named field for a RecordDescription: {"FontName", &FONTINFO::FontName}.
+template <class T, class F>
+std::pair<const char*, F T::*> RecordField(const char* name, F T::*member) {
+  return {name, member};
+}
+
+template <class T>
+concept RecordStruct = requires {
+  RecordTraits<T>::Description();
+};
+
+// A record travels as a record Variant; Empty reads as a zeroed record, a record of another
+// type or any other value is a type mismatch.
+template <RecordStruct T>
+struct ArgTraits<T> {
+  static TypeRef Type_() {
+    return TypeRef::Described(RecordTraits<T>::Description().Type().AsType());
+  }
+  static T From(const Variant& v) {
+    if (v.IsEmpty()) return T{};
+    const Record* r = v.GetIf<Record>();
+    if (!r || &r->Type() != &RecordTraits<T>::Description().Type())
+      ThrowPlatformError(kErrTypeMismatch);
+    return RecordTraits<T>::Description().FromRecord(*r);
+  }
+  static Variant To(const T& x) { return Variant(RecordTraits<T>::Description().ToRecord(x)); }
+  static T Zero() { return T{}; }
+};
+
+// An optional parameter that the callee must tell apart from any value it can be given: empty
+// when the caller left it off (or passed the missing marker).
+template <class T>
+struct ArgTraits<std::optional<T>> {
+  static TypeRef Type_() { return ArgTraits<T>::Type_(); }
+  static std::optional<T> From(const Variant& v) {
+    if (v.IsMissing()) return std::nullopt;
+    return ArgTraits<T>::From(v);
+  }
+  static Variant To(const std::optional<T>& x) {
+    return x ? ArgTraits<T>::To(*x) : Variant::Missing();
+  }
+  static std::optional<T> Zero() { return std::nullopt; }
 };
 
 // How one parameter is declared beyond its C++ type.

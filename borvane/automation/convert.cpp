@@ -6,6 +6,7 @@
 
 #include "borvane/automation/convert_detail.h"
 #include "borvane/automation/error.h"
+#include "borvane/automation/record.h"
 #include "borvane/automation/text.h"
 
 namespace borvane {
@@ -332,6 +333,7 @@ String TypeName(const Variant& v) {
     Object obj = v.ToObject();
     return obj ? ClassNameOf(*obj) : String("Nothing");
   }
+  if (const Record* r = v.GetIf<Record>()) return r->Type().Name();
   return String(SimpleTypeName(type));
 }
 

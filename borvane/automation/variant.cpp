@@ -5,6 +5,7 @@
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
+#include "borvane/automation/record.h"
 
 namespace borvane {
 
@@ -136,8 +137,12 @@ bool operator==(const Array& a, const Array& b) {
 Variant::Variant(const Variant& other) : v_(other.v_) {
   if (auto* arr = std::get_if<std::shared_ptr<Array>>(&v_); arr && *arr) {
     *arr = std::make_shared<Array>(**arr);
+  } else if (auto* rec = std::get_if<std::shared_ptr<Record>>(&v_); rec && *rec) {
+    *rec = std::make_shared<Record>(**rec);
   }
 }
+
+Variant::Variant(Record v) : v_(std::make_shared<Record>(std::move(v))) {}
 
 Variant& Variant::operator=(const Variant& other) {
   if (this != &other) {
@@ -175,6 +180,8 @@ int32_t Variant::VarType() const {
       return vbBoolean;
     case 12:
       return vbByte;
+    case 14:
+      return vbUserDefinedType;
     default: {
       const auto& arr = std::get<std::shared_ptr<Array>>(v_);
       return vbArray | (arr ? arr->ElementType() : vbVariant);
@@ -225,7 +232,61 @@ bool operator==(const Variant& a, const Variant& b) {
     if (!*arr || !other) return !*arr && !other;
     return **arr == *other;
   }
+  if (auto* rec = std::get_if<std::shared_ptr<Record>>(&a.v_)) {
+    const auto& other = std::get<std::shared_ptr<Record>>(b.v_);
+    if (!*rec || !other) return !*rec && !other;
+    return **rec == *other;
+  }
   return a.v_ == b.v_;
+}
+
+}  // namespace borvane
+
+namespace borvane {
+
+// ---- Records ----
+
+RecordType::RecordType(String name, std::vector<Field> fields)
+    : name_(std::move(name)), fields_(std::move(fields)), desc_(TypeDesc::Record(name_)) {}
+
+int RecordType::IndexOf(std::u16string_view name) const {
+  for (size_t i = 0; i < fields_.size(); ++i) {
+    std::u16string_view f = fields_[i].name.view();
+    if (f.size() != name.size()) continue;
+    bool same = true;
+    for (size_t k = 0; k < f.size() && same; ++k) {
+      char16_t x = f[k], y = name[k];
+      if (x >= u'a' && x <= u'z') x -= 32;
+      if (y >= u'a' && y <= u'z') y -= 32;
+      same = x == y;
+    }
+    if (same) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+Record::Record(const RecordType& type) : type_(&type) {
+  fields_.reserve(type.Fields().size());
+  for (const RecordType::Field& f : type.Fields()) {
+    fields_.push_back(f.vartype == vbVariant ? Variant() : Variant::ZeroOf(f.vartype));
+  }
+}
+
+const Variant& Record::Field(std::u16string_view name) const {
+  int i = type_->IndexOf(name);
+  if (i < 0) ThrowPlatformError(kErrNoSuchMember);
+  return fields_[static_cast<size_t>(i)];
+}
+
+void Record::SetField(std::u16string_view name, const Variant& value) {
+  int i = type_->IndexOf(name);
+  if (i < 0) ThrowPlatformError(kErrNoSuchMember);
+  int32_t type = type_->Fields()[static_cast<size_t>(i)].vartype;
+  fields_[static_cast<size_t>(i)] = type == vbVariant ? value : CVarType(value, type);
+}
+
+bool operator==(const Record& a, const Record& b) {
+  return a.type_ == b.type_ && a.fields_ == b.fields_;
 }
 
 }  // namespace borvane

@@ -59,6 +59,7 @@ struct ErrorValue {
 inline constexpr int32_t kParamNotFound = static_cast<int32_t>(0x80020004);
 
 class Variant;
+class Record;
 
 // An array of one or more dimensions with its own bounds per dimension. Elements are stored as
 // Variants of the element type, the first dimension varying fastest (the platform's order).
@@ -138,6 +139,8 @@ class Variant {
   template <class T, class = std::enable_if_t<std::is_base_of_v<ObjectBase, T>>>
   Variant(const Ref<T>& v) : v_(Object(v)) {}
   Variant(Array v) : v_(std::make_shared<Array>(std::move(v))) {}
+  // A record (VarType 36); copies of the Variant are deep, as for arrays.
+  Variant(Record v);
   // No implicit conversion from other integer widths: say which automation type is meant.
   Variant(int64_t) = delete;
   Variant(uint32_t) = delete;
@@ -182,7 +185,12 @@ class Variant {
   // Typed access: the value when the Variant holds exactly that type, else nullptr.
   template <class T>
   const T* GetIf() const {
-    return std::get_if<T>(&v_);
+    if constexpr (std::is_same_v<T, Record>) {
+      auto* r = std::get_if<std::shared_ptr<Record>>(&v_);
+      return r ? r->get() : nullptr;
+    } else {
+      return std::get_if<T>(&v_);
+    }
   }
   // The object held, or Nothing when the Variant holds none (whatever else it holds).
   Object ToObject() const;
@@ -197,7 +205,8 @@ class Variant {
 
  private:
   using Storage = std::variant<EmptyTag, NullTag, int16_t, int32_t, float, double, Currency, Date,
-                               String, Object, ErrorValue, bool, uint8_t, std::shared_ptr<Array>>;
+                               String, Object, ErrorValue, bool, uint8_t, std::shared_ptr<Array>,
+                               std::shared_ptr<Record>>;
   Storage v_;
 };
 
