@@ -1,9 +1,11 @@
 #include "borvane/platform/file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -183,6 +185,18 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
 
 namespace {
 
+// The matches of `pattern` among `found`: the exact spelling first, then the others in order.
+int32_t OrderMatches(const String& pattern, std::vector<String>& found,
+                     std::vector<String>& names) {
+  std::sort(found.begin(), found.end(),
+            [](const String& a, const String& b) { return a.view() < b.view(); });
+  for (const String& name : found)
+    if (name == pattern) names.push_back(name);
+  for (const String& name : found)
+    if (!(name == pattern) && MatchesWildcard(name.view(), pattern.view())) names.push_back(name);
+  return names.empty() ? 2 : 0;
+}
+
 class RealFileSystem : public FileSystem {
  public:
   String TempFolder() override {
@@ -231,6 +245,56 @@ class RealFileSystem : public FileSystem {
   int32_t WriteFile(const String& path, std::string_view bytes) override {
     return ReplaceFileContent(NativePath(path), bytes);
   }
+
+  int32_t FindFiles(const String& pattern, std::vector<String>& names) override {
+    names.clear();
+    std::string p = NativePath(pattern);
+    size_t slash = p.find_last_of('/');
+    std::string folder = slash == std::string::npos ? "." : p.substr(0, slash + 1);
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir) return errno == ENOENT || errno == ENOTDIR ? 3 : 5;
+    std::vector<String> found;
+    while (dirent* e = ::readdir(dir)) {
+      std::string name = e->d_name;
+      if (name == "." || name == "..") continue;
+      found.push_back(String::FromUtf8(name));
+    }
+    ::closedir(dir);
+    return OrderMatches(String::FromUtf8(p.substr(slash == std::string::npos ? 0 : slash + 1)),
+                        found, names);
+  }
+
+  int32_t ModifiedTime(const String& path, int64_t& seconds) override {
+    struct stat st;
+    std::string p = NativePath(path);
+    if (::stat(p.c_str(), &st) != 0) return errno == ENOENT ? MissingLastError(p) : 5;
+    seconds = st.st_mtim.tv_sec;
+    return 0;
+  }
+
+  int32_t RenameFile(const String& from, const String& to) override {
+    std::string f = NativePath(from), t = NativePath(to);
+    struct stat st;
+    if (::lstat(f.c_str(), &st) != 0) return MissingLastError(f);
+    // rename() replaces a file silently; the platform's rename refuses.
+    if (::lstat(t.c_str(), &st) == 0) return 80;
+    if (::rename(f.c_str(), t.c_str()) != 0) return errno == ENOENT ? MissingLastError(t) : 5;
+    return 0;
+  }
+
+  int32_t CreateNewFile(const String& path) override {
+    std::string p = NativePath(path);
+    int fd = ::open(p.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0) return errno == EEXIST ? 80 : errno == ENOENT ? 3 : 5;
+    ::close(fd);
+    return 0;
+  }
+
+ private:
+  // 2 when the folder is there and the file is not, else 3.
+  static int32_t MissingLastError(const std::string& path) {
+    return MissingError(path) == kErrFileNotFound ? 2 : 3;
+  }
 };
 
 std::string FolderOf(const std::string& path) {
@@ -239,6 +303,34 @@ std::string FolderOf(const std::string& path) {
 }
 
 }  // namespace
+
+bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern) {
+  auto fold = [](char16_t c) -> char16_t { return c >= u'a' && c <= u'z' ? c - 32 : c; };
+  // "*.*" is every name, with or without a dot, as on Windows.
+  if (pattern == u"*.*") return true;
+  size_t n = 0, p = 0, star = std::u16string_view::npos, resume = 0;
+  while (n < name.size()) {
+    if (p < pattern.size() && (pattern[p] == u'?' || fold(pattern[p]) == fold(name[n]))) {
+      ++n, ++p;
+    } else if (p < pattern.size() && pattern[p] == u'*') {
+      star = p++;
+      resume = n;
+    } else if (star != std::u16string_view::npos) {
+      p = star + 1;
+      n = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (p < pattern.size() && pattern[p] == u'*') ++p;
+  return p == pattern.size();
+}
+
+String FindFirstFile(const String& path) {
+  std::vector<String> names;
+  if (Files().FindFiles(path, names) != 0 || names.empty()) return String();
+  return names.front();
+}
 
 FileSystem& FileSystem::Real() {
   static RealFileSystem real;
@@ -269,6 +361,7 @@ void MemoryFileSystem::SetReadOnly(const std::string& folder, bool read_only) {
 void MemoryFileSystem::Put(const std::string& path, std::string bytes) {
   AddFolder(FolderOf(path));
   files_[path] = std::move(bytes);
+  times_[path] = ++clock_;
 }
 
 const std::string* MemoryFileSystem::Get(const std::string& path) const {
@@ -317,6 +410,7 @@ int32_t MemoryFileSystem::CopyFile(const String& from, const String& to) {
   std::string target = NativePath(to);
   if (int32_t e = CheckFolder(target, true)) return e;
   files_[target] = it->second;
+  times_[target] = ++clock_;
   return 0;
 }
 
@@ -343,6 +437,49 @@ int32_t MemoryFileSystem::WriteFile(const String& path, std::string_view bytes) 
   // A write replaces the file through a new one beside it, which a read-only folder refuses.
   if (int32_t e = CheckFolder(p, true)) return e;
   files_[p] = std::string(bytes);
+  times_[p] = ++clock_;
+  return 0;
+}
+
+int32_t MemoryFileSystem::FindFiles(const String& pattern, std::vector<String>& names) {
+  names.clear();
+  std::string p = NativePath(pattern);
+  std::string folder = FolderOf(p);
+  if (!folders_.count(folder)) return 3;
+  std::vector<String> found;
+  for (const auto& [path, bytes] : files_)
+    if (FolderOf(path) == folder) found.push_back(String::FromUtf8(path.substr(folder.size())));
+  return OrderMatches(String::FromUtf8(p.substr(folder.size())), found, names);
+}
+
+int32_t MemoryFileSystem::ModifiedTime(const String& path, int64_t& seconds) {
+  std::string p = NativePath(path);
+  if (!files_.count(p)) return folders_.count(FolderOf(p)) ? 2 : 3;
+  seconds = times_.count(p) ? times_[p] : 0;
+  return 0;
+}
+
+int32_t MemoryFileSystem::RenameFile(const String& from, const String& to) {
+  if (int32_t e = Injected(kRename)) return e;
+  std::string f = NativePath(from), t = NativePath(to);
+  if (!files_.count(f)) return folders_.count(FolderOf(f)) ? 2 : 3;
+  if (files_.count(t)) return 80;
+  if (CheckFolder(t, true) || CheckFolder(f, true)) return 5;
+  files_[t] = std::move(files_[f]);
+  times_[t] = times_[f];
+  files_.erase(f);
+  times_.erase(f);
+  return 0;
+}
+
+int32_t MemoryFileSystem::CreateNewFile(const String& path) {
+  if (int32_t e = Injected(kCreateNew)) return e;
+  std::string p = NativePath(path);
+  if (files_.count(p)) return 80;
+  if (!folders_.count(FolderOf(p))) return 3;
+  if (CheckFolder(p, true)) return 5;
+  files_[p] = std::string();
+  times_[p] = ++clock_;
   return 0;
 }
 

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "borvane/automation/string.h"
 #include "borvane/platform/service.h"
@@ -41,8 +42,31 @@ class FileSystem {
   // ReplaceFileContent does: never a moment without the old or the new content.
   virtual int32_t WriteFile(const String& path, std::string_view bytes) = 0;
 
+  // --- Search, dates and names, as the font and help classes ask for them. These report the
+  // platform's last-error numbers: 2 file not found, 3 path not found, 5 access denied, 80 the
+  // file exists.
+
+  // The names (without folder) in the folder of `pattern` that match its last part, where "*"
+  // stands for any run of characters and "?" for one, compared without regard to case as on
+  // Windows: the exact spelling first, then every other match in its stored spelling, in
+  // order of their names. 0, 2 when nothing matches, 3 when the folder is missing.
+  virtual int32_t FindFiles(const String& pattern, std::vector<String>& names) = 0;
+  // The time the file was last written, in seconds since 1970 (UTC): 0 or 2/3.
+  virtual int32_t ModifiedTime(const String& path, int64_t& seconds) = 0;
+  // Renames a file or folder; an existing target is refused (80). 0 or 2/3/5/80.
+  virtual int32_t RenameFile(const String& from, const String& to) = 0;
+  // Makes a new empty file; a file already there is left alone (80). 0 or 3/5/80.
+  virtual int32_t CreateNewFile(const String& path) = 0;
+
   static FileSystem& Real();
 };
+
+// The first name that FindFiles gives for `path` (its spelling on disk), or the empty String:
+// the existence test of the platform's file search.
+String FindFirstFile(const String& path);
+
+// Whether `name` matches `pattern` ("*" any run, "?" one character), without regard to case.
+bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern);
 
 inline FileSystem& Files() {
   return Current<FileSystem>::Get();
@@ -64,7 +88,7 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes);
 // since a write replaces its file through a new one beside it.
 class MemoryFileSystem : public FileSystem {
  public:
-  enum Op { kCreateTemp, kCopy, kDelete, kRead, kWrite, kOpCount };
+  enum Op { kCreateTemp, kCopy, kDelete, kRead, kWrite, kRename, kCreateNew, kOpCount };
 
   // Starts with the folder "/tmp/" as temporary folder.
   MemoryFileSystem();
@@ -77,7 +101,15 @@ class MemoryFileSystem : public FileSystem {
   int32_t ReadFile(const String& path, std::string& bytes) override;
   int32_t WriteFile(const String& path, std::string_view bytes) override;
 
+  int32_t FindFiles(const String& pattern, std::vector<String>& names) override;
+  int32_t ModifiedTime(const String& path, int64_t& seconds) override;
+  int32_t RenameFile(const String& from, const String& to) override;
+  int32_t CreateNewFile(const String& path) override;
+
   void Fail(Op op, int call, int32_t error);
+  // The time a file was last written; every write sets it to the next tick of a clock that
+  // starts at 1,000,000,000.
+  void SetModifiedTime(const std::string& path, int64_t seconds) { times_[path] = seconds; }
   void AddFolder(const std::string& folder);
   void SetReadOnly(const std::string& folder, bool read_only = true);
   void SetTempFolder(const String& folder) { temp_folder_ = folder; }
@@ -100,6 +132,8 @@ class MemoryFileSystem : public FileSystem {
   int calls_[kOpCount] = {};
   std::map<std::pair<int, int>, int32_t> failures_;  // (op, call number) -> error
   int next_temp_ = 1;
+  std::map<std::string, int64_t> times_;
+  int64_t clock_ = 1000000000;
 };
 
 }  // namespace borvane::platform
