@@ -7,15 +7,14 @@
 #include "borvane/borvane.h"
 #include "borvane/fonts/fontobj.h"
 #include "borvane/frame/error_handling.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
 
 void ExpectGuarded(const std::function<void()>& body, const char* source) {
-  try {
-    body();
-    ADD_FAILURE() << "no error";
-  } catch (const Error& e) {
+  {
+    Error e = testing::CaughtError([&] { body(); });
     EXPECT_EQ(e.Number(), static_cast<int32_t>(0x8004C3B5));
     EXPECT_EQ(e.Source(), String(source));
     EXPECT_EQ(e.Description(), String("An unknown error has occurred!"));

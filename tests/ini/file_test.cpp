@@ -11,6 +11,7 @@
 #include "borvane/ini/inifile.h"
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/profile.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
@@ -80,10 +81,8 @@ TEST_F(IniFiles, EmptyTreesAndFilesWithoutSections) {
   fs_.Put("/data/.hidden.ini", "[s]\nk=v\n");
   String hidden = "/data/.hidden.ini", missing = "/data/none.ini";
   for (String* p : {&hidden, &missing}) {
-    try {
-      ini.ReadIniFile(*p);
-      ADD_FAILURE();
-    } catch (const Error& e) {
+    {
+      Error e = testing::CaughtError([&] { ini.ReadIniFile(*p); });
       EXPECT_EQ(e.Number(), 30000);
       EXPECT_EQ(e.Source(), String("IniFile:ReadIniFile"));
     }
@@ -94,10 +93,8 @@ TEST_F(IniFiles, LineWithoutEqualsStopsReadingWithError9) {
   fs_.Put("/data/a.ini", "[a]\nk=1\n[b]\nx=1\nbare\ny=2\n[c]\nz=1\n");
   Inifile ini;
   String path = "/data/a.ini";
-  try {
-    ini.ReadIniFile(path);
-    ADD_FAILURE();
-  } catch (const Error& e) {
+  {
+    Error e = testing::CaughtError([&] { ini.ReadIniFile(path); });
     EXPECT_EQ(e.Number(), 9);
   }
   EXPECT_EQ(Dump(ini), String("[a]k=1;[b]x=1;"));
@@ -152,10 +149,8 @@ TEST_F(IniFiles, AnyFailedStepOfWriteKeepsTheOldFile) {
     String path = "/data/a.ini", s = "new", k = "k", v = "1";
     ini.WriteKey(s, k, v);
     fs_.Fail(step.op, step.call, step.error);
-    try {
-      ini.WriteIniFile(path);
-      ADD_FAILURE() << step.name;
-    } catch (const Error& e) {
+    {
+      Error e = testing::CaughtError([&] { ini.WriteIniFile(path); });
       EXPECT_EQ(e.Number(), step.error) << step.name;
       EXPECT_EQ(e.Source(), String("Inifile:WriteInifile")) << step.name;
       EXPECT_EQ(e.Description(), Error::StandardDescription(step.error)) << step.name;
@@ -171,10 +166,8 @@ TEST_F(IniFiles, FailedCopyBackKeepsTheOldFileInPlaceAndInTheTemporaryFile) {
   ini.WriteKey(s, k, v);
   fs_.Fail(MemoryFileSystem::kWrite, 1, 57);
   fs_.Fail(MemoryFileSystem::kCopy, 2, 70);  // the copy back
-  try {
-    ini.WriteIniFile(path);
-    ADD_FAILURE();
-  } catch (const Error& e) {
+  {
+    Error e = testing::CaughtError([&] { ini.WriteIniFile(path); });
     EXPECT_EQ(e.Number(), 70);
     EXPECT_NE(e.Source(), String("Inifile:WriteInifile"));
   }
@@ -194,10 +187,8 @@ TEST_F(IniFiles, ReadOnlyFolderAndMissingFolder) {
   Inifile ini;
   String path = "/data/a.ini", s = "new", k = "k", v = "1";
   ini.WriteKey(s, k, v);
-  try {
-    ini.WriteIniFile(path);
-    ADD_FAILURE();
-  } catch (const Error& e) {
+  {
+    Error e = testing::CaughtError([&] { ini.WriteIniFile(path); });
     EXPECT_EQ(e.Number(), 70);
   }
   EXPECT_EQ(File("/data/a.ini"), "[old]\nk=v\n");

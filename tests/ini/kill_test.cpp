@@ -13,24 +13,18 @@
 #include <fstream>
 #include <functional>
 #include <random>
-#include <sstream>
 #include <string>
 
 #include "borvane/ini/inifile.h"
 #include "borvane/platform/profile.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string Slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return "<missing>";
-  std::ostringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
+using testing::ReadWholeFile;
 
 void Put(const fs::path& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
@@ -49,13 +43,7 @@ std::string LargeIni(char fill) {
 
 class KillTest : public ::testing::Test {
  protected:
-  KillTest() {
-    char pattern[] = "/tmp/borvane-kill-XXXXXX";
-    folder_ = mkdtemp(pattern);
-    fs::create_directory(folder_ / "tmp");
-    path_ = folder_ / "settings.ini";
-  }
-  ~KillTest() override { fs::remove_all(folder_); }
+  KillTest() : path_(folder_ / "settings.ini") { fs::create_directory(folder_ / "tmp"); }
 
   // Runs `write` in a child process to its end: the time it takes.
   std::chrono::nanoseconds TimeWriter(const std::function<void()>& write) {
@@ -73,7 +61,7 @@ class KillTest : public ::testing::Test {
                            const std::string& changed, int trials) {
     Put(path_, old_text);
     auto span = TimeWriter(write);
-    const std::string new_text = Slurp(path_);
+    const std::string new_text = ReadWholeFile(path_);
     ASSERT_NE(new_text.find(changed), std::string::npos);
     std::mt19937 rng(20261124);
     std::uniform_int_distribution<int64_t> moment(0, span.count() * 6 / 5);
@@ -86,7 +74,7 @@ class KillTest : public ::testing::Test {
       nanosleep(&delay, nullptr);
       kill(pid, SIGKILL);
       waitpid(pid, nullptr, 0);
-      std::string now = Slurp(path_);
+      std::string now = ReadWholeFile(path_);
       ASSERT_TRUE(now == old_text || now == new_text)
           << "trial " << i << " after " << ns << " ns: " << now.size() << " bytes";
       (now == old_text ? old_count : new_count)++;
@@ -106,7 +94,8 @@ class KillTest : public ::testing::Test {
     return pid;
   }
 
-  fs::path folder_, path_;
+  testing::ScratchFolder folder_;
+  fs::path path_;
 };
 
 TEST_F(KillTest, WriteIniFileLeavesTheOldOrTheNewFile) {

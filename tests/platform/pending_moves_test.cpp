@@ -1,12 +1,12 @@
 // Moves that wait for the next start of the system.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "borvane/platform/pending_moves.h"
 #include "borvane/platform/registry.h"
+#include "tests/test_support.h"
 
 namespace borvane::platform {
 namespace {
@@ -16,18 +16,11 @@ namespace fs = std::filesystem;
 TEST(PendingMovesTest, DelayedMovesWaitForAnotherBootThenReplaceTheTarget) {
   MemoryRegistry registry;
   ScopedService<RegistryStore> scope(registry);
-  char pattern[] = "/tmp/borvane-moves-XXXXXX";
-  fs::path folder = mkdtemp(pattern);
+  testing::ScratchFolder folder;
   std::ofstream(folder / "new.ttf") << "new";
   std::ofstream(folder / "font.ttf") << "old";
   std::ofstream(folder / "gone.tmp") << "x";
-  // The library's own form of a path: "\" between names.
-  auto win = [&](const char* name) {
-    std::string p = (folder / name).string();
-    for (char& c : p)
-      if (c == '/') c = '\\';
-    return String::FromUtf8(p);
-  };
+  auto win = [&](const char* name) { return folder.Windows(name); };
   ASSERT_EQ(MoveFileEx(win("new.ttf"), win("font.ttf"),
                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_DELAY_UNTIL_REBOOT),
             0);
@@ -37,13 +30,11 @@ TEST(PendingMovesTest, DelayedMovesWaitForAnotherBootThenReplaceTheTarget) {
 
   // The boot that recorded them does nothing.
   EXPECT_EQ(ApplyPendingMoves(CurrentBootId(), nullptr), 0);
-  std::ifstream old_content(folder / "font.ttf");
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(old_content), {}), "old");
+  EXPECT_EQ(testing::ReadWholeFile(folder / "font.ttf"), "old");
 
   std::vector<std::string> failures;
   EXPECT_EQ(ApplyPendingMoves("a later boot", &failures), 2);
-  std::ifstream new_content(folder / "font.ttf");
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(new_content), {}), "new");
+  EXPECT_EQ(testing::ReadWholeFile(folder / "font.ttf"), "new");
   EXPECT_FALSE(fs::exists(folder / "gone.tmp"));
   ASSERT_EQ(failures.size(), 1u);  // the missing source stays recorded
   EXPECT_EQ(PendingMoves().size(), 1u);
@@ -52,7 +43,6 @@ TEST(PendingMovesTest, DelayedMovesWaitForAnotherBootThenReplaceTheTarget) {
   std::ofstream(folder / "a") << "a";
   EXPECT_EQ(MoveFileEx(win("a"), win("font.ttf"), 0), 183);
   EXPECT_EQ(MoveFileEx(win("a"), win("font.ttf"), MOVEFILE_REPLACE_EXISTING), 0);
-  fs::remove_all(folder);
 }
 
 }  // namespace

@@ -14,21 +14,19 @@
 #include "borvane/platform/registry.h"
 #include "borvane/platform/registry_api.h"
 #include "borvane/platform/registry_sqlite.h"
+#include "tests/test_support.h"
 
 namespace borvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path ScratchFolder() {
-  char pattern[] = "/tmp/borvane-registry-XXXXXX";
-  return mkdtemp(pattern);
-}
+using testing::ScratchFolder;
 
 // Each behaviour test runs over the memory store and over a database of its own.
 class RegistryRules : public ::testing::TestWithParam<bool> {
  protected:
-  RegistryRules() : folder_(ScratchFolder()) {
+  RegistryRules() {
     if (GetParam()) {
       store_ = std::make_unique<SqliteRegistry>((folder_ / "r.db").string());
     } else {
@@ -39,9 +37,8 @@ class RegistryRules : public ::testing::TestWithParam<bool> {
   ~RegistryRules() override {
     scope_.reset();
     store_.reset();
-    fs::remove_all(folder_);
   }
-  fs::path folder_;
+  ScratchFolder folder_;
   std::unique_ptr<RegistryStore> store_;
   std::unique_ptr<ScopedService<RegistryStore>> scope_;
 };
@@ -174,7 +171,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, RegistryRules, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Sqlite" : "Memory"; });
 
 TEST(SqliteRegistryTest, TwoProcessesLoseNoValues) {
-  fs::path folder = ScratchFolder();
+  ScratchFolder folder;
   std::string db = (folder / "r.db").string();
   pid_t writers[2];
   for (int w = 0; w < 2; ++w) {
@@ -197,11 +194,10 @@ TEST(SqliteRegistryTest, TwoProcessesLoseNoValues) {
   std::vector<RegistryValue> values;
   ASSERT_EQ(r.Values("HKCU\\Shared", values), 0);
   EXPECT_EQ(values.size(), 2000u);
-  fs::remove_all(folder);
 }
 
 TEST(SqliteRegistryTest, AWriterKilledMidWayLeavesTheLastCommittedState) {
-  fs::path folder = ScratchFolder();
+  ScratchFolder folder;
   std::string db = (folder / "r.db").string();
   for (int trial = 0; trial < 5; ++trial) {
     int ready[2];
@@ -230,19 +226,18 @@ TEST(SqliteRegistryTest, AWriterKilledMidWayLeavesTheLastCommittedState) {
     ASSERT_GE(values.size(), 4u);
     for (const RegistryValue& v : values) EXPECT_EQ(v.data.size(), 40002u);  // whole values
   }
-  fs::remove_all(folder);
 }
 
 TEST(SqliteRegistryTest, ADamagedFileIsSetAsideAndTheTextStoreImportedOnce) {
-  fs::path folder = ScratchFolder();
+  ScratchFolder folder;
   std::string db = (folder / "r.db").string(), text = (folder / "registry").string();
   std::ofstream(db) << "this is no database, but somebody's file";
   std::ofstream(text) << "[HKEY_CLASSES_ROOT\\CLSID\\{1}]\n@=Doc\nThreadingModel=Apartment\n"
                          "[HKEY_CURRENT_USER\\A]\nnot a pair\nx=1=2\n";
   {
-    testing::internal::CaptureStderr();
+    ::testing::internal::CaptureStderr();
     SqliteRegistry r(db, text);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("damaged"), std::string::npos);
+    EXPECT_NE(::testing::internal::GetCapturedStderr().find("damaged"), std::string::npos);
     EXPECT_EQ(r.GetValue("HKLM\\Software\\Classes\\CLSID\\{1}", ""), String("Doc"));
     EXPECT_EQ(r.GetValue("HKCR\\CLSID\\{1}", "threadingmodel"), String("Apartment"));
     EXPECT_EQ(r.GetValue("HKCU\\A", "x"), String("1=2"));
@@ -251,17 +246,16 @@ TEST(SqliteRegistryTest, ADamagedFileIsSetAsideAndTheTextStoreImportedOnce) {
   SqliteRegistry again(db, text);  // not imported a second time
   EXPECT_FALSE(again.GetValue("HKCU\\A", "x").has_value());
   int aside = 0;
-  for (const auto& e : fs::directory_iterator(folder))
+  for (const auto& e : fs::directory_iterator(folder.path()))
     aside += e.path().filename().string().rfind("r.db.damaged-", 0) == 0;
   EXPECT_EQ(aside, 1);
   EXPECT_TRUE(fs::exists(text));
-  fs::remove_all(folder);
 }
 
 TEST(SystemKeysTest, InstalledFontsAndTheUsersFontFolder) {
   MemoryFontCatalog catalog;
   catalog.fonts = {{"Sample Bold", "/usr/share/fonts/Sample-Bold.ttf"}};
-  fs::path folder = ScratchFolder();
+  ScratchFolder folder;
   catalog.user_folder = (folder / "fonts").string();
   ScopedService<FontCatalog> catalog_scope(catalog);
   MemoryRegistry r;
@@ -279,7 +273,6 @@ TEST(SystemKeysTest, InstalledFontsAndTheUsersFontFolder) {
   EXPECT_FALSE(r.GetValue(shell, "Fonts").has_value());
   fs::create_directory(catalog.user_folder);
   EXPECT_EQ(r.GetValue(shell, "Fonts"), BackslashPath(catalog.user_folder));
-  fs::remove_all(folder);
 }
 
 }  // namespace

@@ -37,8 +37,8 @@ TEST(MessageBoxTest, DefaultIsOneLineAnsweredAtOnceAndAHandlerReplacesIt) {
 }
 
 TEST(SystemTest, FoldersVersionAndEnvironment) {
-  char pattern[] = "/tmp/borvane-system-XXXXXX";
-  fs::path home = mkdtemp(pattern);
+  testing::ScratchFolder scratch;
+  const fs::path& home = scratch.path();
   setenv("XDG_DATA_HOME", home.c_str(), 1);
   SystemService& s = System();
   EXPECT_EQ(s.WindowsFolder().ToUtf8(), (home / "borvane/windows").string());
@@ -55,12 +55,11 @@ TEST(SystemTest, FoldersVersionAndEnvironment) {
   EXPECT_EQ(s.LongPathName(String::FromUtf8(home.string())).ToUtf8(), home.string());
   EXPECT_TRUE(s.LongPathName("/no/such/path").empty());
   EXPECT_EQ(ErrorOf([] { LoadResString(101); }), 326);
-  fs::remove_all(home);
 }
 
 TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
-  char pattern[] = "/tmp/borvane-system-XXXXXX";
-  fs::path home = mkdtemp(pattern);
+  testing::ScratchFolder scratch;
+  const fs::path& home = scratch.path();
   MemoryRegistry registry;
   ScopedService<RegistryStore> registry_scope(registry);
   MemoryFontCatalog catalog;
@@ -76,7 +75,6 @@ TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
                               "fonts"),
             BackslashPath(catalog.user_folder));
   EXPECT_EQ(System().Shell("notepad.exe", 1), 53);
-  fs::remove_all(home);
 }
 
 TEST(SystemTest, EndingTheSessionMapsTheFlagsAndTheDoubleOnlyRecords) {

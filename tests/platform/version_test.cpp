@@ -1,14 +1,13 @@
 // Version records of PE and NE files that the tests build themselves, and the file search.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/version_info.h"
 #include "tests/platform/executable_images.h"
+#include "tests/test_support.h"
 
 namespace borvane::platform {
 namespace {
@@ -17,16 +16,8 @@ namespace fs = std::filesystem;
 
 class ScratchFiles : public ::testing::Test {
  protected:
-  ScratchFiles() {
-    char pattern[] = "/tmp/borvane-version-XXXXXX";
-    folder_ = mkdtemp(pattern);
-  }
-  ~ScratchFiles() override { fs::remove_all(folder_); }
-  String Put(const char* name, const std::string& bytes) {
-    std::ofstream(folder_ / name, std::ios::binary) << bytes;
-    return String::FromUtf8((folder_ / name).string());
-  }
-  fs::path folder_;
+  String Put(const char* name, const std::string& bytes) { return folder_.Put(name, bytes); }
+  testing::ScratchFolder folder_;
 };
 
 VS_FIXEDFILEINFO RecordOf(const String& path) {
@@ -74,7 +65,7 @@ TEST_F(ScratchFiles, SearchIsCaseBlindWithTheExactSpellingFirst) {
   Put("Arial.TTF", "a");
   Put("arial.ttf", "b");
   Put("Verdana.ttf", "c");
-  std::string folder = folder_.string() + "\\";
+  std::string folder = folder_.path().string() + "\\";
   std::vector<String> names;
   ASSERT_EQ(Files().FindFiles(String::FromUtf8(folder + "arial.ttf"), names), 0);
   EXPECT_EQ(names, (std::vector<String>{"arial.ttf", "Arial.TTF"}));
