@@ -10,8 +10,9 @@ constexpr size_t kNeOffset = 0x80;
 constexpr int kAlignShift = 4;
 constexpr uint16_t kTypeFontDir = 0x8007;
 constexpr uint16_t kTypeFont = 0x8008;
-constexpr char kStub[] = "\x0E\x1F\xBA\x0E\x00\xB4\x09\xCD\x21\xB8\x01\x4C\xCD\x21"
-                         "This is a TrueType font, not a program.\r\r\n$";
+constexpr char kStub[] =
+    "\x0E\x1F\xBA\x0E\x00\xB4\x09\xCD\x21\xB8\x01\x4C\xCD\x21"
+    "This is a TrueType font, not a program.\r\r\n$";
 
 void Put16(std::string& out, size_t at, uint16_t v) {
   out[at] = static_cast<char>(v & 0xFF);
@@ -40,29 +41,29 @@ std::string FontDirEntry(const SfntFace& face, bool hidden) {
   std::string names = std::string(1, '\0') + AnsiName(face.family) + '\0' +
                       AnsiName(face.full_name) + '\0' + AnsiName(face.style) + '\0';
   std::string e(113, '\0');
-  Put16(e, 0, 0x0200);                                                 // dfVersion
-  Put32(e, 2, static_cast<uint32_t>(e.size() + names.size()));        // dfSize
+  Put16(e, 0, 0x0200);                                                   // dfVersion
+  Put32(e, 2, static_cast<uint32_t>(e.size() + names.size()));           // dfSize
   constexpr std::string_view kCopyright = "Windows! Windows! Windows!";  // dfCopyright[60]
   e.replace(6, kCopyright.size(), kCopyright);
   Put16(e, 66, kFontTypeScalable | (hidden ? kFontTypeHidden : 0));  // dfType
   // A scalable font has no size of its own: nominal 12 points at 96 dots per inch.
-  Put16(e, 68, 12);                      // dfPoints
-  Put16(e, 70, 96);                      // dfVertRes
-  Put16(e, 72, 96);                      // dfHorizRes
-  Put16(e, 74, face.ascent);             // dfAscent
-  Put16(e, 76, face.internal_leading);   // dfInternalLeading
-  e[80] = face.italic ? 1 : 0;           // dfItalic; 81 underline, 82 strike-out: 0
-  Put16(e, 83, face.weight);             // dfWeight
-  e[85] = face.symbol ? 2 : 0;           // dfCharSet: SYMBOL_CHARSET or ANSI_CHARSET
-  Put16(e, 88, kNominalEmPixels);        // dfPixHeight
+  Put16(e, 68, 12);                     // dfPoints
+  Put16(e, 70, 96);                     // dfVertRes
+  Put16(e, 72, 96);                     // dfHorizRes
+  Put16(e, 74, face.ascent);            // dfAscent
+  Put16(e, 76, face.internal_leading);  // dfInternalLeading
+  e[80] = face.italic ? 1 : 0;          // dfItalic; 81 underline, 82 strike-out: 0
+  Put16(e, 83, face.weight);            // dfWeight
+  e[85] = face.symbol ? 2 : 0;          // dfCharSet: SYMBOL_CHARSET or ANSI_CHARSET
+  Put16(e, 88, kNominalEmPixels);       // dfPixHeight
   // Pitch and family: bit 0 variable pitch, 2 vector, 4 TrueType; the family in the high bits.
   e[90] = static_cast<char>((face.family_kind & 0x70) | (face.fixed_pitch ? 0 : 1) | 2 | 4);
-  Put16(e, 91, face.avg_width);          // dfAvgWidth
-  Put16(e, 93, face.max_width);          // dfMaxWidth
-  e[95] = 0x20;                          // dfFirstChar
-  e[96] = static_cast<char>(0xFF);       // dfLastChar
-  e[97] = '?' - 0x20;                    // dfDefaultChar, from the first character
-  Put32(e, 105, 114);                    // dfFace: offset of the face name in the entry
+  Put16(e, 91, face.avg_width);     // dfAvgWidth
+  Put16(e, 93, face.max_width);     // dfMaxWidth
+  e[95] = 0x20;                     // dfFirstChar
+  e[96] = static_cast<char>(0xFF);  // dfLastChar
+  e[97] = '?' - 0x20;               // dfDefaultChar, from the first character
+  Put32(e, 105, 114);               // dfFace: offset of the face name in the entry
   return e + names;
 }
 
@@ -130,7 +131,10 @@ std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const Strin
   Add16(out, 0);  // end of the types
   out += '\0';    // no resource names
   const uint16_t resident = rel();
-  out += std::string("\x07" "FONTRES\0\0\0", 11);
+  out += std::string(
+      "\x07"
+      "FONTRES\0\0\0",
+      11);
   const uint16_t imported = rel();  // also the empty module reference table
   out += '\0';
   const uint16_t entries = rel();

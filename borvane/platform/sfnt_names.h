@@ -13,9 +13,9 @@ namespace borvane::platform {
 // What a scalable font resource records of a font. Metrics are for a nominal em of
 // kNominalEmPixels pixels.
 struct SfntFace {
-  String full_name;  // name ID 4
-  String family;     // name ID 1, the legacy family (never the typographic ID 16)
-  String style;      // name ID 2 (never ID 17)
+  String full_name;       // name ID 4
+  String family;          // name ID 1, the legacy family (never the typographic ID 16)
+  String style;           // name ID 2 (never ID 17)
   uint16_t weight = 400;  // 1..1000
   bool italic = false;
   bool symbol = false;       // the font maps its characters through the symbol encoding
