@@ -100,8 +100,11 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// Puts `bytes` under `target` only if nothing is there: a new file beside it is written,
-// synced and then given the target's name, so that the target never exists half-written.
+// Puts `bytes` under `target` only if nothing is there. The bytes go to a new file under a
+// hidden name beside the target, which gets the target's name when complete, so that no one
+// ever sees the target half-written. The file is not synced: a ".FOT" is made again from its
+// font whenever it is needed and lives only for the one call that reads it, and a sync would
+// cost a disk write on every reading of a font's names.
 uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
   static std::atomic<unsigned> counter{0};
   size_t slash = target.find_last_of('/');
@@ -120,17 +123,14 @@ uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
   }
   if (raw < 0) return kWinAccessDenied;
   Fd fd(raw);
-  uint32_t error = 0;
-  if (!WriteAll(fd.get(), bytes) || ::fdatasync(fd.get()) != 0) error = ErrorFor(errno, target);
+  uint32_t error = WriteAll(fd.get(), bytes) ? 0 : ErrorFor(errno, target);
   if (fd.Close() != 0 && !error) error = ErrorFor(errno, target);
-  if (!error && ::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE)) {
-    if (errno == EINVAL || errno == ENOSYS) {
-      // The file system cannot rename without replacing: a link fails as well on a taken name.
-      if (::link(temp.c_str(), target.c_str()) != 0)
-        error = errno == EEXIST ? kWinFileExists : ErrorFor(errno, target);
-    } else {
-      error = errno == EEXIST ? kWinFileExists : ErrorFor(errno, target);
-    }
+  if (!error &&
+      ::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) != 0) {
+    // A file system that cannot rename without replacing: a link fails as well on a taken
+    // name.
+    int r = errno == EINVAL || errno == ENOSYS ? ::link(temp.c_str(), target.c_str()) : -1;
+    if (r != 0) error = errno == EEXIST ? kWinFileExists : ErrorFor(errno, target);
     ::unlink(temp.c_str());
   } else if (error) {
     ::unlink(temp.c_str());

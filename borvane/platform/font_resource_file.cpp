@@ -1,5 +1,7 @@
 #include "borvane/platform/font_resource_file.h"
 
+#include <algorithm>
+
 #include "borvane/automation/codepage.h"
 
 namespace borvane::platform {
@@ -37,7 +39,12 @@ std::string AnsiName(const String& text) {
 }
 
 // The 113 fixed bytes of the font directory entry, then the names.
-std::string FontDirEntry(const SfntFace& face, bool hidden) {
+std::string FontDirEntry(const SfntFace& in, bool hidden) {
+  // Sizes below 0x800 and weights up to 1000 keep every high byte below 0x80.
+  SfntFace face = in;
+  for (uint16_t* v : {&face.ascent, &face.internal_leading, &face.avg_width, &face.max_width})
+    *v = std::min<uint16_t>(*v, 1023);
+  face.weight = std::clamp<uint16_t>(face.weight, 1, 1000);
   std::string names = std::string(1, '\0') + AnsiName(face.family) + '\0' +
                       AnsiName(face.full_name) + '\0' + AnsiName(face.style) + '\0';
   std::string e(113, '\0');

@@ -21,6 +21,7 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_readers.h"
+#include "borvane/platform/file_system.h"
 #include "borvane/platform/font_resource_file.h"
 
 namespace borvane::platform {
@@ -233,6 +234,30 @@ TEST(FontResource, Failures) {
   EXPECT_EQ(fs::file_size(fot), 4u);  // the existing file is untouched
 }
 
+TEST(FontResource, Double) {
+  MemoryFileSystem files;
+  ScopedService<FileSystem> scope(files);
+  FakeFontResource fake;
+  fake.SetNames("C:\\Fonts\\a.ttf", "A Bold", "A", "Bold");
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts").last_error, 0u);
+  String family, style;
+  EXPECT_EQ(ReadFotNames("/tmp/A.FOT", family, style), "A Bold");
+  EXPECT_EQ(style, "Bold");
+  String target;
+  EXPECT_EQ(fake.ReadFontResourceTarget("/tmp/A.FOT", target), 0u);
+  EXPECT_EQ(target, "a.ttf");
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts\\").last_error,
+            80u);
+  EXPECT_EQ(fake.CreateScalableFontResource(1, "/tmp/B.FOT", "b.ttf", "C:\\Fonts").last_error, 2u);
+  fake.Fail(1, 5);
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
+            5u);
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
+            0u);
+  ASSERT_EQ(fake.Calls().size(), 5u);
+  EXPECT_EQ(fake.Calls()[2].hidden, 1u);
+}
+
 // The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,
 // decoded by iconv and put through the ANSI code page as the ".FOT" does.
 bool FreeTypeNames(FT_Library lib, const std::string& path, Names& out) {
@@ -266,12 +291,14 @@ bool FreeTypeNames(FT_Library lib, const std::string& path, Names& out) {
   return true;
 }
 
+// Every font that fontconfig lists, and Wine's TrueType fonts (symbol fonts among them).
 TEST(FontResource, EveryInstalledFont) {
   FT_Library lib;
   ASSERT_EQ(FT_Init_FreeType(&lib), 0);
   TempDir dir;
   int checked = 0;
-  FILE* list = popen("fc-list --format '%{file}\\n' 2>/dev/null", "r");
+  FILE* list =
+      popen("{ fc-list --format '%{file}\\n'; ls /usr/share/wine/fonts/*.ttf; } 2>/dev/null", "r");
   ASSERT_NE(list, nullptr);
   char line[4096];
   while (fgets(line, sizeof line, list)) {
