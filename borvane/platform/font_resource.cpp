@@ -1,0 +1,238 @@
+#include "borvane/platform/font_resource.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_resource_file.h"
+
+namespace borvane::platform {
+
+namespace {
+
+// A missing file is 2, unless a folder on its way is missing too: 3.
+uint32_t MissingError(const std::string& path) {
+  size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos || slash == 0) return kWinFileNotFound;
+  struct stat st;
+  std::string folder = path.substr(0, slash);
+  return ::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? kWinFileNotFound
+                                                                 : kWinPathNotFound;
+}
+
+uint32_t ErrorFor(int e, const std::string& path) {
+  switch (e) {
+    case ENOENT:
+      return MissingError(path);
+    case ENOTDIR:
+    case ENAMETOOLONG:
+    case ELOOP:
+      return kWinPathNotFound;
+    case ENOSPC:
+    case EDQUOT:
+      return kWinDiskFull;
+    default:
+      return kWinAccessDenied;
+  }
+}
+
+class Fd {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  int get() const { return fd_; }
+  int Close() {
+    int r = ::close(fd_);
+    fd_ = -1;
+    return r;
+  }
+
+ private:
+  int fd_;
+};
+
+// The font file mapped into memory for as long as this lives.
+class MappedFile {
+ public:
+  // 0 or the error.
+  uint32_t Open(const std::string& path) {
+    Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) return ErrorFor(errno, path);
+    struct stat st;
+    if (::fstat(fd.get(), &st) != 0) return ErrorFor(errno, path);
+    if (S_ISDIR(st.st_mode)) return kWinAccessDenied;
+    if (st.st_size <= 0) return 0;
+    void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd.get(), 0);
+    if (p == MAP_FAILED) return kWinAccessDenied;
+    data_ = p;
+    size_ = static_cast<size_t>(st.st_size);
+    return 0;
+  }
+  ~MappedFile() {
+    if (data_) ::munmap(data_, size_);
+  }
+  std::string_view bytes() const { return {static_cast<const char*>(data_), size_}; }
+
+ private:
+  void* data_ = nullptr;
+  size_t size_ = 0;
+};
+
+bool WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    ssize_t n = ::write(fd, bytes.data(), bytes.size());
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<size_t>(n));
+  }
+  return true;
+}
+
+// Puts `bytes` under `target` only if nothing is there. The bytes go to a new file under a
+// hidden name beside the target, which gets the target's name when complete, so that no one
+// ever sees the target half-written. The file is not synced: a ".FOT" is made again from its
+// font whenever it is needed and lives only for the one call that reads it, and a sync would
+// cost a disk write on every reading of a font's names.
+uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
+  static std::atomic<unsigned> counter{0};
+  size_t slash = target.find_last_of('/');
+  std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
+  std::string name = slash == std::string::npos ? target : target.substr(slash + 1);
+  std::string temp;
+  int raw = -1;
+  for (int attempt = 0; raw < 0 && attempt < 100; ++attempt) {
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".%d.%u.tmp", static_cast<int>(::getpid()),
+                  counter.fetch_add(1));
+    temp = folder + "." + name.substr(0, 200) + suffix;
+    // The mode is filtered by the umask like that of any new file of the user.
+    raw = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (raw < 0 && errno != EEXIST) return ErrorFor(errno, target);
+  }
+  if (raw < 0) return kWinAccessDenied;
+  Fd fd(raw);
+  uint32_t error = WriteAll(fd.get(), bytes) ? 0 : ErrorFor(errno, target);
+  if (fd.Close() != 0 && !error) error = ErrorFor(errno, target);
+  if (!error &&
+      ::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) != 0) {
+    // A file system that cannot rename without replacing: a link fails as well on a taken
+    // name.
+    int r = errno == EINVAL || errno == ENOSYS ? ::link(temp.c_str(), target.c_str()) : -1;
+    if (r != 0) error = errno == EEXIST ? kWinFileExists : ErrorFor(errno, target);
+    ::unlink(temp.c_str());
+  } else if (error) {
+    ::unlink(temp.c_str());
+  }
+  return error;
+}
+
+class RealFontResource : public FontResource {
+ public:
+  FontResourceResult CreateScalableFontResource(uint32_t hidden, const String& fot_path,
+                                                const String& font_file,
+                                                const String& directory) override {
+    std::string target = NativePath(fot_path);
+    struct stat st;
+    if (target.empty()) return {false, kWinPathNotFound};
+    if (::lstat(target.c_str(), &st) == 0) return {false, kWinFileExists};
+    MappedFile font;
+    if (uint32_t e = font.Open(NativePath(FontFilePath(font_file, directory)))) return {false, e};
+    SfntFace face;
+    if (uint32_t e = ReadSfntFace(font.bytes(), face)) return {false, e};
+    std::string bytes = BuildFontResourceFile(face, hidden != 0, font_file);
+    if (uint32_t e = WriteNewFile(target, bytes)) return {false, e};
+    return {true, 0};
+  }
+
+  uint32_t ReadFontResourceTarget(const String& fot_path, String& target) override {
+    MappedFile file;
+    if (uint32_t e = file.Open(NativePath(fot_path))) return e;
+    std::optional<String> t = FontResourceTarget(file.bytes());
+    if (!t) return kWinInvalidData;
+    target = *t;
+    return 0;
+  }
+};
+
+// Files-service errors in Windows terms.
+uint32_t FromFileError(int32_t e) {
+  switch (e) {
+    case 53:
+      return kWinFileNotFound;
+    case 76:
+      return kWinPathNotFound;
+    case 61:
+      return kWinDiskFull;
+    default:
+      return kWinAccessDenied;
+  }
+}
+
+}  // namespace
+
+FontResource& FontResource::Real() {
+  static RealFontResource real;
+  return real;
+}
+
+String FontFilePath(const String& font_file, const String& directory) {
+  if (directory.empty()) return font_file;
+  char16_t last = directory.view().back();
+  return last == u'\\' || last == u'/' ? directory + font_file : directory + "\\" + font_file;
+}
+
+FontResourceResult FakeFontResource::CreateScalableFontResource(uint32_t hidden,
+                                                                const String& fot_path,
+                                                                const String& font_file,
+                                                                const String& directory) {
+  calls_.push_back({hidden, fot_path, font_file, directory});
+  auto failure = failures_.find(static_cast<int>(calls_.size()));
+  if (failure != failures_.end()) return {false, failure->second};
+  std::string existing;
+  if (Files().ReadFile(fot_path, existing) == 0) return {false, kWinFileExists};
+  auto face = faces_.find(FontFilePath(font_file, directory).str());
+  if (face == faces_.end()) return {false, kWinFileNotFound};
+  std::string bytes = BuildFontResourceFile(face->second, hidden != 0, font_file);
+  if (int32_t e = Files().WriteFile(fot_path, bytes)) return {false, FromFileError(e)};
+  return {true, 0};
+}
+
+uint32_t FakeFontResource::ReadFontResourceTarget(const String& fot_path, String& target) {
+  std::string bytes;
+  if (int32_t e = Files().ReadFile(fot_path, bytes)) return FromFileError(e);
+  std::optional<String> t = FontResourceTarget(bytes);
+  if (!t) return kWinInvalidData;
+  target = *t;
+  return 0;
+}
+
+void FakeFontResource::SetFace(const String& font_path, const SfntFace& face) {
+  faces_[font_path.str()] = face;
+}
+
+void FakeFontResource::SetNames(const String& font_path, const String& full_name,
+                                const String& family, const String& style) {
+  SfntFace face;
+  face.full_name = full_name;
+  face.family = family;
+  face.style = style;
+  SetFace(font_path, face);
+}
+
+void FakeFontResource::Fail(int call, uint32_t error) {
+  failures_[static_cast<int>(calls_.size()) + call] = error;
+}
+
+}  // namespace borvane::platform

@@ -1,0 +1,95 @@
+// Scalable font resources: the platform's call that writes a ".FOT" file for a TrueType or
+// OpenType font (see font_resource_file.h for its form), and the reading back of the font file
+// that a ".FOT" names.
+//
+// Errors are Windows last-error codes, as the callers read them: 2 the font file is missing,
+// 3 a folder on the way to the font or to the target is missing, 5 access denied (the font
+// cannot be read or the target cannot be written), 13 not a TrueType/OpenType font, 80 the
+// target exists, 112 the disk is full.
+#ifndef BORVANE_PLATFORM_FONT_RESOURCE_H_
+#define BORVANE_PLATFORM_FONT_RESOURCE_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "borvane/automation/string.h"
+#include "borvane/platform/service.h"
+#include "borvane/platform/sfnt_names.h"
+
+namespace borvane::platform {
+
+inline constexpr uint32_t kWinFileNotFound = 2;
+inline constexpr uint32_t kWinPathNotFound = 3;
+inline constexpr uint32_t kWinAccessDenied = 5;
+inline constexpr uint32_t kWinInvalidData = 13;
+inline constexpr uint32_t kWinFileExists = 80;
+inline constexpr uint32_t kWinDiskFull = 112;
+
+struct FontResourceResult {
+  bool ok = false;
+  uint32_t last_error = 0;  // 0 when ok
+};
+
+class FontResource {
+ public:
+  virtual ~FontResource() = default;
+
+  // Writes the ".FOT" `fot_path` for the font `font_file` in `directory`. With a null or
+  // empty `directory`, `font_file` is the full path of the font. The ".FOT" records
+  // `font_file` as given, and names from the font's own name table; `hidden` (nonzero) marks
+  // the font as one that font lists do not show. Never replaces a file: an existing target
+  // gives 80, and a failure leaves no file under the target's name.
+  virtual FontResourceResult CreateScalableFontResource(uint32_t hidden, const String& fot_path,
+                                                        const String& font_file,
+                                                        const String& directory) = 0;
+
+  // The font file argument that the ".FOT" at `fot_path` records, into `target`. Returns 0,
+  // 2 or 3 when the file is missing, 5 when it cannot be read, 13 when it is not a ".FOT".
+  virtual uint32_t ReadFontResourceTarget(const String& fot_path, String& target) = 0;
+
+  static FontResource& Real();
+};
+
+inline FontResource& FontResources() {
+  return Current<FontResource>::Get();
+}
+
+// The path of the font that CreateScalableFontResource reads: `font_file` alone when
+// `directory` is empty, else `directory`, a "\" unless it ends in one (or in "/"), and
+// `font_file`.
+String FontFilePath(const String& font_file, const String& directory);
+
+// A double for tests. It writes and reads ".FOT" files through the current Files service
+// (e.g. a MemoryFileSystem), in the same form as the real one, with the names that
+// SetFace scripted for the font's path (FontFilePath); a font without scripted names gives
+// 2. Fail(n, error) makes the n-th call from now on (1 = the next) fail with `error`, writing
+// nothing.
+class FakeFontResource : public FontResource {
+ public:
+  struct Call {
+    uint32_t hidden;
+    String fot_path, font_file, directory;
+  };
+
+  FontResourceResult CreateScalableFontResource(uint32_t hidden, const String& fot_path,
+                                                const String& font_file,
+                                                const String& directory) override;
+  uint32_t ReadFontResourceTarget(const String& fot_path, String& target) override;
+
+  void SetFace(const String& font_path, const SfntFace& face);
+  void SetNames(const String& font_path, const String& full_name, const String& family,
+                const String& style);
+  void Fail(int call, uint32_t error);
+  const std::vector<Call>& Calls() const { return calls_; }
+
+ private:
+  std::map<std::u16string, SfntFace> faces_;
+  std::map<int, uint32_t> failures_;  // call number -> error
+  std::vector<Call> calls_;
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_FONT_RESOURCE_H_

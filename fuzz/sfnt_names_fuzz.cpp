@@ -1,0 +1,29 @@
+// The font name reading over arbitrary font bytes, and the ".FOT" target reading over
+// arbitrary bytes: no crash, and a font that reads gives a ".FOT" that scans back.
+#include <cstdlib>
+#include <string>
+
+#include "borvane/automation/codepage.h"
+#include "borvane/fonts/font_readers.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_resource_file.h"
+#include "borvane/platform/sfnt_names.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace borvane;
+  std::string bytes(reinterpret_cast<const char*>(data), size);
+  platform::FontResourceTarget(bytes);
+  // Arbitrary bytes seldom pass the sfnt tag; let half the inputs start with one.
+  if (size > 0 && (data[0] & 1)) bytes.replace(0, std::min<size_t>(4, size), "\0\1\0\0", 4);
+  platform::SfntFace face;
+  if (platform::ReadSfntFace(bytes, face) != 0) return 0;
+  if (face.family.empty() || face.style.empty() || face.full_name.empty()) std::abort();
+  platform::MemoryFileSystem files;
+  platform::ScopedService<platform::FileSystem> scope(files);
+  files.Put("/tmp/X.FOT", platform::BuildFontResourceFile(face, false, "x.ttf"));
+  String family, style;
+  ReadFotNames("/tmp/X.FOT", family, style);
+  if (family != FromAnsi(ToAnsi(face.family)) || style != FromAnsi(ToAnsi(face.style)))
+    std::abort();
+  return 0;
+}

@@ -1,0 +1,322 @@
+// Scalable font resource files: written from fonts made here and from every font on the
+// system, then read back by the ".FOT" scan.
+#include "borvane/platform/font_resource.h"
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include FT_SFNT_NAMES_H
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "borvane/automation/codepage.h"
+#include "borvane/fonts/font_readers.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_resource_file.h"
+
+namespace borvane::platform {
+namespace {
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+struct NameRecord {
+  uint16_t platform, encoding, language, id;
+  std::string bytes;
+};
+
+void Be16(std::string& s, uint32_t v) {
+  s += static_cast<char>(v >> 8 & 0xFF);
+  s += static_cast<char>(v & 0xFF);
+}
+void Be32(std::string& s, uint32_t v) {
+  Be16(s, v >> 16);
+  Be16(s, v & 0xFFFF);
+}
+std::string Utf16Be(std::u16string_view text) {
+  std::string s;
+  for (char16_t c : text) Be16(s, c);
+  return s;
+}
+
+// A minimal TrueType font: one empty glyph, the given names, and an OS/2 table unless
+// `weight` is 0.
+std::string TinyFont(const std::vector<NameRecord>& names, uint16_t weight = 400,
+                     bool italic = false) {
+  std::vector<std::pair<std::string, std::string>> tables;
+  std::string head(54, '\0');
+  head[0] = 0, head[1] = 1, head[12] = 0x5F, head[13] = 0x0F, head[14] = 0x3C, head[15] = 0xF5;
+  head[18] = 0x03, head[19] = static_cast<char>(0xE8);  // 1000 units per em
+  std::string hhea(36, '\0');
+  hhea[1] = 1, hhea[4] = 0x03, hhea[5] = 0x20, hhea[35] = 1;  // ascender 800, 1 metric
+  std::string hmtx = "\x01\xF4\0\0"s;
+  std::string maxp = "\0\0\x50\0\0\x01"s;
+  std::string name;
+  Be16(name, 0);
+  Be16(name, static_cast<uint32_t>(names.size()));
+  Be16(name, static_cast<uint32_t>(6 + 12 * names.size()));
+  std::string strings;
+  for (const NameRecord& n : names) {
+    for (uint32_t v : {n.platform, n.encoding, n.language, n.id}) Be16(name, v);
+    Be16(name, static_cast<uint32_t>(n.bytes.size()));
+    Be16(name, static_cast<uint32_t>(strings.size()));
+    strings += n.bytes;
+  }
+  tables = {{"glyf", "\0\0\0\0"s}, {"head", head}, {"hhea", hhea},          {"hmtx", hmtx},
+            {"loca", "\0\0\0\0"s}, {"maxp", maxp}, {"name", name + strings}};
+  if (weight) {
+    std::string os2(78, '\0');
+    os2[4] = static_cast<char>(weight >> 8), os2[5] = static_cast<char>(weight & 0xFF);
+    os2[63] = italic ? 1 : 0;
+    os2[74] = 0x03, os2[75] = 0x20, os2[77] = 0xC8;  // win ascent 800, descent 200
+    tables.insert(tables.begin(), {"OS/2", os2});
+  }
+  std::string out;
+  Be32(out, 0x00010000);
+  Be16(out, static_cast<uint32_t>(tables.size()));
+  out.append(6, '\0');
+  size_t offset = 12 + 16 * tables.size();
+  std::string data;
+  for (auto& [tag, table] : tables) {
+    out += tag;
+    Be32(out, 0);
+    Be32(out, static_cast<uint32_t>(offset + data.size()));
+    Be32(out, static_cast<uint32_t>(table.size()));
+    data += table;
+    data.resize((data.size() + 3) & ~size_t{3}, '\0');
+  }
+  return out + data;
+}
+
+NameRecord Win(uint16_t id, std::u16string_view text, uint16_t lang = 0x409, uint16_t enc = 1) {
+  return {3, enc, lang, id, Utf16Be(text)};
+}
+NameRecord Mac(uint16_t id, std::string text, uint16_t lang = 0) {
+  return {1, 0, lang, id, std::move(text)};
+}
+
+// A folder of its own under the temporary folder, removed at the end.
+struct TempDir {
+  std::string path;
+  TempDir() {
+    char tmpl[] = "/tmp/fot_test_XXXXXX";
+    path = mkdtemp(tmpl);
+  }
+  ~TempDir() { fs::remove_all(path); }
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(path + "/" + name, std::ios::binary) << bytes;
+    return path + "/" + name;
+  }
+};
+
+struct Names {
+  String full, family, style;
+};
+
+// Writes the ".FOT" for the font at `font` and scans it; the error of the platform call, or 0.
+uint32_t RoundTrip(const TempDir& dir, const std::string& font, Names& names,
+                   std::string* fot_bytes = nullptr) {
+  std::string fot = dir.path + "/A.FOT";
+  FontResourceResult r = FontResource::Real().CreateScalableFontResource(0, fot, font, "");
+  if (!r.ok) return r.last_error;
+  names.full = ReadFotNames(fot, names.family, names.style);
+  if (fot_bytes) {
+    std::ifstream in(fot, std::ios::binary);
+    fot_bytes->assign(std::istreambuf_iterator<char>(in), {});
+  }
+  fs::remove(fot);
+  return 0;
+}
+
+TEST(FontResource, NameChoice) {
+  TempDir dir;
+  Names n;
+  auto check = [&](const std::vector<NameRecord>& records, const char* full, const char* family,
+                   const char* style) {
+    ASSERT_EQ(RoundTrip(dir, dir.Write("f.ttf", TinyFont(records)), n), 0u);
+    EXPECT_EQ(n.full, full);
+    EXPECT_EQ(n.family, family);
+    EXPECT_EQ(n.style, style);
+  };
+  // US English first, then any Windows language, the symbol encoding, then Mac Roman.
+  check({Mac(1, "Mac"), Win(1, u"Deutsch", 0x407), Win(1, u"English"), Win(2, u"Bold", 0x407),
+         Mac(2, "Mac Style"), Win(4, u"Sym", 0x409, 0), Mac(4, "MacFull")},
+        "Sym", "English", "Bold");
+  // The typographic names never count; Mac Roman is decoded; a missing full name is built.
+  check({Win(16, u"DejaVu Sans"), Win(17, u"ExtraLight"), Mac(1, "Caf\x8E Light"),
+         Win(2, u"Regular")},
+        "Caf\xC3\xA9 Light", "Caf\xC3\xA9 Light", "Regular");
+  check({Win(1, u"Fam"), Win(2, u"Oblique")}, "Fam Oblique", "Fam", "Oblique");
+  // A missing style is "Regular"; what the code page cannot hold is "?"; a name ends at NUL.
+  check({Win(4, u"\u540D Sans"), Win(1, u"Fam\0junk"s)}, "? Sans", "Fam", "Regular");
+  EXPECT_EQ(RoundTrip(dir, dir.Write("f.ttf", TinyFont({Win(2, u"Bold")})), n), 13u);
+}
+
+TEST(FontResource, LayoutFieldByField) {
+  TempDir dir;
+  std::string font = dir.Write(
+      "b.ttf",
+      TinyFont({Win(1, u"Fam"), Win(2, u"Bold Italic"), Win(4, u"Fam Bold Italic")}, 700, true));
+  std::string fot = dir.path + "/B.FOT";
+  ASSERT_TRUE(FontResource::Real().CreateScalableFontResource(1, fot, "b.ttf", dir.path).ok);
+  std::ifstream in(fot, std::ios::binary);
+  std::string b(std::istreambuf_iterator<char>(in), {});
+  auto u16 = [&](size_t at) {
+    return static_cast<unsigned char>(b[at]) | static_cast<unsigned char>(b[at + 1]) << 8;
+  };
+  ASSERT_EQ(b.substr(0, 2), "MZ");
+  size_t ne = u16(0x3C);
+  ASSERT_EQ(b.substr(ne, 2), "NE");
+  size_t nonresident = u16(ne + 0x2C);
+  EXPECT_EQ(b.substr(nonresident, 24),
+            "\x17"
+            "FONTRES:Fam Bold Italic");
+  EXPECT_EQ(b.substr(nonresident + 24, 2), "\0\0"s);  // ordinal 0
+  std::optional<size_t> dirres = FontDirectoryOffset(b);
+  ASSERT_TRUE(dirres);
+  EXPECT_EQ(u16(*dirres), 1);  // one font
+  size_t e = *dirres + kFontDirEntryOffset;
+  EXPECT_EQ(u16(e), 0x200);
+  EXPECT_EQ(b.substr(e + 6, 8), "Windows!");
+  EXPECT_EQ(u16(e + 66), kFontTypeScalable | kFontTypeHidden);
+  EXPECT_EQ(u16(e + 68), 12);
+  EXPECT_EQ(u16(e + 70), 96);
+  EXPECT_EQ(u16(e + 72), 96);
+  EXPECT_EQ(u16(e + 74), 13);  // 800/1000 of 16 pixels
+  EXPECT_EQ(b[e + 80], 1);     // italic
+  EXPECT_EQ(u16(e + 83), 700);
+  EXPECT_EQ(b[e + 85], 0);  // ANSI charset
+  EXPECT_EQ(b.substr(e + 113, 33), "\0Fam\0Fam Bold Italic\0Bold Italic\0"s);
+  EXPECT_EQ(u16(e + 2), 113 + 33);
+  String target;
+  EXPECT_EQ(FontResource::Real().ReadFontResourceTarget(fot, target), 0u);
+  EXPECT_EQ(target, "b.ttf");
+  // In the UTF-8 code page the fixed bytes stay one character each.
+  SetAnsiCodePage(CodePage::kUtf8);
+  String family, style;
+  fs::remove(fot);
+  ASSERT_TRUE(FontResource::Real().CreateScalableFontResource(0, fot, font, "").ok);
+  EXPECT_EQ(ReadFotNames(fot, family, style), "Fam Bold Italic");
+  EXPECT_EQ(style, "Bold Italic");
+  SetAnsiCodePage(CodePage::kWindows1252);
+}
+
+TEST(FontResource, Failures) {
+  TempDir dir;
+  FontResource& real = FontResource::Real();
+  std::string font = dir.Write("c.ttf", TinyFont({Win(1, u"C")}));
+  std::string fot = dir.path + "/C.FOT";
+  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "nothere.ttf", dir.path).last_error, 2u);
+  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "c.ttf", dir.path + "/no").last_error, 3u);
+  EXPECT_EQ(real.CreateScalableFontResource(0, dir.path + "/no/C.FOT", font, "").last_error, 3u);
+  dir.Write("text.ttf", "not a font at all");
+  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "text.ttf", dir.path).last_error, 13u);
+  dir.Write("C.FOT", "mine");
+  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "c.ttf", dir.path).last_error, 80u);
+  String target;
+  EXPECT_EQ(real.ReadFontResourceTarget(fot, target), 13u);
+  fs::create_directory(dir.path + "/ro");
+  chmod((dir.path + "/ro").c_str(), 0500);
+  if (geteuid() != 0) {
+    EXPECT_EQ(real.CreateScalableFontResource(0, dir.path + "/ro/C.FOT", font, "").last_error, 5u);
+  }
+  EXPECT_TRUE(fs::is_empty(dir.path + "/ro"));
+  EXPECT_EQ(fs::file_size(fot), 4u);  // the existing file is untouched
+}
+
+TEST(FontResource, Double) {
+  MemoryFileSystem files;
+  ScopedService<FileSystem> scope(files);
+  FakeFontResource fake;
+  fake.SetNames("C:\\Fonts\\a.ttf", "A Bold", "A", "Bold");
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts").last_error, 0u);
+  String family, style;
+  EXPECT_EQ(ReadFotNames("/tmp/A.FOT", family, style), "A Bold");
+  EXPECT_EQ(style, "Bold");
+  String target;
+  EXPECT_EQ(fake.ReadFontResourceTarget("/tmp/A.FOT", target), 0u);
+  EXPECT_EQ(target, "a.ttf");
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts\\").last_error,
+            80u);
+  EXPECT_EQ(fake.CreateScalableFontResource(1, "/tmp/B.FOT", "b.ttf", "C:\\Fonts").last_error, 2u);
+  fake.Fail(1, 5);
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
+            5u);
+  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
+            0u);
+  ASSERT_EQ(fake.Calls().size(), 5u);
+  EXPECT_EQ(fake.Calls()[2].hidden, 1u);
+}
+
+// The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,
+// decoded by iconv and put through the ANSI code page as the ".FOT" does.
+bool FreeTypeNames(FT_Library lib, const std::string& path, Names& out) {
+  FT_Face face;
+  if (FT_New_Face(lib, path.c_str(), 0, &face) != 0) return false;
+  std::unique_ptr<FT_FaceRec, decltype(&FT_Done_Face)> owner(face, FT_Done_Face);
+  if (!FT_IS_SFNT(face)) return false;
+  std::string best[5];
+  int rank[5] = {9, 9, 9, 9, 9};
+  for (FT_UInt i = 0, n = FT_Get_Sfnt_Name_Count(face); i < n; ++i) {
+    FT_SfntName r;
+    if (FT_Get_Sfnt_Name(face, i, &r) != 0 || r.name_id > 4) continue;
+    int k = r.platform_id == 3 && (r.encoding_id == 1 || r.encoding_id == 10)
+                ? (r.language_id == 0x409 ? 0 : 1)
+            : r.platform_id == 3 && r.encoding_id == 0 ? 2
+            : r.platform_id == 1 && r.encoding_id == 0 ? (r.language_id == 0 ? 3 : 4)
+            : r.platform_id == 0                       ? 5
+                                                       : 9;
+    if (k >= rank[r.name_id]) continue;
+    iconv_t cd = iconv_open("UTF-8", r.platform_id == 1 ? "MACINTOSH" : "UTF-16BE");
+    std::string in(reinterpret_cast<char*>(r.string), r.string_len), utf8(4 * in.size() + 4, 0);
+    char *src = in.data(), *dst = utf8.data();
+    size_t left = in.size(), room = utf8.size();
+    iconv(cd, &src, &left, &dst, &room);
+    iconv_close(cd);
+    rank[r.name_id] = k;
+    best[r.name_id] = utf8.c_str();
+  }
+  auto ansi = [](const std::string& s) { return FromAnsi(ToAnsi(String(s))); };
+  out = {ansi(best[4]), ansi(best[1]), ansi(best[2])};
+  return true;
+}
+
+// Every font that fontconfig lists, and Wine's TrueType fonts (symbol fonts among them).
+TEST(FontResource, EveryInstalledFont) {
+  FT_Library lib;
+  ASSERT_EQ(FT_Init_FreeType(&lib), 0);
+  TempDir dir;
+  int checked = 0;
+  FILE* list =
+      popen("{ fc-list --format '%{file}\\n'; ls /usr/share/wine/fonts/*.ttf; } 2>/dev/null", "r");
+  ASSERT_NE(list, nullptr);
+  char line[4096];
+  while (fgets(line, sizeof line, list)) {
+    std::string path(line);
+    path.pop_back();
+    Names expected, got;
+    if (!FreeTypeNames(lib, path, expected)) continue;
+    ASSERT_EQ(RoundTrip(dir, path, got), 0u) << path;
+    EXPECT_EQ(got.full, expected.full) << path;
+    EXPECT_EQ(got.family, expected.family) << path;
+    EXPECT_EQ(got.style, expected.style) << path;
+    ++checked;
+  }
+  pclose(list);
+  FT_Done_FreeType(lib);
+  std::printf("fonts checked: %d\n", checked);
+  if (checked == 0) GTEST_SKIP() << "fontconfig lists no TrueType font";
+}
+
+}  // namespace
+}  // namespace borvane::platform
