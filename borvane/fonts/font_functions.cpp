@@ -1,14 +1,174 @@
 #include "borvane/fonts/font_functions.h"
 
+#include "borvane/automation/text.h"
+#include "borvane/fonts/font_readers.h"
 #include "borvane/frame/class_table.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_resource.h"
+#include "borvane/platform/message_box.h"
+#include "borvane/platform/system.h"
 
 namespace borvane {
 
+namespace {
+
+// What the members of work still to come answer meanwhile.
+[[noreturn]] void NotImplemented(const char* member) {
+  throw Error(static_cast<int32_t>(0x80004001), String("FontFunctions.") + String(member),
+              "Not implemented");
+}
+
+// The text of a file name less its last four characters (its extension with the dot):
+// error 5 for a name shorter than that, as taking a negative count of characters is.
+String WithoutExtension(const String& name) {
+  if (name.size() < 4) ThrowPlatformError(kErrInvalidCall);
+  return String(name.view().substr(0, name.size() - 4));
+}
+
+// The folder as a platform call fills it into a buffer of `size` blanks: nothing when the call
+// gives nothing; the blanks alone (closed to "\") when the folder does not fit, as then the
+// call only reports the length it needs.
+String FolderFromBuffer(const String& folder, size_t size) {
+  if (folder.empty()) return String();
+  if (folder.size() >= size) return AddBackslash(String(std::u16string(size, u' ')));
+  return AddBackslash(TrimAtNul(folder));
+}
+
+}  // namespace
+
 void FontFunctions::Describe(ClassBuilder<FontFunctions>& b) {
+  const Param show = Opt("bolShowError", Variant(false));
   b.Creatable()
       .AppObject()
       .Order(kOrderFontFunctions)
-      .Ids(ClassId(kOrderFontFunctions), InterfaceId(kOrderFontFunctions));
+      .Ids(ClassId(kOrderFontFunctions), InterfaceId(kOrderFontFunctions))
+      .Method("GetBitmapFontInfo", &FontFunctions::GetBitmapFontInfo,
+              {"strSourcePath", "strFontFileName", "BitmapInfo", show})
+      .Method("GetFontName", &FontFunctions::GetFontName, {"strSourceName"})
+      .Method("GetTTFontInfo", &FontFunctions::GetTTFontInfo,
+              {"strSourcePath", "strFontFileName", "TTFInfo", show})
+      .Method("GetInstalledBitmapFonts", &FontFunctions::GetInstalledBitmapFonts)
+      .Method("FontFamilyname", &FontFunctions::FontFamilyname, {"sFaceName", "sStyle"})
+      .Method("FontFilename", &FontFunctions::FontFilename, {"sFontName", "sFontStyle"})
+      .Method("GetFontStylename", &FontFunctions::GetFontStylename, {"sBold", "sItalic"})
+      .Method("GetInstalledTTFonts", &FontFunctions::GetInstalledTTFonts)
+      .Method("InstallBitmapFont", &FontFunctions::InstallBitmapFont,
+              {"strSourcePath", "strFontFileName", show})
+      .Method("InstallBitmapFontTemporary", &FontFunctions::InstallBitmapFontTemporary,
+              {"strSourcePath", "strFontFileName", show})
+      .Method("InstallTTFont", &FontFunctions::InstallTTFont,
+              {"strSourcePath", "strFontFileName", show})
+      .Method("InstallTTFontTemporary", &FontFunctions::InstallTTFontTemporary,
+              {"strSourcePath", "strFontFileName", show})
+      .Method("ShutdownSystem", &FontFunctions::ShutdownSystem, {"eType"})
+      .Method("UnInstallBitmapFont", &FontFunctions::UnInstallBitmapFont,
+              {"strFontFileName", Opt("strSourcePath", Variant(String())), show})
+      .Method("UnInstallTTFont", &FontFunctions::UnInstallTTFont,
+              {"strFontFileName", Opt("strSourcePath", Variant(String())), show})
+      .Method("GetRegFontsPath", &FontFunctions::GetRegFontsPath)
+      .Method("GetFontFriedlyName", &FontFunctions::GetFontFriedlyName, {"FileNameTTF"});
+}
+
+bool FontFunctions::GetBitmapFontInfo(String& strSourcePath, String& strFontFileName,
+                                      FONTINFO& BitmapInfo, bool&) {
+  // Every failure is the result False; nothing is shown whatever bolShowError says.
+  try {
+    String name = ReadBitmapFaceName(strSourcePath, strFontFileName);
+    BitmapInfo.FontName = name;
+    BitmapInfo.FontFamily = String();
+    BitmapInfo.FontStyle = String();
+    return true;
+  } catch (const Error&) {
+    return false;
+  }
+}
+
+bool FontFunctions::GetTTFontInfo(String& strSourcePath, String& strFontFileName, FONTINFO& TTFInfo,
+                                  bool& bolShowError) {
+  String dir = GetTempDirectory();
+  if (dir.empty()) dir = GetWindowsFolder();
+  String fot = dir + WithoutExtension(strFontFileName) + String(".FOT");
+  if (!CreateFontResourceFile(fot, strFontFileName, AddBackslash(strSourcePath), bolShowError))
+    return false;
+  String family, style;
+  String name = ReadFotNames(fot, family, style);
+  TTFInfo.FontName = name;
+  TTFInfo.FontFamily = family;
+  TTFInfo.FontStyle = style;
+  if (int32_t e = platform::Files().DeleteFile(fot)) ThrowPlatformError(e);
+  return true;
+}
+
+bool FontFunctions::CreateFontResourceFile(const String& fot, const String& file, const String& dir,
+                                           bool show) {
+  platform::FileSystem& files = platform::Files();
+  if (files.IsNormalFile(fot)) {
+    if (int32_t e = files.DeleteFile(fot)) ThrowPlatformError(e);
+  }
+  platform::FontResourceResult r =
+      platform::FontResources().CreateScalableFontResource(0, fot, file, dir);
+  if (r.ok) return true;
+  if (show && r.last_error != 0) {
+    String text = r.last_error == 80
+                      ? String("Font file ") + file + String(" already exists.")
+                      : String("Error ") + NumberText(static_cast<int32_t>(r.last_error));
+    platform::Boxes().Show({text, std::nullopt, platform::MB_OK});
+  }
+  return false;
+}
+
+String FontFunctions::GetTempDirectory() {
+  return FolderFromBuffer(platform::System().TempFolder(), 260);
+}
+
+String FontFunctions::GetWindowsFolder() {
+  return FolderFromBuffer(platform::System().WindowsFolder(), 255);
+}
+
+String FontFunctions::GetFontName(String&) {
+  NotImplemented("GetFontName");
+}
+Array FontFunctions::GetInstalledBitmapFonts() {
+  NotImplemented("GetInstalledBitmapFonts");
+}
+String FontFunctions::FontFamilyname(String&, String&) {
+  NotImplemented("FontFamilyname");
+}
+String FontFunctions::FontFilename(String&, String&) {
+  NotImplemented("FontFilename");
+}
+void FontFunctions::GetFontStylename(String&, String&) {
+  NotImplemented("GetFontStylename");
+}
+Array FontFunctions::GetInstalledTTFonts() {
+  NotImplemented("GetInstalledTTFonts");
+}
+int32_t FontFunctions::InstallBitmapFont(String&, String&, bool&) {
+  NotImplemented("InstallBitmapFont");
+}
+int32_t FontFunctions::InstallBitmapFontTemporary(String&, String&, bool&) {
+  NotImplemented("InstallBitmapFontTemporary");
+}
+int32_t FontFunctions::InstallTTFont(String&, String&, bool&) {
+  NotImplemented("InstallTTFont");
+}
+int32_t FontFunctions::InstallTTFontTemporary(String&, String&, bool&) {
+  NotImplemented("InstallTTFontTemporary");
+}
+void FontFunctions::ShutdownSystem(eShutDown&) {
+  NotImplemented("ShutdownSystem");
+}
+bool FontFunctions::UnInstallBitmapFont(String&, String&, bool&) {
+  NotImplemented("UnInstallBitmapFont");
+}
+bool FontFunctions::UnInstallTTFont(String&, String&, bool&) {
+  NotImplemented("UnInstallTTFont");
+}
+String FontFunctions::GetRegFontsPath() {
+  NotImplemented("GetRegFontsPath");
+}
+String FontFunctions::GetFontFriedlyName(String&) {
+  NotImplemented("GetFontFriedlyName");
 }
 
 const Ref<FontFunctions>& GlobalFontFunctions() {

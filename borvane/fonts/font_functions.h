@@ -1,20 +1,71 @@
-// FontFunctions: the library's application object. Callers may create it, and one implicit
-// instance per thread serves calls made without creating it.
+// FontFunctions: the library's application object for fonts. Callers may create it, and one
+// implicit instance per thread serves calls made without creating it.
 //
-// Its font members (name readers, installation, font lists, shutdown) are not part of this
-// library yet; the class is here so that the class table, the factory and the global object
-// are complete.
+// It holds no data: each member works from its arguments, the file system and the registry,
+// and reports through its result and, when the caller asks for it, message boxes. The name
+// readers are here; installation, the installed font lists and shutdown answer "not
+// implemented" until they are built.
 #ifndef BORVANE_FONTS_FONT_FUNCTIONS_H_
 #define BORVANE_FONTS_FONT_FUNCTIONS_H_
 
 #include "borvane/automation/binding.h"
+#include "borvane/fonts/font_info.h"
 
 namespace borvane {
+
+// How ShutdownSystem ends the session: the platform's flags, passed on unchanged.
+enum eShutDown : int32_t {
+  shtLogOff = 0,
+  shtShutDown = 1,
+  shtReboot = 2,
+  shtForceLogOff = 4,
+  shtForceShutDown = 5,
+  shtForceReboot = 6,
+  shtPowerOff = 8,
+  shtForcePowerOff = 12,
+};
 
 class FontFunctions : public Dispatchable<FontFunctions> {
  public:
   static constexpr const char* kClassName = "FontFunctions";
   static void Describe(ClassBuilder<FontFunctions>& b);
+
+  // The face name of a bitmap font file (".FON") into `BitmapInfo.FontName`, its family and
+  // style emptied; False, with `BitmapInfo` as it was, when it cannot be read. Shows nothing.
+  bool GetBitmapFontInfo(String& strSourcePath, String& strFontFileName, FONTINFO& BitmapInfo,
+                         bool& bolShowError);
+  String GetFontName(String& strSourceName);
+  // The three names of a TrueType font file, read from the ".FOT" that the platform builds for
+  // it in the temporary folder; False when the platform cannot build it (a message box only
+  // when `bolShowError`). Errors 5 and 6 of the scan reach the caller.
+  bool GetTTFontInfo(String& strSourcePath, String& strFontFileName, FONTINFO& TTFInfo,
+                     bool& bolShowError);
+  Array GetInstalledBitmapFonts();
+  String FontFamilyname(String& sFaceName, String& sStyle);
+  String FontFilename(String& sFontName, String& sFontStyle);
+  void GetFontStylename(String& sBold, String& sItalic);
+  Array GetInstalledTTFonts();
+  int32_t InstallBitmapFont(String& strSourcePath, String& strFontFileName, bool& bolShowError);
+  int32_t InstallBitmapFontTemporary(String& strSourcePath, String& strFontFileName,
+                                     bool& bolShowError);
+  int32_t InstallTTFont(String& strSourcePath, String& strFontFileName, bool& bolShowError);
+  int32_t InstallTTFontTemporary(String& strSourcePath, String& strFontFileName,
+                                 bool& bolShowError);
+  void ShutdownSystem(eShutDown& eType);
+  bool UnInstallBitmapFont(String& strFontFileName, String& strSourcePath, bool& bolShowError);
+  bool UnInstallTTFont(String& strFontFileName, String& strSourcePath, bool& bolShowError);
+  String GetRegFontsPath();
+  String GetFontFriedlyName(String& FileNameTTF);
+
+  // Library-internal operations that the members share.
+  // Builds the ".FOT" `fot` for `file` in `dir`, replacing a file of that name; on failure
+  // and with `show`, one message box tells why.
+  static bool CreateFontResourceFile(const String& fot, const String& file, const String& dir,
+                                     bool show);
+  // The temporary folder with a closing separator, or the empty String.
+  static String GetTempDirectory();
+  // The system's root folder with a closing separator, or the empty String.
+  static String GetWindowsFolder();
 };
 
 // The predeclared instance of the calling thread, created on first use.

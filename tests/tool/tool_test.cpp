@@ -113,6 +113,17 @@ TEST_F(ToolTest, DocumentCommands) {
             std::string::npos);
 }
 
+TEST_F(ToolTest, FontNames) {
+  Result r = Run("font names /usr/share/fonts/truetype/dejavu/DejaVuSans-Oblique.ttf");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "Font name:   DejaVu Sans Oblique\nFamily:      DejaVu Sans\n"
+            "Style:       Oblique\n");
+  r = Run("font names " + Example("options.ini"));
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("not a font file"), std::string::npos);
+}
+
 TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {
   const std::string folder = dir_.string();
   for (const char* command : {"doc format ", "ini dump ", "font-settings --load "}) {

@@ -32,6 +32,7 @@ constexpr const char* kUsage =
     "                                       a whole section as one text\n"
     "  ini dump FILE                        every section and key\n"
     "  font-settings [--load FILE]          a font settings object as XML\n"
+    "  font names FILE                      the names of a TrueType or bitmap font file\n"
     "  timer --interval MS --count N        run a periodic timer and print each tick\n"
     "  call PROGID MEMBER [ARG...]          call one member late-bound\n"
     "  pending list | apply                 file replacements waiting for a restart\n"
@@ -125,6 +126,8 @@ int main(int argc, char** argv) {
       status = TimerCommand(rest);
     } else if (command == "call") {
       status = Call(rest);
+    } else if (command == "font") {
+      status = FontCommand(rest);
     } else if (command == "pending") {
       status = PendingCommand(rest);
     } else {

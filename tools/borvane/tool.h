@@ -52,6 +52,7 @@ int FontSettings(const Args& args);
 int TimerCommand(const Args& args);
 int Call(const Args& args);
 int PendingCommand(const Args& args);
+int FontCommand(const Args& args);
 
 }  // namespace borvane::tool
 
