@@ -8,6 +8,7 @@
 
 #include "borvane/automation/error.h"
 #include "borvane/platform/file_system.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
@@ -16,16 +17,7 @@ using platform::MemoryFileSystem;
 using platform::ScopedService;
 using namespace std::string_literals;
 
-// Error number thrown by `f`, or 0.
-template <class F>
-int32_t ErrorOf(F f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing::ErrorOf;
 
 // A ".FOT"-like text: `head`, then "Windows!" and 100 fillers so that `names` start 108
 // characters from the "W".
