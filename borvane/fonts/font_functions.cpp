@@ -12,12 +12,6 @@ namespace borvane {
 
 namespace {
 
-// What the members of work still to come answer meanwhile.
-[[noreturn]] void NotImplemented(const char* member) {
-  throw Error(static_cast<int32_t>(0x80004001), String("FontFunctions.") + String(member),
-              "Not implemented");
-}
-
 // The text of a file name less its last four characters (its extension with the dot):
 // error 5 for a name shorter than that, as taking a negative count of characters is.
 String WithoutExtension(const String& name) {
@@ -123,52 +117,6 @@ String FontFunctions::GetTempDirectory() {
 
 String FontFunctions::GetWindowsFolder() {
   return FolderFromBuffer(platform::System().WindowsFolder(), 255);
-}
-
-String FontFunctions::GetFontName(String&) {
-  NotImplemented("GetFontName");
-}
-Array FontFunctions::GetInstalledBitmapFonts() {
-  NotImplemented("GetInstalledBitmapFonts");
-}
-String FontFunctions::FontFamilyname(String&, String&) {
-  NotImplemented("FontFamilyname");
-}
-String FontFunctions::FontFilename(String&, String&) {
-  NotImplemented("FontFilename");
-}
-void FontFunctions::GetFontStylename(String&, String&) {
-  NotImplemented("GetFontStylename");
-}
-Array FontFunctions::GetInstalledTTFonts() {
-  NotImplemented("GetInstalledTTFonts");
-}
-int32_t FontFunctions::InstallBitmapFont(String&, String&, bool&) {
-  NotImplemented("InstallBitmapFont");
-}
-int32_t FontFunctions::InstallBitmapFontTemporary(String&, String&, bool&) {
-  NotImplemented("InstallBitmapFontTemporary");
-}
-int32_t FontFunctions::InstallTTFont(String&, String&, bool&) {
-  NotImplemented("InstallTTFont");
-}
-int32_t FontFunctions::InstallTTFontTemporary(String&, String&, bool&) {
-  NotImplemented("InstallTTFontTemporary");
-}
-void FontFunctions::ShutdownSystem(eShutDown&) {
-  NotImplemented("ShutdownSystem");
-}
-bool FontFunctions::UnInstallBitmapFont(String&, String&, bool&) {
-  NotImplemented("UnInstallBitmapFont");
-}
-bool FontFunctions::UnInstallTTFont(String&, String&, bool&) {
-  NotImplemented("UnInstallTTFont");
-}
-String FontFunctions::GetRegFontsPath() {
-  NotImplemented("GetRegFontsPath");
-}
-String FontFunctions::GetFontFriedlyName(String&) {
-  NotImplemented("GetFontFriedlyName");
 }
 
 const Ref<FontFunctions>& GlobalFontFunctions() {

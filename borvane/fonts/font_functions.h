@@ -2,9 +2,7 @@
 // implicit instance per thread serves calls made without creating it.
 //
 // It holds no data: each member works from its arguments, the file system and the registry,
-// and reports through its result and, when the caller asks for it, message boxes. The name
-// readers are here; installation, the installed font lists and shutdown answer "not
-// implemented" until they are built.
+// and reports through its result and, when the caller asks for it, message boxes.
 #ifndef BORVANE_FONTS_FONT_FUNCTIONS_H_
 #define BORVANE_FONTS_FONT_FUNCTIONS_H_
 
@@ -66,6 +64,13 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   static String GetTempDirectory();
   // The system's root folder with a closing separator, or the empty String.
   static String GetWindowsFolder();
+
+ private:
+  // The end of an uninstall: the file goes, then the broadcast.
+  bool RemoveFileAndBroadcast(const String& dir, const String& file, bool show);
+  void EnableShutdownPrivilege(bool show);
+  // The two lists of installed fonts: the values whose data ends in `extension`.
+  Array InstalledFonts(const char* extension);
 };
 
 // The predeclared instance of the calling thread, created on first use.

@@ -158,6 +158,8 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
     exists = ::stat(target.c_str(), &st) == 0;
   }
   if (exists && S_ISDIR(st.st_mode)) return kErrPathFileAccess;
+  // A file without write permission is read-only, as on Windows: it is not replaced.
+  if (exists && (st.st_mode & 0222) == 0) return kErrPermissionDenied;
   size_t slash = target.find_last_of('/');
   std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
   std::string temp_name =

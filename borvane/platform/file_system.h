@@ -78,7 +78,8 @@ std::string NativePath(const String& path);
 // Replaces the content of the file at the native `path` so that a crash at any moment leaves
 // either the old or the new content there: the bytes go to a new file beside it, which is
 // synced and renamed over it, and the folder is synced. A link is followed; the file keeps its
-// permissions. A folder that refuses new files refuses the replacement too (70). 0 or the
+// permissions. A folder that refuses new files refuses the replacement too (70), and so does
+// a file that nobody may write (a read-only file, as on Windows). 0 or the
 // platform's file error.
 int32_t ReplaceFileContent(const std::string& path, std::string_view bytes);
 

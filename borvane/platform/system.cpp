@@ -121,7 +121,6 @@ class RealSystem : public SystemService {
     return 0;
   }
 
-  int32_t BroadcastFontChange() override { return 1; }
   void DeleteSystemMenuItem(int32_t, int32_t) override {}
   int32_t Privilege(PrivilegeStep) override { return 0; }
 

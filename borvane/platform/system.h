@@ -72,8 +72,6 @@ class SystemService {
   // folder in the desktop's file manager where there is a display. 0, or 53 for a command it
   // cannot start.
   virtual int32_t Shell(const String& command, int32_t window_style) = 0;
-  // The "fonts changed" broadcast to every top-level window: nonzero when it went out.
-  virtual int32_t BroadcastFontChange() = 0;
   // Window menus and procedures of windows the library does not own: nothing to do on Linux.
   virtual void DeleteSystemMenuItem(int32_t window, int32_t command) = 0;
   // One privilege step: the last error after it (0: done).
@@ -110,7 +108,6 @@ class FakeSystem : public SystemService {
   String LongPathName(const String& path) override { return path; }
   std::pair<int32_t, int32_t> CursorPos() override { return cursor; }
   int32_t Shell(const String& command, int32_t window_style) override;
-  int32_t BroadcastFontChange() override { return ++broadcasts, broadcast_result; }
   void DeleteSystemMenuItem(int32_t window, int32_t command) override {
     menu_deletions.push_back({window, command});
   }
@@ -129,10 +126,8 @@ class FakeSystem : public SystemService {
   std::pair<int32_t, int32_t> cursor{0, 0};
   std::map<int32_t, String> resources;
   std::map<PrivilegeStep, int32_t> privilege_errors;
-  int32_t broadcast_result = 1;
   // What the library asked for.
   std::vector<String> shell_commands;
-  int broadcasts = 0;
   std::vector<std::pair<int32_t, int32_t>> menu_deletions;
   std::vector<PrivilegeStep> privilege_steps;
   std::vector<uint32_t> exits;

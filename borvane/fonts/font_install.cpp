@@ -1,0 +1,330 @@
+// FontFunctions: installing and removing fonts, the fonts folder and key by release of the
+// system, and the end of the session.
+#include "borvane/automation/codepage.h"
+#include "borvane/automation/text.h"
+#include "borvane/fonts/font_functions.h"
+#include "borvane/fonts/font_readers.h"
+#include "borvane/fonts/font_system.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_loader.h"
+#include "borvane/platform/message_box.h"
+#include "borvane/platform/pending_moves.h"
+#include "borvane/platform/profile.h"
+#include "borvane/platform/registry.h"
+#include "borvane/platform/registry_api.h"
+#include "borvane/platform/system.h"
+#include "borvane/platform/version_info.h"
+
+namespace borvane {
+
+namespace {
+
+using platform::HKEY;
+
+void Show(bool show, const String& text) {
+  if (show) platform::Boxes().Show({text, std::nullopt, platform::MB_OK});
+}
+
+String DllError(int32_t code) {
+  return String("DLL-Error ") + NumberText(code);
+}
+
+String Upper4(const String& name) {
+  std::u16string_view v = name.view();
+  return UCase(String(v.substr(v.size() < 4 ? 0 : v.size() - 4)));
+}
+
+// The runtime's FileCopy: the platform's file error when it fails.
+void FileCopy(const String& from, const String& to) {
+  if (int32_t e = platform::Files().CopyFile(from, to)) ThrowPlatformError(e);
+}
+
+// The runtime's FileDateTime, as seconds: error 53 for a missing file.
+int64_t FileDateTime(const String& path) {
+  int64_t seconds = 0;
+  if (platform::Files().ModifiedTime(path, seconds) != 0) ThrowPlatformError(kErrFileNotFound);
+  return seconds;
+}
+
+void Kill(const String& path) {
+  if (int32_t e = platform::Files().DeleteFile(path)) ThrowPlatformError(e);
+}
+
+// The value of an installed font: its file name, without NUL, as REG_SZ.
+void WriteFontValue(const String& name, const String& file) {
+  HKEY key = OpenFontsKey();
+  std::string data = ToAnsi(file);
+  platform::RegSetValueExA(key, ToAnsi(name), platform::REG_SZ,
+                           reinterpret_cast<const uint8_t*>(data.data()),
+                           static_cast<uint32_t>(data.size()));
+  platform::RegCloseKey(key);
+}
+
+bool DeleteBitmapFontKey(const String& name) {
+  HKEY key = OpenFontsKey();
+  int32_t r = platform::RegDeleteValueA(key, ToAnsi(name));
+  platform::RegCloseKey(key);
+  return r == 0 || r == 2;
+}
+
+bool DeleteTTFontKey(const String& name, const String& family, const String& style) {
+  HKEY key = OpenFontsKey();
+  int32_t r = platform::RegDeleteValueA(key, ToAnsi(name + String(" (TrueType)")));
+  if (r != 0)
+    r = platform::RegDeleteValueA(key,
+                                  ToAnsi(family + String(" ") + style + String(" (TrueType)")));
+  platform::RegCloseKey(key);
+  return r == 0 || r == 2;
+}
+
+String FileNameOfPath(const String& path) {
+  std::u16string_view v = path.view();
+  size_t slash = v.rfind(u'\\');
+  return slash == std::u16string_view::npos ? path : String(v.substr(slash + 1));
+}
+
+void RenameFileAtReboot(const String& source, const String& target) {
+  String waiting = FontFunctions::GetTempDirectory() + FileNameOfPath(source);
+  if (!(waiting == source)) FileCopy(source, waiting);
+  int32_t id = GetOsId();
+  if (id >= 1 && id <= 3) {
+    platform::Profile().WriteString("Rename", target, waiting,
+                                    FontFunctions::GetWindowsFolder() + String("WININIT.INI"));
+  } else {
+    platform::MoveFileEx(
+        waiting, target,
+        platform::MOVEFILE_REPLACE_EXISTING | platform::MOVEFILE_DELAY_UNTIL_REBOOT);
+  }
+}
+
+// Every failing statement is passed over.
+void RemoveInstalledFont(FontFunctions& f, const String& fonts, const String& file) {
+  String ext = Upper4(file), none, empty;
+  bool quiet = false;
+  String name = file;
+  try {
+    if (ext == String(".TTF")) {
+      if (f.UnInstallTTFont(name, empty, quiet)) platform::Files().DeleteFile(fonts + file);
+    } else if (ext == String(".FON")) {
+      if (f.UnInstallBitmapFont(name, none, quiet)) platform::Files().DeleteFile(fonts + file);
+    }
+  } catch (const Error&) {
+  }
+}
+
+// The copy into the fonts folder, tried twice; the second failure schedules the replacement
+// for the next start of the system. True when the file was copied.
+bool GuardedCopy(FontFunctions& f, const String& source, const String& target, const String& fonts,
+                 const String& file) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      FileCopy(source, target);
+      return true;
+    } catch (const Error&) {
+      if (attempt > 1) {
+        RenameFileAtReboot(source, target);
+        return false;
+      }
+      RemoveInstalledFont(f, fonts, file);
+    }
+  }
+}
+
+int32_t InUse(bool show) {
+  if (show) {
+    platform::Boxes().Show(
+        {String("The font you try to install is currently in use.\r\nYour computer must be "
+                "rebooted in order to install it..."),
+         String("Font installation"), platform::MB_ICONEXCLAMATION});
+  }
+  return 3;
+}
+
+bool GetFileVersionRecord(const String& path, platform::VS_FIXEDFILEINFO& record) {
+  uint32_t size = platform::Versions().BlockSize(path);
+  if (size == 0) return false;
+  std::string block;
+  if (!platform::Versions().Block(path, size, block)) return false;
+  return platform::QueryFixedRecord(block, record);
+}
+
+bool IsVersionNewer(const platform::VS_FIXEDFILEINFO& a, const platform::VS_FIXEDFILEINFO& b) {
+  const uint32_t pa[] = {a.dwFileVersionMS >> 16, a.dwFileVersionMS & 0xFFFF,
+                         a.dwFileVersionLS >> 16, a.dwFileVersionLS & 0xFFFF};
+  const uint32_t pb[] = {b.dwFileVersionMS >> 16, b.dwFileVersionMS & 0xFFFF,
+                         b.dwFileVersionLS >> 16, b.dwFileVersionLS & 0xFFFF};
+  for (int i = 0; i < 4; ++i)
+    if (pa[i] != pb[i]) return pa[i] > pb[i];
+  return false;
+}
+
+bool IsSourceNewer(const String& source_dir, const String& source_file, const String& target_dir,
+                   const String& target_file) {
+  String source = AddBackslash(source_dir) + source_file;
+  String target = AddBackslash(target_dir) + target_file;
+  if (!platform::Files().IsNormalFile(target)) return true;
+  platform::VS_FIXEDFILEINFO s, t;
+  bool has_source = GetFileVersionRecord(source, s), has_target = GetFileVersionRecord(target, t);
+  if (has_source && has_target) return IsVersionNewer(s, t);
+  if (has_source) return true;
+  if (has_target) return false;
+  return FileDateTime(source) > FileDateTime(target);
+}
+
+String FotFor(const String& file) {
+  String temp = FontFunctions::GetTempDirectory();
+  if (temp.empty()) temp = FontFunctions::GetWindowsFolder();
+  temp = AddBackslash(temp);
+  if (file.size() < 4) ThrowPlatformError(kErrInvalidCall);
+  return temp + String(file.view().substr(0, file.size() - 4)) + String(".FOT");
+}
+
+}  // namespace
+
+int32_t FontFunctions::InstallBitmapFont(String& strSourcePath, String& strFontFileName,
+                                         bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  String source = AddBackslash(strSourcePath) + strFontFileName;
+  int64_t source_time = FileDateTime(source);
+  String target = fonts + strFontFileName;
+  if (platform::Files().IsNormalFile(target) && FileDateTime(target) >= source_time) return 2;
+  if (!GuardedCopy(*this, source, target, fonts, strFontFileName)) return InUse(bolShowError);
+  String name = ReadBitmapFaceName(fonts, strFontFileName);
+  if (platform::FontLoading().AddFontResource(strFontFileName) == 0) {
+    Show(bolShowError, DllError(0));
+    return 0;
+  }
+  WriteFontValue(name, strFontFileName);
+  if (platform::FontLoading().BroadcastFontChange() == 0) Show(bolShowError, DllError(0));
+  return 1;
+}
+
+int32_t FontFunctions::InstallTTFont(String& strSourcePath, String& strFontFileName,
+                                     bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  String fot = FotFor(strFontFileName);
+  if (!IsSourceNewer(strSourcePath, strFontFileName, fonts, strFontFileName)) return 2;
+  String source = AddBackslash(strSourcePath) + strFontFileName;
+  if (!GuardedCopy(*this, source, fonts + strFontFileName, fonts, strFontFileName)) {
+    if (platform::Files().IsNormalFile(fot)) platform::Files().DeleteFile(fot);
+    return InUse(bolShowError);
+  }
+  if (!CreateFontResourceFile(fot, strFontFileName, fonts, bolShowError)) return 0;
+  String family, style;
+  String name = ReadFotNames(fot, family, style);
+  if (platform::FontLoading().AddFontResource(fot) == 0) {
+    Show(bolShowError, DllError(0));
+    return 0;
+  }
+  WriteFontValue(name + String(" (TrueType)"), strFontFileName);
+  if (platform::FontLoading().BroadcastFontChange() == 0) Show(bolShowError, DllError(0));
+  Kill(fot);
+  return 1;
+}
+
+int32_t FontFunctions::InstallBitmapFontTemporary(String& strSourcePath, String& strFontFileName,
+                                                  bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  if (platform::FindFirstFile(fonts + strFontFileName) == strFontFileName) {
+    InstallBitmapFont(strSourcePath, strFontFileName, bolShowError);
+    return 2;
+  }
+  String temp = AddBackslash(GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory());
+  platform::Files().CopyFile(AddBackslash(strSourcePath) + strFontFileName, temp + strFontFileName);
+  ReadBitmapFaceName(temp, strFontFileName);
+  // The copy in the temporary folder is what is loaded: on Linux a bare name would be looked
+  // for in the user's font folder, where a temporary font does not go.
+  if (platform::FontLoading().AddFontResource(temp + strFontFileName) != 0) return 1;
+  Show(bolShowError, DllError(0));
+  return 0;
+}
+
+int32_t FontFunctions::InstallTTFontTemporary(String& strSourcePath, String& strFontFileName,
+                                              bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  if (platform::FindFirstFile(fonts + strFontFileName) == strFontFileName) {
+    InstallTTFont(strSourcePath, strFontFileName, bolShowError);
+    return 2;
+  }
+  String fot = FotFor(strFontFileName);
+  String temp = AddBackslash(GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory());
+  platform::Files().CopyFile(AddBackslash(strSourcePath) + strFontFileName, temp + strFontFileName);
+  if (!CreateFontResourceFile(fot, strFontFileName, temp, bolShowError)) return 0;
+  String family, style;
+  ReadFotNames(fot, family, style);
+  if (platform::FontLoading().AddFontResource(temp + strFontFileName) != 0) return 1;
+  Show(bolShowError, DllError(0));
+  return 0;
+}
+
+bool FontFunctions::UnInstallBitmapFont(String& strFontFileName, String& strSourcePath,
+                                        bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
+  String name = ReadBitmapFaceName(strSourcePath, strFontFileName);
+  if (!DeleteBitmapFontKey(name)) {
+    Show(bolShowError, String("Error deleting the key : ") + name);
+    return false;
+  }
+  if (platform::FontLoading().RemoveFontResource(strFontFileName) == 0) {
+    Show(bolShowError, String("Error removing font resource : ") + name);
+    return false;
+  }
+  return RemoveFileAndBroadcast(strSourcePath, strFontFileName, bolShowError);
+}
+
+bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePath,
+                                    bool& bolShowError) {
+  String fonts = FontsDirectoryOrDefault(bolShowError);
+  strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
+  String temp = GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory();
+  if (strFontFileName.size() < 4) ThrowPlatformError(kErrInvalidCall);
+  String fot =
+      temp + String(strFontFileName.view().substr(0, strFontFileName.size() - 4)) + String(".FOT");
+  if (!CreateFontResourceFile(fot, strFontFileName, strSourcePath, bolShowError)) return false;
+  String family, style;
+  String name = ReadFotNames(fot, family, style);
+  if (!DeleteTTFontKey(name, family, style)) {
+    Show(bolShowError, String("Error deleting the key : ") + name);
+    return false;
+  }
+  if (platform::FontLoading().RemoveFontResource(strSourcePath + strFontFileName) == 0) {
+    Show(bolShowError, String("Error removing font resource : ") + name);
+    return false;
+  }
+  return RemoveFileAndBroadcast(strSourcePath, strFontFileName, bolShowError);
+}
+
+bool FontFunctions::RemoveFileAndBroadcast(const String& dir, const String& file, bool show) {
+  if (platform::Files().DeleteFile(dir + file) != 0) {
+    Show(show, String("Error deleting font file : ") + dir + file);
+    return false;
+  }
+  if (platform::FontLoading().BroadcastFontChange() == 0) Show(show, DllError(0));
+  return true;
+}
+
+void FontFunctions::ShutdownSystem(eShutDown& eType) {
+  uint32_t flags = static_cast<uint32_t>(eType);
+  if (flags != shtLogOff && flags != shtForceLogOff) {
+    int32_t id = GetOsId();
+    if (id >= 4 && id <= 6) EnableShutdownPrivilege(false);
+  }
+  platform::System().ExitWindows(flags);
+}
+
+void FontFunctions::EnableShutdownPrivilege(bool show) {
+  using platform::PrivilegeStep;
+  const std::pair<PrivilegeStep, const char*> steps[] = {
+      {PrivilegeStep::kGetCurrentProcess, "GetCurrentProcess error = "},
+      {PrivilegeStep::kOpenProcessToken, "OpenProcessToken error = "},
+      {PrivilegeStep::kLookupPrivilegeValue, "LookupPrivilegeValue error = "},
+      {PrivilegeStep::kAdjustTokenPrivileges, "AdjustTokenPrivileges error = "},
+  };
+  for (const auto& [step, text] : steps) {
+    int32_t code = platform::System().Privilege(step);
+    if (code != 0) Show(show, String(text) + NumberText(code));
+  }
+}
+
+}  // namespace borvane

@@ -1,0 +1,205 @@
+// FontFunctions: the installed font lists and the lookups of names, files and style words over
+// them.
+#include <vector>
+
+#include "borvane/automation/codepage.h"
+#include "borvane/automation/text.h"
+#include "borvane/fonts/font_functions.h"
+#include "borvane/fonts/font_readers.h"
+#include "borvane/fonts/font_system.h"
+#include "borvane/platform/file_system.h"
+#include "borvane/platform/font_resource.h"
+#include "borvane/platform/registry.h"
+#include "borvane/platform/registry_api.h"
+#include "borvane/platform/system.h"
+
+namespace borvane {
+
+namespace {
+
+// One slot of a list split into its folder and file (the row step).
+struct Row {
+  String dir;
+  String file;
+};
+
+// The rows of a list whose slot is not empty, in order.
+std::vector<Row> Rows(const Array& list, FontFunctions& f) {
+  std::vector<Row> rows;
+  for (int32_t i = 0; i <= list.UBound(2); ++i) {
+    if (CStr(list.At({0, i})).empty()) continue;
+    String file = CStr(list.At({1, i}));
+    std::u16string_view v = file.view();
+    size_t slash = v.rfind(u'\\');
+    if (slash != std::u16string_view::npos) {
+      rows.push_back({String(v.substr(0, slash + 1)), String(v.substr(slash + 1))});
+    } else {
+      rows.push_back({f.GetRegFontsPath(), file});
+    }
+  }
+  return rows;
+}
+
+bool StartsWith(const String& text, const String& prefix) {
+  return text.view().substr(0, prefix.size()) == prefix.view();
+}
+
+}  // namespace
+
+Array FontFunctions::InstalledFonts(const char* extension) {
+  using namespace platform;
+  HKEY key = OpenFontsKey();
+  uint32_t longest_name = 0, longest_data = 0;
+  RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest_name,
+                   &longest_data);
+  Array list(vbString, {{0, 1}, {0, 10}});
+  int32_t index = 0;
+  for (;; ++index) {
+    std::vector<char> name(longest_name + 1, ' ');
+    std::vector<uint8_t> data(longest_data + 1, 0);
+    uint32_t name_length = longest_name + 1, data_length = longest_data + 1, type = 0;
+    int32_t r = RegEnumValueA(key, static_cast<uint32_t>(index), name.data(), &name_length, &type,
+                              data.data(), &data_length);
+    if (r == kRegNoMoreItems) break;
+    // A value that cannot be read, or has no data, leaves its slot empty.
+    if (r != 0 || data_length == 0) continue;
+    String text =
+        FromAnsi(std::string_view(reinterpret_cast<const char*>(data.data()), data_length - 1));
+    std::u16string_view t = text.view();
+    if (t.size() < 4 || !(UCase(String(t.substr(t.size() - 4))) == String(extension))) continue;
+    // A slot behind the last one grows the list to ten slots behind it.
+    if (index > list.UBound(2)) list.RedimPreserve(index + 10);
+    list.Set({0, index}, Variant(FromAnsi(std::string_view(name.data(), name_length))));
+    list.Set({1, index}, Variant(text));
+  }
+  RegCloseKey(key);
+  list.RedimPreserve(index);
+  return list;
+}
+
+Array FontFunctions::GetInstalledBitmapFonts() {
+  return InstalledFonts(".FON");
+}
+
+Array FontFunctions::GetInstalledTTFonts() {
+  return InstalledFonts(".TTF");
+}
+
+String FontFunctions::GetRegFontsPath() {
+  String dir = FindFontsDirectory();
+  return dir.empty() ? GetWindowsFolder() + String("FONTS\\") : dir;
+}
+
+String FontFunctions::GetFontName(String& strSourceName) {
+  std::u16string_view v = strSourceName.view();
+  size_t slash = v.rfind(u'\\');
+  String dir = slash == std::u16string_view::npos ? String() : String(v.substr(0, slash + 1));
+  String file = slash == std::u16string_view::npos ? strSourceName : String(v.substr(slash + 1));
+  FONTINFO info;
+  bool quiet = false;
+  if (GetTTFontInfo(dir, file, info, quiet)) return info.FontName;
+  if (GetBitmapFontInfo(dir, file, info, quiet)) return info.FontName;
+  return String();
+}
+
+String FontFunctions::GetFontFriedlyName(String& FileNameTTF) {
+  // A fixed name beside the library's own file: two callers at one moment collide, and the
+  // second takes the fallback, as does a caller whose library folder is not writable.
+  String fot = platform::System().LibraryFolder() + String("\\~TEMP.FOT");
+  String name;
+  if (platform::FontResources().CreateScalableFontResource(1, fot, FileNameTTF, String()).ok) {
+    String text = ReadFontFileText(fot);
+    std::u16string_view t = text.view();
+    size_t marker = t.find(u"FONTRES:");
+    size_t p = marker == std::u16string_view::npos ? 7 : marker + 8;
+    if (p > 32766) ThrowPlatformError(kErrOverflow);
+    size_t nul = t.find(u'\0', p);
+    if (nul == std::u16string_view::npos) ThrowPlatformError(kErrInvalidCall);
+    name = String(t.substr(p, nul - p));
+    platform::Files().DeleteFile(fot);
+  }
+  return name.empty() ? GetFontName(FileNameTTF) : name;
+}
+
+String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
+  String family;
+  bool found = false, quiet = false;
+  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
+    String path = row.dir + row.file;
+    if (!(GetFontFriedlyName(path) == sFaceName)) continue;
+    FONTINFO info;
+    if (GetTTFontInfo(row.dir, row.file, info, quiet)) {
+      sStyle = info.FontStyle;
+      family = info.FontFamily;
+      found = true;
+    }
+  }
+  for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
+    FONTINFO info;
+    if (GetBitmapFontInfo(row.dir, row.file, info, quiet) && StartsWith(info.FontName, sFaceName)) {
+      family = info.FontName;
+      sStyle = info.FontStyle;
+      found = true;
+    }
+  }
+  return found ? family : sFaceName;
+}
+
+String FontFunctions::FontFilename(String& sFontName, String& sFontStyle) {
+  String last, exact;
+  bool found = false, quiet = false;
+  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
+    FONTINFO info;
+    if (!GetTTFontInfo(row.dir, row.file, info, quiet) || !(info.FontFamily == sFontName)) continue;
+    last = row.dir + row.file;
+    if (sFontStyle.empty()) sFontStyle = info.FontStyle;
+    if (sFontStyle == info.FontStyle) {
+      exact = row.dir + row.file;
+      found = true;
+    }
+  }
+  for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
+    FONTINFO info;
+    if (!GetBitmapFontInfo(row.dir, row.file, info, quiet) || !StartsWith(info.FontName, sFontName))
+      continue;
+    last = row.dir + row.file;
+    if (sFontStyle == info.FontStyle) {
+      exact = row.dir + row.file;
+      found = true;
+    }
+  }
+  return found ? exact : last;
+}
+
+void FontFunctions::GetFontStylename(String& sBold, String& sItalic) {
+  std::vector<String> styles;
+  bool quiet = false;
+  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
+    FONTINFO info;
+    if (!GetTTFontInfo(row.dir, row.file, info, quiet)) continue;
+    bool known = false;
+    for (const String& s : styles) known |= s == info.FontStyle;
+    if (!known) styles.push_back(info.FontStyle);
+  }
+  auto is_style = [&](const String& word) {
+    for (const String& s : styles)
+      if (s == word) return true;
+    return false;
+  };
+  for (const String& style : styles) {
+    std::vector<String> words;
+    std::u16string_view t = Trim(style).view();
+    for (size_t start = 0;;) {
+      size_t blank = t.find(u' ', start);
+      words.push_back(String(t.substr(start, blank - start)));
+      if (blank == std::u16string_view::npos) break;
+      start = blank + 1;
+    }
+    if (words.size() >= 2 && is_style(words[0]) && is_style(words[1])) {
+      sBold = words[0];
+      sItalic = words[1];
+    }
+  }
+}
+
+}  // namespace borvane

@@ -1,0 +1,55 @@
+// Loading fonts into the system's font table (the platform's AddFontResourceA and
+// RemoveFontResourceA) and telling everyone that the fonts changed.
+//
+// On Linux a loaded font is an application font of fontconfig: usable in this process at once,
+// and gone with it. A font that must outlive the process is a file in the user's font folder;
+// the "fonts changed" broadcast rescans that folder and refreshes fontconfig's caches, so that
+// every other program sees it. A ".FOT" is loaded as the font file it names.
+#ifndef BORVANE_PLATFORM_FONT_LOADER_H_
+#define BORVANE_PLATFORM_FONT_LOADER_H_
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "borvane/automation/string.h"
+#include "borvane/platform/service.h"
+
+namespace borvane::platform {
+
+class FontLoader {
+ public:
+  virtual ~FontLoader() = default;
+  // Loads the font at `path`: a full path, a bare file name in the user's font folder, or a
+  // ".FOT" that names its font. The number of fonts loaded, 0 on failure.
+  virtual int32_t AddFontResource(const String& path) = 0;
+  // Unloads what AddFontResource loaded from `path`: nonzero when it was loaded.
+  virtual int32_t RemoveFontResource(const String& path) = 0;
+  // The "fonts changed" broadcast: nonzero when it went out.
+  virtual int32_t BroadcastFontChange() = 0;
+
+  static FontLoader& Real();
+};
+
+inline FontLoader& FontLoading() {
+  return Current<FontLoader>::Get();
+}
+
+// Records what the library loads, for tests; a path in `refused` fails.
+class RecordingFontLoader : public FontLoader {
+ public:
+  int32_t AddFontResource(const String& path) override;
+  int32_t RemoveFontResource(const String& path) override;
+  int32_t BroadcastFontChange() override { return ++broadcasts, broadcast_result; }
+
+  std::set<std::u16string> loaded;
+  std::set<std::u16string> refused;
+  std::vector<String> calls;  // "+path" and "-path" in order
+  int broadcasts = 0;
+  int32_t broadcast_result = 1;
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_FONT_LOADER_H_
