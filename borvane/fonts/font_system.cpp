@@ -6,6 +6,7 @@
 #include "borvane/fonts/font_functions.h"
 #include "borvane/fonts/font_readers.h"
 #include "borvane/platform/message_box.h"
+#include "borvane/platform/registry.h"
 #include "borvane/platform/system.h"
 
 namespace borvane {

@@ -34,17 +34,18 @@ class FontconfigLoader : public FontLoader {
     if (file.empty()) return 0;
     std::lock_guard<std::mutex> lock(mutex_);
     if (!FcConfigAppFontAddFile(nullptr, reinterpret_cast<const FcChar8*>(file.c_str()))) return 0;
-    loaded_.insert(NativePath(path));
     files_.insert(file);
     return 1;
   }
 
+  // A font installed for good is not loaded by a process but found in the user's font folder,
+  // by this process and every other one: removing it succeeds whenever its file is there, and
+  // the caller's removal of the file and the broadcast do the rest.
   int32_t RemoveFontResource(const String& path) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!loaded_.erase(NativePath(path))) return 0;
-    // fontconfig drops application fonts only all at once: the others come back.
     std::string file = Resolve(path);
-    files_.erase(file);
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!files_.erase(file)) return file.empty() ? 0 : 1;
+    // fontconfig drops application fonts only all at once: the others come back.
     FcConfigAppFontClear(nullptr);
     for (const std::string& f : files_)
       FcConfigAppFontAddFile(nullptr, reinterpret_cast<const FcChar8*>(f.c_str()));
@@ -57,7 +58,8 @@ class FontconfigLoader : public FontLoader {
     std::string folder = InstalledFonts().UserFontFolder();
     pid_t pid = ::fork();
     if (pid == 0) {
-      ::execlp("fc-cache", "fc-cache", folder.c_str(), static_cast<char*>(nullptr));
+      // Forced: a folder changed within the second of its last scan looks unchanged.
+      ::execlp("fc-cache", "fc-cache", "-f", folder.c_str(), static_cast<char*>(nullptr));
       ::_exit(127);
     }
     int status = 0;
@@ -90,8 +92,7 @@ class FontconfigLoader : public FontLoader {
   }
 
   std::mutex mutex_;
-  std::set<std::string> loaded_;  // by the path the caller gave
-  std::set<std::string> files_;   // the font files loaded
+  std::set<std::string> files_;  // the font files loaded into this process
 };
 
 }  // namespace
@@ -111,7 +112,8 @@ int32_t RecordingFontLoader::AddFontResource(const String& path) {
 int32_t RecordingFontLoader::RemoveFontResource(const String& path) {
   calls.push_back(String("-") + path);
   if (refused.count(path.str())) return 0;
-  return loaded.erase(path.str()) ? 1 : 0;
+  loaded.erase(path.str());
+  return 1;
 }
 
 }  // namespace borvane::platform

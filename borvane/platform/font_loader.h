@@ -24,7 +24,8 @@ class FontLoader {
   // Loads the font at `path`: a full path, a bare file name in the user's font folder, or a
   // ".FOT" that names its font. The number of fonts loaded, 0 on failure.
   virtual int32_t AddFontResource(const String& path) = 0;
-  // Unloads what AddFontResource loaded from `path`: nonzero when it was loaded.
+  // Unloads the font at `path` (as AddFontResource takes it): nonzero when it was loaded or
+  // is there to be found.
   virtual int32_t RemoveFontResource(const String& path) = 0;
   // The "fonts changed" broadcast: nonzero when it went out.
   virtual int32_t BroadcastFontChange() = 0;
@@ -36,7 +37,8 @@ inline FontLoader& FontLoading() {
   return Current<FontLoader>::Get();
 }
 
-// Records what the library loads, for tests; a path in `refused` fails.
+// Records what the library loads and unloads, for tests; a path in `refused` fails, any other
+// removal succeeds (as a font found in the user's folder does).
 class RecordingFontLoader : public FontLoader {
  public:
   int32_t AddFontResource(const String& path) override;

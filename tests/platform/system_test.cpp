@@ -39,6 +39,7 @@ TEST(MessageBoxTest, DefaultIsOneLineAnsweredAtOnceAndAHandlerReplacesIt) {
 TEST(SystemTest, FoldersVersionAndEnvironment) {
   testing::ScratchFolder scratch;
   const fs::path& home = scratch.path();
+  const std::string saved = std::getenv("XDG_DATA_HOME") ? std::getenv("XDG_DATA_HOME") : "";
   setenv("XDG_DATA_HOME", home.c_str(), 1);
   SystemService& s = System();
   EXPECT_EQ(s.WindowsFolder().ToUtf8(), (home / "borvane/windows").string());
@@ -55,6 +56,7 @@ TEST(SystemTest, FoldersVersionAndEnvironment) {
   EXPECT_EQ(s.LongPathName(String::FromUtf8(home.string())).ToUtf8(), home.string());
   EXPECT_TRUE(s.LongPathName("/no/such/path").empty());
   EXPECT_EQ(ErrorOf([] { LoadResString(101); }), 326);
+  setenv("XDG_DATA_HOME", saved.c_str(), 1);
 }
 
 TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
