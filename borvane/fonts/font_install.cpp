@@ -97,8 +97,20 @@ void RenameFileAtReboot(const String& source, const String& target) {
   }
 }
 
+// True when the library itself installed `file`: the fonts key holds a stored value naming it.
+// On Linux the fonts folder is the user's own, where other programs put fonts too, and those
+// are never removed to make room.
+bool InstalledByLibrary(const String& file) {
+  std::vector<platform::RegistryValue> values;
+  platform::Registry().Values(String("HKEY_LOCAL_MACHINE\\") + String(FontsKeyPath()), values);
+  for (const platform::RegistryValue& v : values)
+    if (UCase(v.AsText()) == UCase(file)) return true;
+  return false;
+}
+
 // Every failing statement is passed over.
 void RemoveInstalledFont(FontFunctions& f, const String& fonts, const String& file) {
+  if (!InstalledByLibrary(file)) return;
   String ext = Upper4(file), none, empty;
   bool quiet = false;
   String name = file;

@@ -81,13 +81,17 @@ String FontsDirectoryOrDefault(bool show) {
   return dir;
 }
 
-platform::HKEY OpenFontsKey() {
+const char* FontsKeyPath() {
   int32_t id = GetOsId();
-  const char* path = id == 1 || id == 2 || id == 3 || id == 7
-                         ? "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Fonts"
-                         : "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
+  return id == 1 || id == 2 || id == 3 || id == 7
+             ? "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Fonts"
+             : "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
+}
+
+platform::HKEY OpenFontsKey() {
   platform::HKEY key = 0;
-  platform::RegCreateKeyExA(platform::HKEY_LOCAL_MACHINE, path, 0, "1", 0, 0xF003F, &key, nullptr);
+  platform::RegCreateKeyExA(platform::HKEY_LOCAL_MACHINE, FontsKeyPath(), 0, "1", 0, 0xF003F, &key,
+                            nullptr);
   return key;
 }
 

@@ -24,6 +24,9 @@ String FindFontsDirectory();
 // FindFontsDirectory, else the Windows folder's "FONTS\" (saying so when `show`).
 String FontsDirectoryOrDefault(bool show);
 
+// The key of the installed fonts for the release, below HKEY_LOCAL_MACHINE.
+const char* FontsKeyPath();
+
 // The registry key of the installed fonts for the release, opened (made when missing) under
 // HKEY_LOCAL_MACHINE; the caller closes it.
 platform::HKEY OpenFontsKey();

@@ -122,6 +122,7 @@ TEST_F(Installation, AFileInUseIsReplacedAtTheNextStartOfTheSystem) {
   files_.SetModifiedTime("/fonts/Sample.ttf", 1);
   files_.SetReadOnly("/fonts/");  // the copy is refused both times
   EXPECT_EQ(Install(), 3);
+  EXPECT_EQ(*files_.Get("/fonts/Sample.ttf"), "old");  // not the library's: never removed
   ASSERT_EQ(PendingMoves().size(), 1u);
   EXPECT_EQ(PendingMoves()[0].to, String("/fonts\\Sample.ttf"));
   EXPECT_EQ(PendingMoves()[0].from, String("/tmp/Sample.ttf"));
@@ -164,6 +165,28 @@ TEST_F(Installation, ShutdownEnablesThePrivilegeOnlyWhereItMust) {
   EXPECT_EQ(system_.exits.back(), 99u);
   EXPECT_EQ(system_.privilege_steps.size(), 4u);
   EXPECT_TRUE(boxes_.boxes.empty());
+}
+
+// The names a user expects of the DejaVu fonts that fontconfig lists.
+TEST(RealLookups, DejaVuFilesFamiliesAndStyles) {
+  if (!std::filesystem::exists("/usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf"))
+    GTEST_SKIP() << "fonts-dejavu-core is missing";
+  FontFunctions f;
+  String family = "DejaVu Sans", style = "Bold";
+  EXPECT_EQ(f.FontFilename(family, style),
+            String("\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSans-Bold.ttf"));
+  String face = "DejaVu Sans Bold", face_style;
+  EXPECT_EQ(f.FontFamilyname(face, face_style), String("DejaVu Sans"));
+  EXPECT_EQ(face_style, String("Bold"));
+  // The style words come from a combined style whose two words are styles of their own: with
+  // DejaVu's oblique faces "Bold" and "Oblique", else (the core package) none.
+  String bold = "unchanged", italic = "unchanged";
+  f.GetFontStylename(bold, italic);
+  bool oblique = std::filesystem::exists("/usr/share/fonts/truetype/dejavu/DejaVuSans-Oblique.ttf");
+  EXPECT_EQ(bold, String(oblique ? "Bold" : "unchanged"));
+  EXPECT_EQ(italic, String(oblique ? "Oblique" : "unchanged"));
+  String path = "\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSerif.ttf";
+  EXPECT_EQ(f.GetFontName(path), String("DejaVu Serif"));
 }
 
 // For real: a copy of a DejaVu font under a name of its own, visible to fc-list in another
