@@ -188,7 +188,8 @@ void FontFunctions::GetFontStylename(String& sBold, String& sItalic) {
   };
   for (const String& style : styles) {
     std::vector<String> words;
-    std::u16string_view t = Trim(style).view();
+    const String trimmed = Trim(style);
+    std::u16string_view t = trimmed.view();
     for (size_t start = 0;;) {
       size_t blank = t.find(u' ', start);
       words.push_back(String(t.substr(start, blank - start)));
