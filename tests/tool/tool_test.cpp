@@ -119,6 +119,8 @@ TEST_F(ToolTest, FontNames) {
   EXPECT_EQ(r.out,
             "Font name:   DejaVu Sans Oblique\nFamily:      DejaVu Sans\n"
             "Style:       Oblique\n");
+  r = Run("font file 'DejaVu Sans' Bold");
+  EXPECT_EQ(r.out, "\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSans-Bold.ttf\tBold\n") << r.err;
   r = Run("font names " + Example("options.ini"));
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("not a font file"), std::string::npos);
