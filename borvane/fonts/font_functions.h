@@ -66,8 +66,10 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   static String GetWindowsFolder();
 
  private:
-  // The end of an uninstall: the file goes, then the broadcast.
-  bool RemoveFileAndBroadcast(const String& dir, const String& file, bool show);
+  // The end of an uninstall, after its registry value was deleted (or not): the loaded font
+  // `resource` goes, then the file, then the broadcast; each failure is told when `show`.
+  bool RemoveInstalled(bool key_deleted, const String& name, const String& resource,
+                       const String& dir, const String& file, bool show);
   void EnableShutdownPrivilege(bool show);
   // The two lists of installed fonts: the values whose data ends in `extension`.
   Array InstalledFonts(const char* extension);

@@ -274,15 +274,8 @@ bool FontFunctions::UnInstallBitmapFont(String& strFontFileName, String& strSour
   String fonts = FontsDirectoryOrDefault(bolShowError);
   strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
   String name = ReadBitmapFaceName(strSourcePath, strFontFileName);
-  if (!DeleteBitmapFontKey(name)) {
-    Show(bolShowError, String("Error deleting the key : ") + name);
-    return false;
-  }
-  if (platform::FontLoading().RemoveFontResource(strFontFileName) == 0) {
-    Show(bolShowError, String("Error removing font resource : ") + name);
-    return false;
-  }
-  return RemoveFileAndBroadcast(strSourcePath, strFontFileName, bolShowError);
+  return RemoveInstalled(DeleteBitmapFontKey(name), name, strFontFileName, strSourcePath,
+                         strFontFileName, bolShowError);
 }
 
 bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePath,
@@ -296,18 +289,21 @@ bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePa
   if (!CreateFontResourceFile(fot, strFontFileName, strSourcePath, bolShowError)) return false;
   String family, style;
   String name = ReadFotNames(fot, family, style);
-  if (!DeleteTTFontKey(name, family, style)) {
-    Show(bolShowError, String("Error deleting the key : ") + name);
-    return false;
-  }
-  if (platform::FontLoading().RemoveFontResource(strSourcePath + strFontFileName) == 0) {
-    Show(bolShowError, String("Error removing font resource : ") + name);
-    return false;
-  }
-  return RemoveFileAndBroadcast(strSourcePath, strFontFileName, bolShowError);
+  return RemoveInstalled(DeleteTTFontKey(name, family, style), name,
+                         strSourcePath + strFontFileName, strSourcePath, strFontFileName,
+                         bolShowError);
 }
 
-bool FontFunctions::RemoveFileAndBroadcast(const String& dir, const String& file, bool show) {
+bool FontFunctions::RemoveInstalled(bool key_deleted, const String& name, const String& resource,
+                                    const String& dir, const String& file, bool show) {
+  if (!key_deleted) {
+    Show(show, String("Error deleting the key : ") + name);
+    return false;
+  }
+  if (platform::FontLoading().RemoveFontResource(resource) == 0) {
+    Show(show, String("Error removing font resource : ") + name);
+    return false;
+  }
   if (platform::Files().DeleteFile(dir + file) != 0) {
     Show(show, String("Error deleting font file : ") + dir + file);
     return false;

@@ -1,4 +1,5 @@
 #include "borvane/platform/file_system.h"
+#include "borvane/platform/unique_fd.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -85,28 +86,8 @@ int32_t ErrorFor(int e, const std::string& path) {
   return e == ENOENT ? MissingError(path) : FromErrno(e);
 }
 
-class Fd {
- public:
-  explicit Fd(int fd) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  int get() const { return fd_; }
-  // Closes now, so that an error of the close is seen.
-  int Close() {
-    int r = ::close(fd_);
-    fd_ = -1;
-    return r;
-  }
-
- private:
-  int fd_;
-};
-
 int32_t ReadAll(const std::string& path, std::string& bytes) {
-  Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (fd.get() < 0) return ErrorFor(errno, path);
   struct stat st;
   if (::fstat(fd.get(), &st) != 0) return FromErrno(errno);
@@ -139,7 +120,7 @@ int32_t WriteFd(int fd, std::string_view bytes) {
 }
 
 void SyncFolder(const std::string& folder) {
-  Fd fd(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  UniqueFd fd(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.get() >= 0) ::fsync(fd.get());
 }
 
@@ -166,7 +147,7 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
       folder + "." + target.substr(slash == std::string::npos ? 0 : slash + 1) + ".XXXXXX";
   std::vector<char> temp(temp_name.begin(), temp_name.end());
   temp.push_back('\0');
-  Fd fd(::mkostemp(temp.data(), O_CLOEXEC));
+  UniqueFd fd(::mkostemp(temp.data(), O_CLOEXEC));
   // A folder that refuses new files refuses the replacement too: writing in place instead
   // would lose the file to a crash in the middle.
   if (fd.get() < 0) return ErrorFor(errno, target);

@@ -1,4 +1,5 @@
 #include "borvane/platform/font_resource.h"
+#include "borvane/platform/unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -42,31 +43,12 @@ uint32_t ErrorFor(int e, const std::string& path) {
   }
 }
 
-class Fd {
- public:
-  explicit Fd(int fd) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  int get() const { return fd_; }
-  int Close() {
-    int r = ::close(fd_);
-    fd_ = -1;
-    return r;
-  }
-
- private:
-  int fd_;
-};
-
 // The font file mapped into memory for as long as this lives.
 class MappedFile {
  public:
   // 0 or the error.
   uint32_t Open(const std::string& path) {
-    Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (fd.get() < 0) return ErrorFor(errno, path);
     struct stat st;
     if (::fstat(fd.get(), &st) != 0) return ErrorFor(errno, path);
@@ -122,7 +104,7 @@ uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
     if (raw < 0 && errno != EEXIST) return ErrorFor(errno, target);
   }
   if (raw < 0) return kWinAccessDenied;
-  Fd fd(raw);
+  UniqueFd fd(raw);
   uint32_t error = WriteAll(fd.get(), bytes) ? 0 : ErrorFor(errno, target);
   if (fd.Close() != 0 && !error) error = ErrorFor(errno, target);
   if (!error &&

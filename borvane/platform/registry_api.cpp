@@ -105,23 +105,12 @@ int32_t CopyOut(const std::string& bytes, uint8_t* buffer, uint32_t* length) {
 
 }  // namespace
 
-int32_t RegOpenKeyExA(HKEY key, const std::string& sub_key, uint32_t, uint32_t access,
-                      HKEY* result) {
-  if (!result) return kRegInvalidParameter;
-  *result = 0;
-  OpenKey root;
-  const OpenKey* parent = Find(key, root);
-  if (!parent) return kInvalidHandle;
-  String path = Below(parent->path, sub_key);
-  RegistryStore& store = Registry();
-  if (!store.KeyExists(path)) return kRegNotFound;
-  if ((access & kWriteAccess) && store.IsReadOnly(path)) return kRegAccessDenied;
-  *result = NewHandle(RegistryStore::Canonical(path), access);
-  return kRegOk;
-}
+namespace {
 
-int32_t RegCreateKeyExA(HKEY key, const std::string& sub_key, uint32_t, const std::string&,
-                        uint32_t, uint32_t access, HKEY* result, uint32_t* disposition) {
+// Opens `sub_key` below `key` with `access`, making it first when `create`: 0 and the handle, or
+// the error.
+int32_t OpenOrCreate(HKEY key, const std::string& sub_key, uint32_t access, bool create,
+                     HKEY* result, uint32_t* disposition) {
   if (!result) return kRegInvalidParameter;
   *result = 0;
   OpenKey root;
@@ -130,6 +119,7 @@ int32_t RegCreateKeyExA(HKEY key, const std::string& sub_key, uint32_t, const st
   String path = Below(parent->path, sub_key);
   RegistryStore& store = Registry();
   bool existed = store.KeyExists(path);
+  if (!existed && !create) return kRegNotFound;
   if ((access & kWriteAccess) && store.IsReadOnly(path)) return kRegAccessDenied;
   if (!existed) {
     if (int32_t e = store.CreateKey(path)) return e;
@@ -137,6 +127,18 @@ int32_t RegCreateKeyExA(HKEY key, const std::string& sub_key, uint32_t, const st
   if (disposition) *disposition = existed ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
   *result = NewHandle(RegistryStore::Canonical(path), access);
   return kRegOk;
+}
+
+}  // namespace
+
+int32_t RegOpenKeyExA(HKEY key, const std::string& sub_key, uint32_t, uint32_t access,
+                      HKEY* result) {
+  return OpenOrCreate(key, sub_key, access, false, result, nullptr);
+}
+
+int32_t RegCreateKeyExA(HKEY key, const std::string& sub_key, uint32_t, const std::string&,
+                        uint32_t, uint32_t access, HKEY* result, uint32_t* disposition) {
+  return OpenOrCreate(key, sub_key, access, true, result, disposition);
 }
 
 int32_t RegCloseKey(HKEY key) {

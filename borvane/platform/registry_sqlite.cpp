@@ -116,6 +116,13 @@ class Statement {
   sqlite3_stmt* stmt_ = nullptr;
 };
 
+// A value from a row of "SELECT name, type, data".
+void ReadValue(const Statement& q, RegistryValue& v) {
+  v.name = String::FromUtf8(q.TextView(0));
+  v.type = static_cast<uint32_t>(q.Int(1));
+  v.data = q.Blob(2);
+}
+
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS keys(fold TEXT PRIMARY KEY, path TEXT NOT NULL,"
     " parent TEXT NOT NULL);"
@@ -144,7 +151,8 @@ std::string EarlierRegistryTextPath() {
 
 SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path_(std::move(path)) {
   MakeFolders(path_);
-  if (!Open()) {
+  OpenResult opened = Open();
+  if (opened == OpenResult::kDamaged) {
     // Not a database, or a damaged one: set it aside, never delete it, and start afresh.
     Close();
     std::string aside = path_ + ".damaged-" + std::to_string(std::time(nullptr));
@@ -153,10 +161,12 @@ SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path
       std::rename((path_ + suffix).c_str(), (aside + suffix).c_str());
     std::fprintf(stderr, "borvane: the registry store %s was damaged; kept as %s, started anew\n",
                  path_.c_str(), aside.c_str());
-    if (!Open()) {
-      Close();
-      std::fprintf(stderr, "borvane: the registry store %s cannot be opened\n", path_.c_str());
-    }
+    opened = Open();
+  }
+  if (opened != OpenResult::kOpen) {
+    Close();
+    std::fprintf(stderr, "borvane: the registry store %s cannot be opened: nothing is kept\n",
+                 path_.c_str());
   }
   if (db_ && !import_path.empty()) ImportOnce(import_path);
 }
@@ -165,18 +175,43 @@ SqliteRegistry::~SqliteRegistry() {
   Close();
 }
 
-bool SqliteRegistry::Open() {
-  if (sqlite3_open_v2(path_.c_str(), &db_,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                      nullptr) != SQLITE_OK)
-    return false;
+namespace {
+
+bool IsDamage(int rc) {
+  rc &= 0xFF;
+  return rc == SQLITE_NOTADB || rc == SQLITE_CORRUPT;
+}
+
+}  // namespace
+
+SqliteRegistry::OpenResult SqliteRegistry::Open() {
+  int rc =
+      sqlite3_open_v2(path_.c_str(), &db_,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  if (rc != SQLITE_OK) return IsDamage(rc) ? OpenResult::kDamaged : OpenResult::kFailed;
   cache_.SetDatabase(db_);
   sqlite3_busy_timeout(db_, 10000);
   {
     Statement check(cache_, "PRAGMA quick_check");
-    if (!check.Step() || check.Text(0) != "ok") return false;
+    if (check.Step()) {
+      if (check.Text(0) != "ok") return OpenResult::kDamaged;
+    } else {
+      // Only a file that is no database, or a damaged one, is set aside; a store that another
+      // process holds is not.
+      return IsDamage(sqlite3_errcode(db_)) ? OpenResult::kDamaged : OpenResult::kFailed;
+    }
   }  // done reading before the journal mode may change
-  return Exec("PRAGMA journal_mode=WAL") && Exec("PRAGMA synchronous=FULL") && Exec(kSchema);
+  // Two processes making the store at one moment may each find the other's lock.
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    rc = sqlite3_exec(db_, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr,
+                      nullptr);
+    if (rc == SQLITE_OK) rc = sqlite3_exec(db_, kSchema, nullptr, nullptr, nullptr);
+    if (rc == SQLITE_OK) return OpenResult::kOpen;
+    if (IsDamage(rc)) return OpenResult::kDamaged;
+    if ((rc & 0xFF) != SQLITE_BUSY && (rc & 0xFF) != SQLITE_LOCKED) return OpenResult::kFailed;
+    ::usleep(20000);
+  }
+  return OpenResult::kFailed;
 }
 
 void SqliteRegistry::Close() {
@@ -272,12 +307,7 @@ std::vector<RegistryValue> SqliteRegistry::StoredValues(const String& key) {
   std::vector<RegistryValue> out;
   Statement q(cache_, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY seq");
   q.Bind(1, Utf8Fold(key));
-  while (q.Step()) {
-    RegistryValue& v = out.emplace_back();
-    v.name = String::FromUtf8(q.TextView(0));
-    v.type = static_cast<uint32_t>(q.Int(1));
-    v.data = q.Blob(2);
-  }
+  while (q.Step()) ReadValue(q, out.emplace_back());
   return out;
 }
 
@@ -286,9 +316,7 @@ std::optional<RegistryValue> SqliteRegistry::StoredValue(const String& key, cons
   Statement q(cache_, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
   if (!q.Bind(1, Utf8Fold(key)).Bind(2, Utf8Fold(name)).Step()) return std::nullopt;
   RegistryValue v;
-  v.name = String::FromUtf8(q.Text(0));
-  v.type = static_cast<uint32_t>(q.Int(1));
-  v.data = q.Blob(2);
+  ReadValue(q, v);
   return v;
 }
 

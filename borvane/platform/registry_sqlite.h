@@ -58,7 +58,8 @@ class SqliteRegistry : public RegistryStore {
   bool StoredDeleteValue(const String& key, const String& name) override;
 
  private:
-  bool Open();
+  enum class OpenResult { kOpen, kDamaged, kFailed };
+  OpenResult Open();
   void Close();
   bool Exec(const char* sql);
   void ImportOnce(const std::string& import_path);
