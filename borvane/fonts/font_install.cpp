@@ -183,12 +183,24 @@ bool IsSourceNewer(const String& source_dir, const String& source_file, const St
   return FileDateTime(source) > FileDateTime(target);
 }
 
-String FotFor(const String& file) {
+// The temporary folder, or the Windows folder without one, closed with a separator.
+String TempFolder() {
   String temp = FontFunctions::GetTempDirectory();
-  if (temp.empty()) temp = FontFunctions::GetWindowsFolder();
-  temp = AddBackslash(temp);
+  return AddBackslash(temp.empty() ? FontFunctions::GetWindowsFolder() : temp);
+}
+
+// The ".FOT" of a font file in the temporary folder: error 5 for a name shorter than an
+// extension.
+String FotFor(const String& file) {
   if (file.size() < 4) ThrowPlatformError(kErrInvalidCall);
-  return temp + String(file.view().substr(0, file.size() - 4)) + String(".FOT");
+  return TempFolder() + String(file.view().substr(0, file.size() - 4)) + String(".FOT");
+}
+
+// The copy of a font for a temporary install; a copy that fails is passed over. The folder.
+String CopyToTemp(const String& source_dir, const String& file) {
+  String temp = TempFolder();
+  platform::Files().CopyFile(AddBackslash(source_dir) + file, temp + file);
+  return temp;
 }
 
 }  // namespace
@@ -241,8 +253,7 @@ int32_t FontFunctions::InstallBitmapFontTemporary(String& strSourcePath, String&
     InstallBitmapFont(strSourcePath, strFontFileName, bolShowError);
     return 2;
   }
-  String temp = AddBackslash(GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory());
-  platform::Files().CopyFile(AddBackslash(strSourcePath) + strFontFileName, temp + strFontFileName);
+  String temp = CopyToTemp(strSourcePath, strFontFileName);
   ReadBitmapFaceName(temp, strFontFileName);
   // The copy in the temporary folder is what is loaded: on Linux a bare name would be looked
   // for in the user's font folder, where a temporary font does not go.
@@ -259,8 +270,7 @@ int32_t FontFunctions::InstallTTFontTemporary(String& strSourcePath, String& str
     return 2;
   }
   String fot = FotFor(strFontFileName);
-  String temp = AddBackslash(GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory());
-  platform::Files().CopyFile(AddBackslash(strSourcePath) + strFontFileName, temp + strFontFileName);
+  String temp = CopyToTemp(strSourcePath, strFontFileName);
   if (!CreateFontResourceFile(fot, strFontFileName, temp, bolShowError)) return 0;
   String family, style;
   ReadFotNames(fot, family, style);
@@ -282,10 +292,7 @@ bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePa
                                     bool& bolShowError) {
   String fonts = FontsDirectoryOrDefault(bolShowError);
   strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
-  String temp = GetTempDirectory().empty() ? GetWindowsFolder() : GetTempDirectory();
-  if (strFontFileName.size() < 4) ThrowPlatformError(kErrInvalidCall);
-  String fot =
-      temp + String(strFontFileName.view().substr(0, strFontFileName.size() - 4)) + String(".FOT");
+  String fot = FotFor(strFontFileName);
   if (!CreateFontResourceFile(fot, strFontFileName, strSourcePath, bolShowError)) return false;
   String family, style;
   String name = ReadFotNames(fot, family, style);
