@@ -1,0 +1,34 @@
+#include "borvane/platform/help_control.h"
+
+#include "borvane/automation/error.h"
+
+namespace borvane::platform {
+
+int32_t RecordingHelpControl::HtmlHelp(int32_t caller_window, const AnsiText& file, int32_t command,
+                                       const HelpData& data) {
+  if (unavailable) throw Error::Platform(*unavailable);
+  calls.push_back(Call{caller_window, file, command, data});
+  if (results.empty()) return 0;
+  int32_t result = results.front();
+  results.erase(results.begin());
+  return result;
+}
+
+namespace {
+
+// Stands in until a viewer is built in: the control cannot be reached.
+class MissingHelpControl : public HelpControl {
+ public:
+  int32_t HtmlHelp(int32_t, const AnsiText&, int32_t, const HelpData&) override {
+    throw Error::Platform(kErrCantCreateObject);
+  }
+};
+
+}  // namespace
+
+HelpControl& HelpControl::Real() {
+  static MissingHelpControl control;
+  return control;
+}
+
+}  // namespace borvane::platform
