@@ -1,5 +1,7 @@
 #include "borvane/fonts/font_functions.h"
 
+#include "borvane/automation/codepage.h"
+
 #include "borvane/automation/text.h"
 #include "borvane/fonts/font_readers.h"
 #include "borvane/frame/class_table.h"
@@ -82,15 +84,41 @@ bool FontFunctions::GetTTFontInfo(String& strSourcePath, String& strFontFileName
   String dir = GetTempDirectory();
   if (dir.empty()) dir = GetWindowsFolder();
   String fot = dir + WithoutExtension(strFontFileName) + String(".FOT");
-  if (!CreateFontResourceFile(fot, strFontFileName, AddBackslash(strSourcePath), bolShowError))
+  std::string bytes;
+  bool written = false;
+  if (!FontResourceBytes(fot, strFontFileName, AddBackslash(strSourcePath), bolShowError, bytes,
+                         written))
     return false;
   String family, style;
-  String name = ReadFotNames(fot, family, style);
+  String name = ScanFotNames(FromAnsi(bytes), family, style);
   TTFInfo.FontName = name;
   TTFInfo.FontFamily = family;
   TTFInfo.FontStyle = style;
-  if (int32_t e = platform::Files().DeleteFile(fot)) ThrowPlatformError(e);
+  if (written) {
+    if (int32_t e = platform::Files().DeleteFile(fot)) ThrowPlatformError(e);
+  }
   return true;
+}
+
+bool FontFunctions::FontResourceBytes(const String& fot, const String& file, const String& dir,
+                                      bool show, std::string& bytes, bool& written) {
+  platform::FileSystem& files = platform::Files();
+  if (files.IsNormalFile(fot)) {
+    if (int32_t e = files.DeleteFile(fot)) ThrowPlatformError(e);
+  }
+  platform::FontResourceResult r =
+      platform::FontResources().ScalableFontResourceBytes(0, fot, file, dir, bytes, written);
+  if (!r.ok) ShowResourceError(r, file, show);
+  return r.ok;
+}
+
+void FontFunctions::ShowResourceError(const platform::FontResourceResult& r, const String& file,
+                                      bool show) {
+  if (!show || r.last_error == 0) return;
+  String text = r.last_error == 80
+                    ? String("Font file ") + file + String(" already exists.")
+                    : String("Error ") + NumberText(static_cast<int32_t>(r.last_error));
+  platform::Boxes().Show({text, std::nullopt, platform::MB_OK});
 }
 
 bool FontFunctions::CreateFontResourceFile(const String& fot, const String& file, const String& dir,
@@ -101,14 +129,8 @@ bool FontFunctions::CreateFontResourceFile(const String& fot, const String& file
   }
   platform::FontResourceResult r =
       platform::FontResources().CreateScalableFontResource(0, fot, file, dir);
-  if (r.ok) return true;
-  if (show && r.last_error != 0) {
-    String text = r.last_error == 80
-                      ? String("Font file ") + file + String(" already exists.")
-                      : String("Error ") + NumberText(static_cast<int32_t>(r.last_error));
-    platform::Boxes().Show({text, std::nullopt, platform::MB_OK});
-  }
-  return false;
+  if (!r.ok) ShowResourceError(r, file, show);
+  return r.ok;
 }
 
 String FontFunctions::GetTempDirectory() {

@@ -8,6 +8,7 @@
 
 #include "borvane/automation/binding.h"
 #include "borvane/fonts/font_info.h"
+#include "borvane/platform/font_resource.h"
 
 namespace borvane {
 
@@ -60,6 +61,13 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   // and with `show`, one message box tells why.
   static bool CreateFontResourceFile(const String& fot, const String& file, const String& dir,
                                      bool show);
+  // The same for a ".FOT" that is only read back: its bytes into `bytes`, and `written` tells
+  // whether a file was left at `fot` for the caller to delete.
+  static bool FontResourceBytes(const String& fot, const String& file, const String& dir, bool show,
+                                std::string& bytes, bool& written);
+  // The message box of a failed ".FOT", when `show`.
+  static void ShowResourceError(const platform::FontResourceResult& r, const String& file,
+                                bool show);
   // The temporary folder with a closing separator, or the empty String.
   static String GetTempDirectory();
   // The system's root folder with a closing separator, or the empty String.

@@ -107,8 +107,12 @@ String FontFunctions::GetFontFriedlyName(String& FileNameTTF) {
   // second takes the fallback, as does a caller whose library folder is not writable.
   String fot = platform::System().LibraryFolder() + String("\\~TEMP.FOT");
   String name;
-  if (platform::FontResources().CreateScalableFontResource(1, fot, FileNameTTF, String()).ok) {
-    String text = ReadFontFileText(fot);
+  std::string bytes;
+  bool written = false;
+  if (platform::FontResources()
+          .ScalableFontResourceBytes(1, fot, FileNameTTF, String(), bytes, written)
+          .ok) {
+    String text = FromAnsi(bytes);
     std::u16string_view t = text.view();
     size_t marker = t.find(u"FONTRES:");
     size_t p = marker == std::u16string_view::npos ? 7 : marker + 8;
@@ -116,8 +120,8 @@ String FontFunctions::GetFontFriedlyName(String& FileNameTTF) {
     size_t nul = t.find(u'\0', p);
     if (nul == std::u16string_view::npos) ThrowPlatformError(kErrInvalidCall);
     name = String(t.substr(p, nul - p));
-    platform::Files().DeleteFile(fot);
   }
+  if (written) platform::Files().DeleteFile(fot);
   return name.empty() ? GetFontName(FileNameTTF) : name;
 }
 

@@ -46,7 +46,10 @@ String ReadFontFileText(const String& path) {
 }
 
 String ReadFotNames(const String& fot, String& family, String& style) {
-  String whole = ReadFontFileText(fot);
+  return ScanFotNames(ReadFontFileText(fot), family, style);
+}
+
+String ScanFotNames(const String& whole, String& family, String& style) {
   View text = whole.view();
   // The position of the name is a 16-bit number.
   size_t p = Find(text, u"FONTRES:") + 8;

@@ -22,6 +22,8 @@ String ReadFontFileText(const String& path);
 // "FONTRES:" stands behind position 32759, and the file error when the file cannot be read.
 // `family` and `style` are changed only on success.
 String ReadFotNames(const String& fot, String& family, String& style);
+// The same scan over the text of a ".FOT" already read.
+String ScanFotNames(const String& whole, String& family, String& style);
 
 // The face name of the bitmap font `file` in the folder `dir`: behind the first "FONTRES"
 // and the first ":" after it, up to the next NUL, without leading and trailing blanks.

@@ -8,7 +8,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <mutex>
+#include <unordered_map>
 
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/font_resource_file.h"
@@ -120,8 +123,88 @@ uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
   return error;
 }
 
+// The faces of the fonts read so far, by native path, each valid while its file keeps its
+// identity, size and modification time: the font lists read every installed font's names on
+// every lookup, and a font file is read and parsed once per change instead.
+class FaceCache {
+ public:
+  // 0 and the face of the font at `path`, or the error of opening or reading it.
+  uint32_t Face(const std::string& path, SfntFace& face) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) return ErrorFor(errno, path);
+    Stamp stamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto it = entries_.find(path);
+      if (it != entries_.end() && it->second.stamp == stamp) {
+        face = it->second.face;
+        return it->second.error;
+      }
+    }
+    Entry entry{stamp, SfntFace(), 0};
+    MappedFile font;
+    entry.error = font.Open(path);
+    // Errors of reading the file (rights, a folder in its place) may pass; only the answer
+    // about its bytes is kept.
+    if (entry.error) return entry.error;
+    entry.error = ReadSfntFace(font.bytes(), entry.face);
+    face = entry.face;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (entries_.size() >= kLimit) entries_.clear();
+    entries_[path] = entry;
+    return entry.error;
+  }
+
+ private:
+  static constexpr size_t kLimit = 8192;
+  struct Stamp {
+    dev_t dev;
+    ino_t ino;
+    off_t size;
+    time_t sec;
+    long nsec;
+    bool operator==(const Stamp&) const = default;
+  };
+  struct Entry {
+    Stamp stamp;
+    SfntFace face;
+    uint32_t error;
+  };
+  std::mutex mutex_;
+  std::unordered_map<std::string, Entry> entries_;
+};
+
+// Whether a new file could be made at `target`, which does not exist: 0, 3 when its folder is
+// missing, 5 when the folder cannot be written.
+uint32_t FolderError(const std::string& target) {
+  size_t slash = target.find_last_of('/');
+  std::string folder = slash == std::string::npos ? "." : target.substr(0, slash + 1);
+  if (::access(folder.c_str(), W_OK | X_OK) == 0) return 0;
+  return errno == ENOENT || errno == ENOTDIR ? kWinPathNotFound : kWinAccessDenied;
+}
+
 class RealFontResource : public FontResource {
  public:
+  // The file a caller would only read back and delete is never made: the checks on the target
+  // stand in for its writing. A disk that is full is not seen here, where the file would have
+  // failed with 112; the names are what the file would have held.
+  FontResourceResult ScalableFontResourceBytes(uint32_t hidden, const String& fot_path,
+                                               const String& font_file, const String& directory,
+                                               std::string& bytes, bool& written) override {
+    written = false;
+    // The checks in the order in which the writing call meets them.
+    std::string target = NativePath(fot_path);
+    struct stat st;
+    if (target.empty()) return {false, kWinPathNotFound};
+    if (::lstat(target.c_str(), &st) == 0) return {false, kWinFileExists};
+    SfntFace face;
+    if (uint32_t e = faces_.Face(NativePath(FontFilePath(font_file, directory)), face))
+      return {false, e};
+    if (uint32_t e = FolderError(target)) return {false, e};
+    bytes = BuildFontResourceFile(face, hidden != 0, font_file);
+    return {true, 0};
+  }
+
   FontResourceResult CreateScalableFontResource(uint32_t hidden, const String& fot_path,
                                                 const String& font_file,
                                                 const String& directory) override {
@@ -146,6 +229,9 @@ class RealFontResource : public FontResource {
     target = *t;
     return 0;
   }
+
+ private:
+  FaceCache faces_;
 };
 
 // Files-service errors in Windows terms.
@@ -163,6 +249,18 @@ uint32_t FromFileError(int32_t e) {
 }
 
 }  // namespace
+
+FontResourceResult FontResource::ScalableFontResourceBytes(uint32_t hidden, const String& fot_path,
+                                                           const String& font_file,
+                                                           const String& directory,
+                                                           std::string& bytes, bool& written) {
+  written = false;
+  FontResourceResult r = CreateScalableFontResource(hidden, fot_path, font_file, directory);
+  if (!r.ok) return r;
+  written = true;
+  if (int32_t e = Files().ReadFile(fot_path, bytes)) return {false, FromFileError(e)};
+  return r;
+}
 
 FontResource& FontResource::Real() {
   static RealFontResource real;

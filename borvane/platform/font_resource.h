@@ -49,6 +49,16 @@ class FontResource {
   // 2 or 3 when the file is missing, 5 when it cannot be read, 13 when it is not a ".FOT".
   virtual uint32_t ReadFontResourceTarget(const String& fot_path, String& target) = 0;
 
+  // For callers that write a ".FOT" only to read it back and delete it: the bytes that
+  // CreateScalableFontResource would write at `fot_path`, with the result that call would give
+  // (80 for an existing target, 3 or 5 for a missing or closed folder). `written` tells whether a
+  // file was left at `fot_path` for the caller to delete. This default makes the file and reads it
+  // through Files(); the real service answers from memory and leaves nothing.
+  virtual FontResourceResult ScalableFontResourceBytes(uint32_t hidden, const String& fot_path,
+                                                       const String& font_file,
+                                                       const String& directory, std::string& bytes,
+                                                       bool& written);
+
   static FontResource& Real();
 };
 

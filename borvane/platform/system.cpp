@@ -75,14 +75,19 @@ class RealSystem : public SystemService {
 
   String TempFolder() override { return Files().TempFolder(); }
 
+  // Found once: the library's file does not move while it is loaded, and the font lists ask
+  // for its folder once per installed font.
   String LibraryPath() override {
-    Dl_info info{};
-    if (!::dladdr(reinterpret_cast<void*>(&LibraryAnchor), &info) || !info.dli_fname)
-      return String();
-    char* real = ::realpath(info.dli_fname, nullptr);
-    std::string path = real ? real : info.dli_fname;
-    std::free(real);
-    return String::FromUtf8(path);
+    static const String path = [] {
+      Dl_info info{};
+      if (!::dladdr(reinterpret_cast<void*>(&LibraryAnchor), &info) || !info.dli_fname)
+        return String();
+      char* real = ::realpath(info.dli_fname, nullptr);
+      std::string found = real ? real : info.dli_fname;
+      std::free(real);
+      return String::FromUtf8(found);
+    }();
+    return path;
   }
 
   String LibraryFolder() override {

@@ -117,6 +117,36 @@ TEST_F(Installation, InstallThenUpToDateThenUninstall) {
   EXPECT_TRUE(boxes_.boxes.empty());
 }
 
+TEST_F(Installation, FailuresGiveZeroAndSpeakOnlyWhenAsked) {
+  String dir = "/src", file = "Sample.ttf";
+  for (bool show : {true, false}) {
+    boxes_.boxes.clear();
+    files_.DeleteFile("/fonts/Sample.ttf");
+    fonts_.Fail(1, 5);  // the ".FOT" cannot be made
+    EXPECT_EQ(f_.InstallTTFont(dir, file, show), 0);
+    files_.DeleteFile("/fonts/Sample.ttf");
+    loader_.refused.insert(u"/tmp/Sample.FOT");  // the font cannot be loaded
+    EXPECT_EQ(f_.InstallTTFont(dir, file, show), 0);
+    loader_.refused.clear();
+    if (show) {
+      ASSERT_EQ(boxes_.boxes.size(), 2u);
+      EXPECT_EQ(boxes_.boxes[0].text, String("Error  5"));
+      EXPECT_EQ(boxes_.boxes[1].text, String("DLL-Error  0"));  // no last error on this system
+    } else {
+      EXPECT_TRUE(boxes_.boxes.empty());
+    }
+  }
+  // Names with "=" and with characters outside the code page are stored as the ".FOT" has them.
+  for (const char16_t* full : {u"A=B Bold", u"\u540D Sans"}) {
+    files_.DeleteFile("/fonts/Sample.ttf");
+    fonts_.SetNames("/fonts\\Sample.ttf", String(std::u16string(full)), "A", "Bold");
+    bool show = true;
+    EXPECT_EQ(f_.InstallTTFont(dir, file, show), 1);
+  }
+  EXPECT_EQ(registry_.GetValue(kNtFonts, "A=B Bold (TrueType)"), String("Sample.ttf"));
+  EXPECT_EQ(registry_.GetValue(kNtFonts, "? Sans (TrueType)"), String("Sample.ttf"));
+}
+
 TEST_F(Installation, AFileInUseIsReplacedAtTheNextStartOfTheSystem) {
   files_.Put("/fonts/Sample.ttf", "old");
   files_.SetModifiedTime("/fonts/Sample.ttf", 1);

@@ -216,22 +216,51 @@ TEST(FontResource, Failures) {
   FontResource& real = FontResource::Real();
   std::string font = dir.Write("c.ttf", TinyFont({Win(1, u"C")}));
   std::string fot = dir.path + "/C.FOT";
-  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "nothere.ttf", dir.path).last_error, 2u);
-  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "c.ttf", dir.path + "/no").last_error, 3u);
-  EXPECT_EQ(real.CreateScalableFontResource(0, dir.path + "/no/C.FOT", font, "").last_error, 3u);
+  // The bytes without a file fail as the writing call does, and leave nothing.
+  auto error = [&](const std::string& target, const std::string& file, const std::string& folder) {
+    std::string bytes;
+    bool written = true;
+    uint32_t in_memory =
+        real.ScalableFontResourceBytes(0, target, file, folder, bytes, written).last_error;
+    EXPECT_FALSE(written);
+    EXPECT_EQ(in_memory, real.CreateScalableFontResource(0, target, file, folder).last_error);
+    return in_memory;
+  };
+  EXPECT_EQ(error(fot, "nothere.ttf", dir.path), 2u);
+  EXPECT_EQ(error(fot, "c.ttf", dir.path + "/no"), 3u);
+  EXPECT_EQ(error(dir.path + "/no/C.FOT", font, ""), 3u);
   dir.Write("text.ttf", "not a font at all");
-  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "text.ttf", dir.path).last_error, 13u);
+  EXPECT_EQ(error(fot, "text.ttf", dir.path), 13u);
   dir.Write("C.FOT", "mine");
-  EXPECT_EQ(real.CreateScalableFontResource(0, fot, "c.ttf", dir.path).last_error, 80u);
+  EXPECT_EQ(error(fot, "c.ttf", dir.path), 80u);
   String target;
   EXPECT_EQ(real.ReadFontResourceTarget(fot, target), 13u);
   fs::create_directory(dir.path + "/ro");
   chmod((dir.path + "/ro").c_str(), 0500);
   if (geteuid() != 0) {
-    EXPECT_EQ(real.CreateScalableFontResource(0, dir.path + "/ro/C.FOT", font, "").last_error, 5u);
+    EXPECT_EQ(error(dir.path + "/ro/C.FOT", font, ""), 5u);
   }
   EXPECT_TRUE(fs::is_empty(dir.path + "/ro"));
   EXPECT_EQ(fs::file_size(fot), 4u);  // the existing file is untouched
+}
+
+TEST(FontResource, BytesAreTheFileAndFollowTheFont) {
+  TempDir dir;
+  FontResource& real = FontResource::Real();
+  std::string font = dir.Write("d.ttf", TinyFont({Win(1, u"Old"), Win(2, u"Bold")}));
+  Names names;
+  std::string file_bytes, bytes;
+  bool written = true;
+  ASSERT_EQ(RoundTrip(dir, font, names, &file_bytes), 0u);
+  ASSERT_TRUE(real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).ok);
+  EXPECT_EQ(bytes, file_bytes);
+  EXPECT_FALSE(fs::exists(dir.path + "/D.FOT"));
+  // A font replaced under its name is read again.
+  std::string renamed = dir.Write("new.ttf", TinyFont({Win(1, u"Newer"), Win(2, u"Bold")}));
+  fs::rename(renamed, font);
+  ASSERT_TRUE(real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).ok);
+  String family, style;
+  EXPECT_EQ(ScanFotNames(FromAnsi(bytes), family, style), "Newer Bold");
 }
 
 TEST(FontResource, Double) {
