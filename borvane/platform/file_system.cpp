@@ -329,7 +329,10 @@ void MemoryFileSystem::Fail(Op op, int call, int32_t error) {
 }
 
 void MemoryFileSystem::AddFolder(const std::string& folder) {
-  folders_.insert(folder.back() == '/' ? folder : folder + "/");
+  // With every folder on its way.
+  std::string f = folder.back() == '/' ? folder : folder + "/";
+  for (size_t slash = f.find('/', 1); slash != std::string::npos; slash = f.find('/', slash + 1))
+    folders_.insert(f.substr(0, slash + 1));
 }
 
 void MemoryFileSystem::SetReadOnly(const std::string& folder, bool read_only) {
@@ -426,12 +429,20 @@ int32_t MemoryFileSystem::WriteFile(const String& path, std::string_view bytes) 
 
 int32_t MemoryFileSystem::FindFiles(const String& pattern, std::vector<String>& names) {
   names.clear();
-  std::string p = NativePath(pattern);
+  // Separators in a row count as one, as they do for the system.
+  std::string p;
+  for (char c : NativePath(pattern))
+    if (!(c == '/' && !p.empty() && p.back() == '/')) p.push_back(c);
   std::string folder = FolderOf(p);
   if (!folders_.count(folder)) return 3;
   std::vector<String> found;
   for (const auto& [path, bytes] : files_)
     if (FolderOf(path) == folder) found.push_back(String::FromUtf8(path.substr(folder.size())));
+  for (const std::string& f : folders_) {
+    std::string path = f.substr(0, f.size() - 1);  // a folder is found like a file
+    if (!path.empty() && FolderOf(path) == folder)
+      found.push_back(String::FromUtf8(path.substr(folder.size())));
+  }
   return OrderMatches(String::FromUtf8(p.substr(folder.size())), found, names);
 }
 

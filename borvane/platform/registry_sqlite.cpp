@@ -19,6 +19,7 @@
 #include <sstream>
 
 #include "borvane/platform/font_catalog.h"
+#include "borvane/platform/help_keys.h"
 
 namespace borvane::platform {
 
@@ -364,6 +365,7 @@ RegistryStore& RegistryStore::Real() {
   static SqliteRegistry* registry = [] {
     auto* r = new SqliteRegistry(RegistryDatabasePath(), EarlierRegistryTextPath());
     AddSystemComputedKeys(*r);
+    AddHelpComputedKeys(*r);
     return r;
   }();
   return *registry;

@@ -126,7 +126,10 @@ class RealSystem : public SystemService {
     return 0;
   }
 
+  // Windows here have no system menu and no context help mode that the library could reach:
+  // the help viewer's pages live in the desktop's browser.
   void DeleteSystemMenuItem(int32_t, int32_t) override {}
+  void DefWindowProc(int32_t, uint32_t, int32_t, int32_t) override {}
   int32_t Privilege(PrivilegeStep) override { return 0; }
 
   bool ExitWindows(uint32_t flags) override { return SpawnDetached(ExitCommand(flags)); }

@@ -74,6 +74,8 @@ class SystemService {
   virtual int32_t Shell(const String& command, int32_t window_style) = 0;
   // Window menus and procedures of windows the library does not own: nothing to do on Linux.
   virtual void DeleteSystemMenuItem(int32_t window, int32_t command) = 0;
+  // The default handling of a window message (DefWindowProcA); its result is not kept.
+  virtual void DefWindowProc(int32_t window, uint32_t message, int32_t wparam, int32_t lparam) = 0;
   // One privilege step: the last error after it (0: done).
   virtual int32_t Privilege(PrivilegeStep step) = 0;
   // Ends the session or the machine as `flags` say; false when it could not be asked.
@@ -111,6 +113,9 @@ class FakeSystem : public SystemService {
   void DeleteSystemMenuItem(int32_t window, int32_t command) override {
     menu_deletions.push_back({window, command});
   }
+  void DefWindowProc(int32_t window, uint32_t message, int32_t wparam, int32_t lparam) override {
+    window_messages.push_back({window, message, wparam, lparam});
+  }
   int32_t Privilege(PrivilegeStep step) override;
   bool ExitWindows(uint32_t flags) override { return exits.push_back(flags), true; }
   std::optional<String> ResourceString(int32_t id) override;
@@ -129,6 +134,13 @@ class FakeSystem : public SystemService {
   // What the library asked for.
   std::vector<String> shell_commands;
   std::vector<std::pair<int32_t, int32_t>> menu_deletions;
+  struct WindowMessage {
+    int32_t window;
+    uint32_t message;
+    int32_t wparam, lparam;
+    bool operator==(const WindowMessage&) const = default;
+  };
+  std::vector<WindowMessage> window_messages;
   std::vector<PrivilegeStep> privilege_steps;
   std::vector<uint32_t> exits;
 };
