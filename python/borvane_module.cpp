@@ -1,0 +1,428 @@
+// The Python module `borvane`: every class of the library reached as an automation client
+// reaches it. An object is created by its ProgID, and its attributes map to its members by
+// type information, case-blind: reading is a property get (or a call of a method without
+// arguments), assigning is a property let or set, calling is a method call.
+#include <pybind11/eval.h>
+#include <pybind11/functional.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "borvane/borvane.h"
+#include "borvane/platform/message_loop.h"
+
+namespace py = pybind11;
+using namespace borvane;
+
+namespace {
+
+// --- Values ----------------------------------------------------------------------------------
+
+// Held for the life of the process (never released: the interpreter may be gone when static
+// objects are destroyed).
+py::handle g_error_type;  // borvane.Error
+py::handle g_missing;     // borvane.Missing
+py::handle g_decimal;     // decimal.Decimal
+py::handle g_datetime;    // datetime.datetime
+py::handle g_timedelta;   // datetime.timedelta
+
+// An object of the library, as Python holds it.
+struct Dispatch {
+  Object object;
+};
+
+// A record value (FONTINFO and the like): fields by name.
+struct PyRecord {
+  Record record;
+};
+
+[[noreturn]] void Raise(const Error& e) {
+  py::object error = g_error_type(e.Number(), e.Source().ToUtf8(), e.Description().ToUtf8());
+  PyErr_SetObject(g_error_type.ptr(), error.ptr());
+  throw py::error_already_set();
+}
+
+template <class F>
+decltype(auto) Guard(F&& body) {
+  try {
+    return body();
+  } catch (const Error& e) {
+    Raise(e);
+  }
+}
+
+py::object ToPython(const Variant& v);
+Variant FromPython(const py::handle& h);
+
+String Text(const py::handle& h) {
+  return String::FromUtf8(h.cast<std::string>());
+}
+
+// Dates are days since 30 December 1899; the fraction is the time of day whatever the sign.
+py::object DateToPython(Date d) {
+  double days = std::trunc(d.value);
+  double fraction = std::fabs(d.value - days);
+  int64_t ms = static_cast<int64_t>(std::llround(fraction * 86400000.0));
+  return g_datetime(1899, 12, 30) +
+         g_timedelta(py::arg("days") = static_cast<int64_t>(days), py::arg("milliseconds") = ms);
+}
+
+Date DateFromPython(const py::handle& h) {
+  py::object delta = h - g_datetime(1899, 12, 30);
+  int64_t days = delta.attr("days").cast<int64_t>();
+  double seconds =
+      delta.attr("seconds").cast<double>() + delta.attr("microseconds").cast<double>() / 1e6;
+  double fraction = seconds / 86400.0;
+  // Before the epoch the whole days count back and the time of day still counts forward.
+  return Date{days < 0 ? static_cast<double>(days) - fraction
+                       : static_cast<double>(days) + fraction};
+}
+
+py::object ArrayToPython(const Array& a, int dim, std::vector<int32_t>& at) {
+  py::list out;
+  for (int32_t i = a.LBound(dim); i <= a.UBound(dim); ++i) {
+    at[static_cast<size_t>(dim - 1)] = i;
+    out.append(dim == a.Dimensions() ? ToPython(a.At(at)) : ArrayToPython(a, dim + 1, at));
+  }
+  return out;
+}
+
+py::object ToPython(const Variant& v) {
+  switch (v.VarType()) {
+    case vbEmpty:
+    case vbNull:
+      return py::none();
+    case vbInteger:
+      return py::int_(*v.GetIf<int16_t>());
+    case vbLong:
+      return py::int_(*v.GetIf<int32_t>());
+    case vbByte:
+      return py::int_(*v.GetIf<uint8_t>());
+    case vbSingle:
+      return py::float_(*v.GetIf<float>());
+    case vbDouble:
+      return py::float_(*v.GetIf<double>());
+    case vbBoolean:
+      return py::bool_(*v.GetIf<bool>());
+    case vbString:
+      return py::str(v.StringRef().ToUtf8());
+    case vbCurrency:
+      return g_decimal(v.GetIf<Currency>()->raw).attr("scaleb")(-4);
+    case vbDate:
+      return DateToPython(*v.GetIf<Date>());
+    case vbObject: {
+      Object o = v.ToObject();
+      if (!o) return py::none();
+      return py::cast(Dispatch{o});
+    }
+    case vbUserDefinedType:
+      return py::cast(PyRecord{*v.GetIf<Record>()});
+    case vbError:
+      if (v.IsMissing()) return py::reinterpret_borrow<py::object>(g_missing);
+      break;
+    default:
+      break;
+  }
+  if (v.IsArray()) {
+    const Array& a = v.ToArray();
+    if (a.Dimensions() == 0) return py::list();
+    std::vector<int32_t> at(static_cast<size_t>(a.Dimensions()));
+    return ArrayToPython(a, 1, at);
+  }
+  ThrowPlatformError(kErrTypeMismatch);
+}
+
+Variant FromPython(const py::handle& h) {
+  if (h.is_none()) return Variant();
+  if (h.is(g_missing)) return Variant::Missing();
+  if (py::isinstance<py::bool_>(h)) return Variant(h.cast<bool>());
+  if (py::isinstance<py::int_>(h)) {
+    // A Long, or Overflow beyond it (an Integer parameter narrows it further when called).
+    int overflow = 0;
+    long long n = PyLong_AsLongLongAndOverflow(h.ptr(), &overflow);
+    if (overflow || n < INT32_MIN || n > INT32_MAX) ThrowPlatformError(kErrOverflow);
+    return Variant(static_cast<int32_t>(n));
+  }
+  if (py::isinstance<py::float_>(h)) return Variant(h.cast<double>());
+  if (py::isinstance<py::str>(h)) return Variant(Text(h));
+  if (py::isinstance<Dispatch>(h)) return Variant(h.cast<Dispatch&>().object);
+  if (py::isinstance<PyRecord>(h)) return Variant(h.cast<PyRecord&>().record);
+  if (py::isinstance(h, py::reinterpret_borrow<py::object>(g_decimal))) {
+    py::object scaled = (h * py::int_(10000)).attr("to_integral_value")();
+    int overflow = 0;
+    long long raw = PyLong_AsLongLongAndOverflow(py::int_(scaled).ptr(), &overflow);
+    if (overflow) ThrowPlatformError(kErrOverflow);
+    return Variant(Currency::FromRaw(raw));
+  }
+  if (py::isinstance(h, py::reinterpret_borrow<py::object>(g_datetime)))
+    return Variant(DateFromPython(h));
+  if (py::isinstance<py::list>(h) || py::isinstance<py::tuple>(h)) {
+    std::vector<Variant> items;
+    for (py::handle item : h) items.push_back(FromPython(item));
+    return Variant(Array::OfVariants(std::move(items)));
+  }
+  ThrowPlatformError(kErrTypeMismatch);
+}
+
+// --- Calls -----------------------------------------------------------------------------------
+
+const InterfaceInfo& InterfaceOf(const Dispatch& d) {
+  if (!d.object) ThrowPlatformError(kErrObjectNotSet);
+  return d.object->GetClassInfo().default_interface;
+}
+
+// The parameters of the member that a call of this kind reaches, or nullptr.
+const MemberInfo* MemberFor(const Dispatch& d, const String& name, bool get) {
+  for (const MemberInfo* m : InterfaceOf(d).Find(name.view()))
+    if (get ? (m->invoke_kind == INVOKE_FUNC || m->invoke_kind == INVOKE_PROPERTYGET)
+            : m->invoke_kind != INVOKE_FUNC)
+      return m;
+  return nullptr;
+}
+
+// Calls the member with Python arguments (keywords by parameter name, case-blind). Gives the
+// result, or a tuple of the result and the by-reference arguments the caller passed.
+py::object Call(const Dispatch& d, const String& name, VbCallType kind, py::args args,
+                py::kwargs kwargs) {
+  const MemberInfo* m = MemberFor(d, name, kind != VbLet && kind != VbSet);
+  std::vector<Variant> values;
+  for (py::handle a : args) values.push_back(FromPython(a));
+  for (auto [key, value] : kwargs) {
+    String wanted = Text(key);
+    size_t at = SIZE_MAX;
+    for (size_t i = 0; m && i < m->params.size(); ++i)
+      if (UCase(m->params[i].name) == UCase(wanted)) at = i;
+    if (at == SIZE_MAX)
+      throw py::type_error(name.ToUtf8() + "() has no parameter " + wanted.ToUtf8());
+    if (values.size() <= at) values.resize(at + 1, Variant::Missing());
+    if (!values[at].IsMissing()) throw py::type_error(wanted.ToUtf8() + " given twice");
+    values[at] = FromPython(value);
+  }
+  Variant result = CallByName(d.object, name, kind, values);
+  py::list by_ref;
+  for (size_t i = 0; m && i < values.size() && i < m->params.size(); ++i)
+    if (m->params[i].by_ref && !values[i].IsMissing()) by_ref.append(ToPython(values[i]));
+  if (by_ref.empty()) return ToPython(result);
+  py::list all;
+  all.append(ToPython(result));
+  for (py::handle h : by_ref) all.append(h);
+  return py::tuple(all);
+}
+
+// The member as help() shows it: its name and parameters (optional ones in brackets), then
+// its help string.
+std::string Signature(const MemberInfo& m) {
+  std::string text = m.name.ToUtf8() + "(";
+  for (size_t i = 0; i < m.params.size(); ++i) {
+    const ParamInfo& p = m.params[i];
+    text += (i ? ", " : "") + std::string(p.optional ? "[" : "") + p.name.ToUtf8() +
+            (p.optional ? "]" : "");
+  }
+  text += ")";
+  if (!m.help_string.empty()) text += "\n\n" + m.help_string.ToUtf8();
+  return text;
+}
+
+bool NeedsArguments(const MemberInfo& m) {
+  for (const ParamInfo& p : m.params)
+    if (!p.optional) return true;
+  return false;
+}
+
+py::object GetAttribute(const Dispatch& d, const std::string& name) {
+  String member = String::FromUtf8(name);
+  const MemberInfo* m = MemberFor(d, member, true);
+  if (!m) {
+    if (MemberFor(d, member, false))  // write-only
+      throw py::attribute_error(name + " can only be assigned");
+    throw py::attribute_error(d.object->GetClassInfo().name.ToUtf8() + " has no member " + name);
+  }
+  // A method is a function to call, as an automation client in Python gives it: reading
+  // `doc.Clear` must not clear the document. A property is read at once unless it needs
+  // arguments (an indexed property), which then come in a call.
+  bool method = m->invoke_kind == INVOKE_FUNC;
+  if (method || NeedsArguments(*m)) {
+    // A function of the member's name and help string, so that help() tells what it does.
+    VbCallType kind = method ? VbMethod : VbGet;
+    String member_name = m->name;
+    return py::cpp_function(
+        [d, member_name, kind](py::args args, py::kwargs kwargs) {
+          return Guard([&] { return Call(d, member_name, kind, args, kwargs); });
+        },
+        py::name(name.c_str()), py::doc(Signature(*m).c_str()));
+  }
+  std::vector<Variant> none;
+  return ToPython(CallByName(d.object, m->name, method ? VbMethod : VbGet, none));
+}
+
+void SetAttribute(const Dispatch& d, const std::string& name, const py::object& value) {
+  String member = String::FromUtf8(name);
+  Variant v = FromPython(value);
+  bool has_set = false, has_let = false;
+  for (const MemberInfo* m : InterfaceOf(d).Find(member.view())) {
+    has_set |= m->invoke_kind == INVOKE_PROPERTYPUTREF;
+    has_let |= m->invoke_kind == INVOKE_PROPERTYPUT;
+  }
+  if (!has_set && !has_let) throw py::attribute_error(name + " cannot be assigned");
+  std::vector<Variant> args{v};
+  CallByName(d.object, member, has_set && (v.IsObject() || !has_let) ? VbSet : VbLet, args);
+}
+
+Variant DefaultMember(const Dispatch& d, py::args args) {
+  const MemberInfo* m = InterfaceOf(d).FindById(DISPID_VALUE, INVOKE_PROPERTYGET | INVOKE_FUNC);
+  if (!m) ThrowPlatformError(kErrNoSuchMember);
+  std::vector<Variant> values;
+  for (py::handle a : args) values.push_back(FromPython(a));
+  return CallByName(d.object, m->name, VbGet, values);
+}
+
+// --- Events and the loop ---------------------------------------------------------------------
+
+int32_t Connect(const Dispatch& d, const std::string& event, py::function callback) {
+  return ConnectEvents(d.object, String::FromUtf8(event), [callback](std::vector<Variant>& args) {
+    py::gil_scoped_acquire gil;
+    py::list values;
+    for (const Variant& a : args) values.append(ToPython(a));
+    callback(*values);
+  });
+}
+
+// Runs this thread's message loop for `seconds`, delivering timer ticks; a Python error in a
+// handler ends the loop and is raised here.
+void RunLoop(double seconds) {
+  platform::MessageLoop& loop = platform::MessageLoop::ForThread();
+  auto deadline = static_cast<int64_t>(seconds * 1000);
+  loop.RunUntil([] { return PyErr_CheckSignals() != 0; }, deadline);
+  if (PyErr_Occurred()) throw py::error_already_set();
+}
+
+}  // namespace
+
+PYBIND11_MODULE(borvane, m) {
+  m.doc() = "Borvane's automation objects, created by ProgID and called member by member by name.";
+  py::module_ decimal = py::module_::import("decimal");
+  py::module_ datetime = py::module_::import("datetime");
+  g_decimal = py::object(decimal.attr("Decimal")).release();
+  g_datetime = py::object(datetime.attr("datetime")).release();
+  g_timedelta = py::object(datetime.attr("timedelta")).release();
+
+  py::dict ns;
+  py::exec(R"py(
+class Error(Exception):
+    """A failure of the library: its error number, Source and description."""
+    def __init__(self, number, source, description):
+        super().__init__(number, source, description)
+        self.number, self.source, self.description = number, source, description
+    def __str__(self):
+        return f"{self.source}: {self.description} (error {self.number})"
+
+class _MissingType:
+    """Passes the missing-argument marker: the parameter takes its default."""
+    def __repr__(self):
+        return "borvane.Missing"
+)py",
+           py::globals(), ns);
+  g_error_type = py::object(ns["Error"]).release();
+  g_error_type.attr("__module__") = "borvane";
+  m.attr("Error") = g_error_type;
+  g_missing = py::object(ns["_MissingType"]()).release();
+  m.attr("Missing") = g_missing;
+
+  py::class_<Dispatch>(m, "Object", py::dynamic_attr())
+      .def("__getattr__",
+           [](const Dispatch& d, const std::string& name) {
+             return Guard([&] { return GetAttribute(d, name); });
+           })
+      .def("__setattr__",
+           [](const Dispatch& d, const std::string& name, const py::object& value) {
+             Guard([&] { SetAttribute(d, name, value); });
+           })
+      .def("__call__",
+           [](const Dispatch& d, py::args args) {
+             return Guard([&] { return ToPython(DefaultMember(d, args)); });
+           })
+      .def("__getitem__",
+           [](const Dispatch& d, const py::object& index) {
+             return Guard([&] { return ToPython(DefaultMember(d, py::make_tuple(index))); });
+           })
+      .def(
+          "__iter__",
+          [](const Dispatch& d) {
+            py::list items;
+            Guard([&] { ForEach(d.object, [&](const Variant& v) { items.append(ToPython(v)); }); });
+            return items.attr("__iter__")();
+          })
+      .def("__len__",
+           [](const Dispatch& d) {
+             return Guard([&] {
+               std::vector<Variant> none;
+               return CLng(CallByName(d.object, "Count", VbGet, none));
+             });
+           })
+      .def("__dir__",
+           [](const Dispatch& d) {
+             py::list names;
+             for (const MemberInfo& mi : InterfaceOf(d).members) {
+               std::string n = mi.name.ToUtf8();
+               if (!mi.HasAttribute(u"Hidden") && !names.contains(n)) names.append(n);
+             }
+             return names;
+           })
+      .def("__eq__",
+           [](const Dispatch& a, const Dispatch& b) { return a.object.Get() == b.object.Get(); })
+      .def("__hash__", [](const Dispatch& d) { return std::hash<const void*>()(d.object.Get()); })
+      .def("__repr__", [](const Dispatch& d) {
+        return "<borvane." + d.object->GetClassInfo().name.ToUtf8() + " object>";
+      });
+
+  py::class_<PyRecord>(m, "Record")
+      .def("__getattr__",
+           [](const PyRecord& r, const std::string& name) {
+             return Guard([&] { return ToPython(r.record.Field(String::FromUtf8(name).view())); });
+           })
+      .def("__setattr__",
+           [](PyRecord& r, const std::string& name, const py::object& value) {
+             Guard([&] { r.record.SetField(String::FromUtf8(name).view(), FromPython(value)); });
+           })
+      .def("__dir__",
+           [](const PyRecord& r) {
+             py::list names;
+             for (const auto& f : r.record.Type().Fields()) names.append(f.name.ToUtf8());
+             return names;
+           })
+      .def("__repr__", [](const PyRecord& r) {
+        std::string text = r.record.Type().Name().ToUtf8() + "(";
+        bool first = true;
+        for (const auto& f : r.record.Type().Fields()) {
+          text += (first ? "" : ", ") + f.name.ToUtf8() + "=" +
+                  py::repr(ToPython(r.record.Field(f.name.view()))).cast<std::string>();
+          first = false;
+        }
+        return text + ")";
+      });
+
+  auto create = [](const std::string& prog_id) {
+    return Guard([&] { return Dispatch{CreateObject(String::FromUtf8(prog_id))}; });
+  };
+  m.def("CreateObject", create, py::arg("prog_id"),
+        "Creates an object of the class with that ProgID, such as \"Borvane.Doc\".");
+  m.def("Dispatch", create, py::arg("prog_id"), "The same as CreateObject.");
+  m.def(
+      "connect",
+      [](const Dispatch& d, const std::string& event, py::function callback) {
+        return Guard([&] { return Connect(d, event, std::move(callback)); });
+      },
+      py::arg("obj"), py::arg("event"), py::arg("callback"),
+      "Calls `callback` with the event's arguments whenever `obj` raises `event`; gives a "
+      "cookie for disconnect.");
+  m.def(
+      "disconnect",
+      [](const Dispatch& d, int32_t cookie) { Guard([&] { DisconnectEvents(d.object, cookie); }); },
+      py::arg("obj"), py::arg("cookie"));
+  m.def("run_loop", &RunLoop, py::arg("seconds"),
+        "Runs this thread's message loop for `seconds`, so that timers tick.");
+}
