@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "borvane/borvane.h"
@@ -58,8 +59,50 @@ decltype(auto) Guard(F&& body) {
 py::object ToPython(const Variant& v);
 Variant FromPython(const py::handle& h);
 
+// Python text to a String, straight from the string's own storage (UTF-16 with surrogate
+// pairs beyond the first plane).
 String Text(const py::handle& h) {
-  return String::FromUtf8(h.cast<std::string>());
+  PyObject* o = h.ptr();
+  if (!PyUnicode_Check(o)) throw py::type_error("a str is needed");
+  Py_ssize_t n = PyUnicode_GET_LENGTH(o);
+  const void* data = PyUnicode_DATA(o);
+  std::u16string out;
+  switch (PyUnicode_KIND(o)) {
+    case PyUnicode_1BYTE_KIND: {
+      auto* p = static_cast<const Py_UCS1*>(data);
+      out.assign(p, p + n);
+      break;
+    }
+    case PyUnicode_2BYTE_KIND: {
+      auto* p = static_cast<const Py_UCS2*>(data);
+      out.assign(p, p + n);
+      break;
+    }
+    default: {
+      auto* p = static_cast<const Py_UCS4*>(data);
+      out.reserve(static_cast<size_t>(n));
+      for (Py_ssize_t i = 0; i < n; ++i) {
+        Py_UCS4 c = p[i];
+        if (c < 0x10000) {
+          out.push_back(static_cast<char16_t>(c));
+        } else {
+          out.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+          out.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        }
+      }
+    }
+  }
+  return String(std::move(out));
+}
+
+// A String as Python text; a lone surrogate stays one code point.
+py::object PyText(const String& s) {
+  int byte_order = -1;  // little-endian, as the String holds its units here
+  PyObject* o =
+      PyUnicode_DecodeUTF16(reinterpret_cast<const char*>(s.data()),
+                            static_cast<Py_ssize_t>(s.size() * 2), "surrogatepass", &byte_order);
+  if (!o) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(o);
 }
 
 // Dates are days since 30 December 1899; the fraction is the time of day whatever the sign.
@@ -109,7 +152,10 @@ py::object ToPython(const Variant& v) {
     case vbBoolean:
       return py::bool_(*v.GetIf<bool>());
     case vbString:
-      return py::str(v.StringRef().ToUtf8());
+      // A null String, which the library keeps apart from an empty one (an INI key without a
+      // value, a lookup text left out), is None; every other String is a str.
+      if (v.StringRef().IsNull()) return py::none();
+      return PyText(v.StringRef());
     case vbCurrency:
       return g_decimal(v.GetIf<Currency>()->raw).attr("scaleb")(-4);
     case vbDate:
@@ -202,10 +248,26 @@ py::object Call(const Dispatch& d, const String& name, VbCallType kind, py::args
     if (!values[at].IsMissing()) throw py::type_error(wanted.ToUtf8() + " given twice");
     values[at] = FromPython(value);
   }
+  // What each text argument held, to tell an argument the callee left alone: the binding
+  // replaces an argument only when it changed, and a replaced text has storage of its own.
+  std::vector<py::handle> given(values.size());
+  std::vector<const char16_t*> storage(values.size(), nullptr);
+  for (size_t i = 0; i < args.size(); ++i) given[i] = args[i];
+  for (auto [key, value] : kwargs)
+    for (size_t i = 0; m && i < m->params.size() && i < values.size(); ++i)
+      if (UCase(m->params[i].name) == UCase(Text(key))) given[i] = value;
+  for (size_t i = 0; i < values.size(); ++i)
+    if (values[i].IsString()) storage[i] = values[i].StringRef().data();
   Variant result = CallByName(d.object, name, kind, values);
   py::list by_ref;
-  for (size_t i = 0; m && i < values.size() && i < m->params.size(); ++i)
-    if (m->params[i].by_ref && !values[i].IsMissing()) by_ref.append(ToPython(values[i]));
+  for (size_t i = 0; m && i < values.size() && i < m->params.size(); ++i) {
+    if (!m->params[i].by_ref || values[i].IsMissing()) continue;
+    // A short text may sit inside the argument itself, whatever replaced it: only a text with
+    // storage of its own can be told unchanged by where it is.
+    bool unchanged = storage[i] && values[i].IsString() && values[i].StringRef().size() > 64 &&
+                     values[i].StringRef().data() == storage[i] && given[i];
+    by_ref.append(unchanged ? py::reinterpret_borrow<py::object>(given[i]) : ToPython(values[i]));
+  }
   if (by_ref.empty()) return ToPython(result);
   py::list all;
   all.append(ToPython(result));
@@ -233,30 +295,71 @@ bool NeedsArguments(const MemberInfo& m) {
   return false;
 }
 
-py::object GetAttribute(const Dispatch& d, const std::string& name) {
-  String member = String::FromUtf8(name);
-  const MemberInfo* m = MemberFor(d, member, true);
-  if (!m) {
-    if (MemberFor(d, member, false))  // write-only
-      throw py::attribute_error(name + " can only be assigned");
-    throw py::attribute_error(d.object->GetClassInfo().name.ToUtf8() + " has no member " + name);
+// What reading an attribute of a class's objects does, found once per class and name.
+struct Lookup {
+  const MemberInfo* member = nullptr;  // the get or method; nullptr when there is none
+  bool call_later = false;             // a method, or a property that needs arguments
+  bool write_only = false;
+};
+
+struct LookupKey {
+  const ClassInfo* cls;
+  PyObject* name;  // the attribute's str, held for as long as the entry lives
+  bool operator==(const LookupKey&) const = default;
+};
+
+struct LookupHash {
+  size_t operator()(const LookupKey& k) const {
+    return std::hash<const void*>()(k.cls) * 31 + std::hash<const void*>()(k.name);
   }
-  // A method is a function to call, as an automation client in Python gives it: reading
-  // `doc.Clear` must not clear the document. A property is read at once unless it needs
-  // arguments (an indexed property), which then come in a call.
-  bool method = m->invoke_kind == INVOKE_FUNC;
-  if (method || NeedsArguments(*m)) {
-    // A function of the member's name and help string, so that help() tells what it does.
-    VbCallType kind = method ? VbMethod : VbGet;
+};
+
+// Names in code are interned, so one str object stands for one name; a name made anew each
+// time only misses the cache, and the cache starts over beyond its bound.
+const Lookup& FindLookup(const Dispatch& d, PyObject* name) {
+  static std::unordered_map<LookupKey, Lookup, LookupHash> cache;
+  const ClassInfo& cls = d.object->GetClassInfo();
+  auto it = cache.find({&cls, name});
+  if (it != cache.end()) return it->second;
+  if (cache.size() >= 4096) {
+    for (auto& entry : cache) Py_DECREF(entry.first.name);
+    cache.clear();
+  }
+  String member = Text(name);
+  Lookup lookup;
+  lookup.member = MemberFor(d, member, true);
+  lookup.write_only = !lookup.member && MemberFor(d, member, false);
+  lookup.call_later = lookup.member &&
+                      (lookup.member->invoke_kind == INVOKE_FUNC || NeedsArguments(*lookup.member));
+  Py_INCREF(name);
+  return cache.emplace(LookupKey{&cls, name}, lookup).first->second;
+}
+
+py::object GetAttribute(const Dispatch& d, const py::str& name) {
+  if (!d.object) ThrowPlatformError(kErrObjectNotSet);
+  const Lookup& lookup = FindLookup(d, name.ptr());
+  const MemberInfo* m = lookup.member;
+  if (!m) {
+    std::string text = name.cast<std::string>();
+    if (lookup.write_only) throw py::attribute_error(text + " can only be assigned");
+    throw py::attribute_error(d.object->GetClassInfo().name.ToUtf8() + " has no member " + text);
+  }
+  if (lookup.call_later) {
+    // A method is a function to call, as an automation client in Python gives it: reading
+    // `doc.Clear` must not clear the document. A property is read at once unless it needs
+    // arguments (an indexed property), which then come in a call. The function bears the
+    // member's name and help, for help().
+    VbCallType kind = m->invoke_kind == INVOKE_FUNC ? VbMethod : VbGet;
     String member_name = m->name;
     return py::cpp_function(
         [d, member_name, kind](py::args args, py::kwargs kwargs) {
           return Guard([&] { return Call(d, member_name, kind, args, kwargs); });
         },
-        py::name(name.c_str()), py::doc(Signature(*m).c_str()));
+        py::name(m->name.ToUtf8().c_str()), py::doc(Signature(*m).c_str()));
   }
   std::vector<Variant> none;
-  return ToPython(CallByName(d.object, m->name, method ? VbMethod : VbGet, none));
+  Object keep = d.object;
+  return ToPython(m->invoke(*keep, none));
 }
 
 void SetAttribute(const Dispatch& d, const std::string& name, const py::object& value) {
@@ -300,6 +403,28 @@ void RunLoop(double seconds) {
   if (PyErr_Occurred()) throw py::error_already_set();
 }
 
+// Reading an attribute, as the type's own slot: every read of a member passes here, and the
+// slot spares it the general call machinery of a bound method.
+PyObject* DispatchGetAttro(PyObject* self, PyObject* name) {
+  // Python's own attributes ("__class__", "__doc__", ...) stay Python's.
+  if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 1 &&
+      PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
+    return PyObject_GenericGetAttr(self, name);
+  try {
+    const Dispatch& d = py::handle(self).cast<const Dispatch&>();
+    return Guard([&] { return GetAttribute(d, py::reinterpret_borrow<py::str>(name)); })
+        .release()
+        .ptr();
+  } catch (py::error_already_set& e) {
+    e.restore();
+  } catch (const py::builtin_exception& e) {
+    e.set_error();
+  } catch (const std::exception& e) {
+    PyErr_SetString(PyExc_RuntimeError, e.what());
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 PYBIND11_MODULE(borvane, m) {
@@ -332,11 +457,7 @@ class _MissingType:
   g_missing = py::object(ns["_MissingType"]()).release();
   m.attr("Missing") = g_missing;
 
-  py::class_<Dispatch>(m, "Object", py::dynamic_attr())
-      .def("__getattr__",
-           [](const Dispatch& d, const std::string& name) {
-             return Guard([&] { return GetAttribute(d, name); });
-           })
+  py::class_<Dispatch>(m, "Object")
       .def("__setattr__",
            [](const Dispatch& d, const std::string& name, const py::object& value) {
              Guard([&] { SetAttribute(d, name, value); });
@@ -378,6 +499,8 @@ class _MissingType:
       .def("__repr__", [](const Dispatch& d) {
         return "<borvane." + d.object->GetClassInfo().name.ToUtf8() + " object>";
       });
+
+  reinterpret_cast<PyTypeObject*>(m.attr("Object").ptr())->tp_getattro = &DispatchGetAttro;
 
   py::class_<PyRecord>(m, "Record")
       .def("__getattr__",

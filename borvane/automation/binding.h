@@ -261,8 +261,20 @@ Variant Call(Fn fn, ObjectBase& self_base, std::vector<Variant>& args,
   return [&]<size_t... I>(std::index_sequence<I...>)->Variant {
     std::tuple<Plain<A>...> locals{Convert<A>(args, I, params[I])...};
     constexpr bool any_by_ref = (kByRef<A> || ...);
-    std::conditional_t<any_by_ref, std::tuple<Plain<A>...>, int> before{};
-    if constexpr (any_by_ref) before = locals;
+    // What a by-reference argument held, to tell whether the callee changed it. A text that
+    // the caller passed as text is compared with the caller's own value instead, so that a
+    // long text is not copied twice more for the comparison.
+    std::conditional_t<any_by_ref, std::tuple<std::optional<Plain<A>>...>, int> before{};
+    if constexpr (any_by_ref) {
+      (
+          [&] {
+            if constexpr (kByRef<A>) {
+              if (!(std::is_same_v<Plain<A>, String> && I < args.size() && args[I].IsString()))
+                std::get<I>(before) = std::get<I>(locals);
+            }
+          }(),
+          ...);
+    }
     // Write back what the callee changed, into the arguments the caller passed; also when the
     // callee fails, since a by-reference change made before a failure stays made.
     auto write_back = [&] {
@@ -271,9 +283,18 @@ Variant Call(Fn fn, ObjectBase& self_base, std::vector<Variant>& args,
             [&] {
               if constexpr (kByRef<A>) {
                 if (I < args.size() && !args[I].IsMissing()) {
+                  const auto& was = std::get<I>(before);
+                  if constexpr (std::is_same_v<Plain<A>, String>) {
+                    if (!was) {
+                      String& now = std::get<I>(locals);
+                      const String& given = args[I].StringRef();
+                      if (now.IsNull() != given.IsNull() || now.view() != given.view())
+                        args[I] = Variant(std::move(now));
+                      return;
+                    }
+                  }
                   Variant after = ArgTraits<Plain<A>>::To(std::get<I>(locals));
-                  if (!(after == ArgTraits<Plain<A>>::To(std::get<I>(before))))
-                    args[I] = std::move(after);
+                  if (!(after == ArgTraits<Plain<A>>::To(*was))) args[I] = std::move(after);
                 }
               }
             }(),

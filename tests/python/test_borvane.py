@@ -77,6 +77,21 @@ def test_values_both_ways():
     assert raised.value.number == 6
 
 
+def test_records_and_null_strings():
+    fonts = borvane.CreateObject("Borvane.FontFunctions")
+    found, _dir, _file, info = fonts.GetTTFontInfo(
+        "/usr/share/fonts/truetype/dejavu/", "DejaVuSans-Bold.ttf", None)
+    assert found and (info.FontFamily, info.FontStyle) == ("DejaVu Sans", "Bold")
+    assert "FontName" in dir(info) and repr(info).startswith("FONTINFO(")
+    # A record given goes in by reference and comes back changed.
+    info.FontStyle = "none yet"
+    _, _, _, info = fonts.GetTTFontInfo("/usr/share/fonts/truetype/dejavu/", "DejaVuSans.ttf", info)
+    assert info.FontStyle == "Book"
+    help_object = borvane.CreateObject("Borvane.HTMLHelp")
+    help_object.HHMsgText = ""
+    assert help_object.HHMsgText == ""  # empty, not null
+
+
 def test_errors_carry_number_source_and_description():
     doc = borvane.CreateObject("Borvane.Doc")
     with pytest.raises(borvane.Error) as raised:
