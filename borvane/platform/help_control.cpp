@@ -1,6 +1,7 @@
 #include "borvane/platform/help_control.h"
 
 #include "borvane/automation/error.h"
+#include "borvane/platform/help_viewer.h"
 
 namespace borvane::platform {
 
@@ -14,21 +15,9 @@ int32_t RecordingHelpControl::HtmlHelp(int32_t caller_window, const AnsiText& fi
   return result;
 }
 
-namespace {
-
-// Stands in until a viewer is built in: the control cannot be reached.
-class MissingHelpControl : public HelpControl {
- public:
-  int32_t HtmlHelp(int32_t, const AnsiText&, int32_t, const HelpData&) override {
-    throw Error::Platform(kErrCantCreateObject);
-  }
-};
-
-}  // namespace
-
 HelpControl& HelpControl::Real() {
-  static MissingHelpControl control;
-  return control;
+  static HelpViewer viewer;
+  return viewer;
 }
 
 }  // namespace borvane::platform

@@ -43,15 +43,17 @@ void StatementCache::Clear() {
 
 namespace {
 
+// The folders on the way to the store's file, private to the user.
+void MakeParentFolders(const std::string& path) {
+  for (size_t i = 1; i < path.size(); ++i)
+    if (path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0700);
+}
+
 std::string Env(const char* name) {
   const char* v = std::getenv(name);
   return v && *v ? std::string(v) : std::string();
 }
 
-void MakeFolders(const std::string& path) {
-  for (size_t i = 1; i < path.size(); ++i)
-    if (path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0700);
-}
 
 std::string Utf8Fold(const String& s) {
   return String(FoldRegistryName(s)).ToUtf8();
@@ -151,7 +153,7 @@ std::string EarlierRegistryTextPath() {
 }
 
 SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path_(std::move(path)) {
-  MakeFolders(path_);
+  MakeParentFolders(path_);
   OpenResult opened = Open();
   if (opened == OpenResult::kDamaged) {
     // Not a database, or a damaged one: set it aside, never delete it, and start afresh.

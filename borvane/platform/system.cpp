@@ -11,6 +11,7 @@
 #include "borvane/automation/text.h"
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/font_catalog.h"
+#include "borvane/platform/process.h"
 #include "borvane/platform/registry.h"
 
 namespace borvane::platform {
@@ -20,35 +21,6 @@ namespace {
 std::string Env(const char* name) {
   const char* v = std::getenv(name);
   return v && *v ? std::string(v) : std::string();
-}
-
-void MakeFolders(const std::string& path) {
-  for (size_t i = 1; i <= path.size(); ++i)
-    if (i == path.size() || path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0755);
-}
-
-bool HasDisplay() {
-  return !Env("DISPLAY").empty() || !Env("WAYLAND_DISPLAY").empty();
-}
-
-// Starts a program that outlives the call and is never waited for: a grandchild of ours, in a
-// session of its own, so that it leaves no zombie and no terminal signal reaches it.
-bool SpawnDetached(const std::vector<std::string>& argv) {
-  pid_t child = ::fork();
-  if (child < 0) return false;
-  if (child == 0) {
-    ::setsid();
-    if (::fork() == 0) {
-      std::vector<char*> args;
-      for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-      args.push_back(nullptr);
-      ::execvp(args[0], args.data());
-    }
-    ::_exit(0);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return true;
 }
 
 // A symbol of the library, for finding its file.

@@ -36,6 +36,8 @@ constexpr const char* kUsage =
     "                                       font files, the installed fonts, installation\n"
     "  timer --interval MS --count N        run a periodic timer and print each tick\n"
     "  call PROGID MEMBER [ARG...]          call one member late-bound\n"
+    "  help show|check|register|unregister|version ...\n"
+    "                                       compiled help files: show a topic, registration\n"
     "  pending list | apply                 file replacements waiting for a restart\n"
     "\n"
     "FILE may be - for standard input. 'borvane COMMAND --help' tells more.\n";
@@ -105,7 +107,8 @@ bool WantsHelp(const Args& args) {
 int main(int argc, char** argv) {
   using namespace borvane::tool;
   Args args(argv + 1, argv + argc);
-  if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+  if (args.empty() || args[0] == "--help" || args[0] == "-h" ||
+      (args[0] == "help" && args.size() == 1)) {
     std::fputs(kUsage, args.empty() ? stderr : stdout);
     return args.empty() ? 2 : 0;
   }
@@ -129,6 +132,8 @@ int main(int argc, char** argv) {
       status = Call(rest);
     } else if (command == "font") {
       status = FontCommand(rest);
+    } else if (command == "help" && !rest.empty()) {
+      status = HelpCommand(rest);
     } else if (command == "pending") {
       status = PendingCommand(rest);
     } else {

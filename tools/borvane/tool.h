@@ -53,6 +53,7 @@ int TimerCommand(const Args& args);
 int Call(const Args& args);
 int PendingCommand(const Args& args);
 int FontCommand(const Args& args);
+int HelpCommand(const Args& args);
 
 }  // namespace borvane::tool
 

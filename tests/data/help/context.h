@@ -1,0 +1,3 @@
+#define IDH_WELCOME 1000
+#define IDH_INSTALL 1001
+#define IDH_OPTIONS 1002
