@@ -15,6 +15,11 @@ namespace borvane::platform {
 // child process; see RunInChild in process.h).
 bool ExtractHelpFile(const std::string& chm, const std::string& folder);
 
+// Writes the one stored file at `path` (relative, "/" between names) below `folder`: for a
+// file that the whole extraction did not reach. False when the help file has none.
+bool ExtractHelpFileEntry(const std::string& chm, const std::string& folder,
+                          const std::string& path);
+
 }  // namespace borvane::platform
 
 #endif  // BORVANE_PLATFORM_CHM_ARCHIVE_H_

@@ -245,6 +245,16 @@ std::vector<std::string> ParseALinkNames(std::string_view html) {
   return names;
 }
 
+std::vector<std::string> ParseLinks(std::string_view html) {
+  std::vector<std::string> links;
+  for (size_t at = html.find('<'); at != std::string_view::npos; at = html.find('<', at)) {
+    Tag tag = ReadTag(html, at);
+    for (const auto& [name, value] : tag.attributes)
+      if ((name == "href" || name == "src") && !value.empty()) links.push_back(value);
+  }
+  return links;
+}
+
 std::string DecodeHtmlText(std::string_view text) {
   std::string out;
   out.reserve(text.size());

@@ -48,6 +48,9 @@ std::map<uint32_t, std::string> ParsePopupTexts(std::string_view text);
 // several names in one value are separated by ";".
 std::vector<std::string> ParseALinkNames(std::string_view html);
 
+// The targets of a page's links and embedded files (href and src values), as written.
+std::vector<std::string> ParseLinks(std::string_view html);
+
 // Decodes the character references of an HTML attribute value (&amp; &lt; &gt; &quot; &#N;
 // &#xN;); others stay as written. Characters come out as UTF-8.
 std::string DecodeHtmlText(std::string_view text);

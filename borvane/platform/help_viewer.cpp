@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -29,11 +30,14 @@ namespace fs = std::filesystem;
 
 // A help file as extracted, with the tables the viewer reads.
 struct HelpFile {
+  std::string chm;  // the help file itself, for what its extraction did not reach
   std::string folder;
+  std::set<std::string> absent;  // paths the help file was asked for and does not hold
   HelpSystemInfo info;
   std::map<uint32_t, std::string> context;
   std::vector<SitemapEntry> contents;
   std::vector<SitemapEntry> index;
+  std::string contents_html, index_html;  // the page's two lists, made once
   bool alinks_read = false;
   std::vector<std::pair<std::string, std::string>> alinks;  // name, topic
 };
@@ -114,7 +118,7 @@ FileArgument ParseFile(const AnsiText& file) {
 
 // The topic as a path inside the file ("dir/page.htm#anchor") when its page is there, else
 // empty. A path that would leave the file's folder is never one.
-std::string ExistingTopic(const HelpFile& f, std::string_view topic) {
+std::string ExistingTopic(HelpFile& f, std::string_view topic) {
   size_t inner = topic.find("::");
   if (inner != std::string_view::npos) topic = topic.substr(inner + 2);
   topic = Trim(topic);
@@ -129,11 +133,19 @@ std::string ExistingTopic(const HelpFile& f, std::string_view topic) {
     if (part == "." || part == "..") return "";
     at = slash + 1;
   }
-  if (!IsFile(f.folder + "/" + path)) return "";
+  if (!IsFile(f.folder + "/" + path)) {
+    // Taken from the help file when the extraction did not reach it (a file no page links
+    // to, such as a popup text file); asked once.
+    if (f.absent.count(path)) return "";
+    if (!RunInChild([&] { return ExtractHelpFileEntry(f.chm, f.folder, path); })) {
+      f.absent.insert(path);
+      return "";
+    }
+  }
   return std::string(topic);
 }
 
-std::string DefaultTopic(const HelpFile& f) {
+std::string DefaultTopic(HelpFile& f) {
   std::string topic = ExistingTopic(f, f.info.default_topic);
   for (const SitemapEntry& e : f.contents)
     if (topic.empty()) topic = ExistingTopic(f, e.local);
@@ -142,7 +154,7 @@ std::string DefaultTopic(const HelpFile& f) {
 
 // A context number's topic: the compiler may have recorded the page's path as it stood on its
 // own disk, so the path is also tried without its leading folders.
-std::string ContextTopic(const HelpFile& f, uint32_t id) {
+std::string ContextTopic(HelpFile& f, uint32_t id) {
   auto it = f.context.find(id);
   if (it == f.context.end()) return "";
   const std::string& s = it->second;
@@ -203,8 +215,9 @@ std::string LinkTopic(HelpFile& f, const HH_AKLINK& link, bool alink) {
   return "";
 }
 
-std::shared_ptr<HelpFile> LoadTables(const std::string& folder) {
+std::shared_ptr<HelpFile> LoadTables(const std::string& chm, const std::string& folder) {
   auto f = std::make_shared<HelpFile>();
+  f->chm = chm;
   f->folder = folder;
   f->info = ParseHelpSystem(ReadAll(folder + "/#SYSTEM"));
   f->context = ParseContextMap(ReadAll(folder + "/#IVB"), ReadAll(folder + "/#STRINGS"));
@@ -249,7 +262,7 @@ std::shared_ptr<HelpFile> OpenHelpFile(const std::string& chm) {
       return nullptr;
     }
   }
-  return g_files[key] = LoadTables(folder);
+  return g_files[key] = LoadTables(path, folder);
 }
 
 std::string HtmlEscape(std::string_view text) {
@@ -292,7 +305,7 @@ std::string UrlOf(std::string_view topic) {
 }
 
 // A sitemap as nested lists, each deeper list inside the item above it.
-void AppendTree(std::string& html, const HelpFile& f, const std::vector<SitemapEntry>& entries) {
+void AppendTree(std::string& html, HelpFile& f, const std::vector<SitemapEntry>& entries) {
   int depth = -1;
   for (const SitemapEntry& e : entries) {
     int d = std::max(0, std::min(e.depth, depth + 1));
@@ -312,24 +325,28 @@ void AppendTree(std::string& html, const HelpFile& f, const std::vector<SitemapE
 }
 
 // The page of one topic: the contents and the index beside it (the index first when asked).
-std::string WritePage(const HelpFile& f, const std::string& topic, bool index_first) {
-  std::string contents = "<section><h2>Contents</h2>";
-  AppendTree(contents, f, f.contents);
-  contents += "</section>";
-  std::string index = "<section><h2>Index</h2>";
-  AppendTree(index, f, f.index);
-  index += "</section>";
+// A page depends on the extracted file and the topic alone, so one written is used again.
+std::string WritePage(HelpFile& f, const std::string& topic, bool index_first) {
+  std::string page =
+      f.folder + "/.view-" + Hex(Fnv(topic + (index_first ? "\nindex" : "\ncontents"))) + ".html";
+  if (IsFile(page)) return page;
+  if (f.contents_html.empty()) {
+    f.contents_html = "<section><h2>Contents</h2>";
+    AppendTree(f.contents_html, f, f.contents);
+    f.contents_html += "</section>";
+    f.index_html = "<section><h2>Index</h2>";
+    AppendTree(f.index_html, f, f.index);
+    f.index_html += "</section>";
+  }
   std::string title = f.info.title.empty() ? "Help" : f.info.title;
   std::string html =
       "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + HtmlEscape(title) +
       "</title><style>body{margin:0;display:flex;height:100vh;font-family:sans-serif}"
       "nav{width:18em;overflow:auto;padding:0 1em;border-right:1px solid #ccc;font-size:90%}"
       "nav ul{padding-left:1.2em}iframe{flex:1;border:0}</style></head>\n<body><nav>" +
-      (index_first ? index + contents : contents + index) +
+      (index_first ? f.index_html + f.contents_html : f.contents_html + f.index_html) +
       "</nav>\n<iframe name=\"topic\" src=\"" + HtmlEscape(UrlOf(topic)) +
       "\"></iframe></body></html>\n";
-  std::string page =
-      f.folder + "/.view-" + Hex(Fnv(topic + (index_first ? "\nindex" : "\ncontents"))) + ".html";
   if (ReplaceFileContent(page, html) != 0) return "";
   return page;
 }

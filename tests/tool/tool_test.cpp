@@ -185,3 +185,25 @@ TEST_F(ToolTest, TimerTicks) {
 }
 
 }  // namespace
+
+TEST_F(ToolTest, HelpShowsATopicPageOrSaysWhyNot) {
+  if (std::system("command -v chmcmd >/dev/null 2>&1") != 0) GTEST_SKIP() << "needs chmcmd";
+  std::filesystem::copy(std::string(BORVANE_SOURCE_DIR) + "/tests/data/help", dir_ / "src",
+                        std::filesystem::copy_options::recursive);
+  std::string compile =
+      "cd '" + (dir_ / "src").string() + "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1";
+  ASSERT_EQ(std::system(compile.c_str()), 0);
+  std::string chm = (dir_ / "src/manual.chm").string();
+  Result shown = Run("help show " + chm + " --id 1001");
+  ASSERT_EQ(shown.status, 0) << shown.err;
+  ASSERT_FALSE(shown.out.empty());
+  std::string page = Slurp(shown.out.substr(0, shown.out.size() - 1));
+  EXPECT_NE(page.find("src=\"topics/install.htm\""), std::string::npos);
+  Result missing = Run("help show " + chm + " topics/none.htm");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "borvane: the help file or the topic was not found\n");
+  EXPECT_EQ(Run("help show " + chm + " --id x").status, 2);
+  Result version = Run("help version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_NE(version.out.find("help viewer: 4.74.8702.00 (1.3)"), std::string::npos);
+}
