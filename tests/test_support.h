@@ -1,7 +1,8 @@
-// Helpers shared by the test suites.
+// Helpers shared by the test suites: errors, scratch folders, late-bound calls.
 #ifndef BORVANE_TESTS_TEST_SUPPORT_H_
 #define BORVANE_TESTS_TEST_SUPPORT_H_
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <cstdint>
@@ -9,9 +10,12 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "borvane/automation/dispatch.h"
 #include "borvane/automation/error.h"
 #include "borvane/automation/string.h"
+#include "borvane/frame/error_handling.h"
 
 namespace borvane::testing {
 
@@ -26,10 +30,46 @@ Error CaughtError(F&& f) {
   return Error(0, String(), String());
 }
 
+template <class F>
+Error Raised(F&& f) {
+  return CaughtError(f);
+}
+
 // The error Number that `f` raises, or 0 when it raises none.
 template <class F>
 int32_t ErrorOf(F&& f) {
   return CaughtError(f).Number();
+}
+
+// Whether `e` has this Number and Source, and, when given, this Description (else the
+// platform's own text for the number).
+inline ::testing::AssertionResult IsError(const Error& e, int32_t number, const char* source,
+                                          const char* description = nullptr) {
+  String text = description ? String(description) : Error::StandardDescription(number);
+  if (e.Number() == number && e.Source() == String(source) && e.Description() == text)
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure()
+         << "error " << e.Number() << " from '" << e.Source().ToUtf8() << "': " << e.what();
+}
+
+// Whether `e` is the guarded operation's fixed error with that Source.
+inline ::testing::AssertionResult IsGuarded(const Error& e, const char* source) {
+  return IsError(e, kGuardedErrorNumber, source, kUnknownErrorDescription);
+}
+
+inline std::string U8(const String& s) {
+  return s.ToUtf8();
+}
+
+// Late-bound calls as a script writes them.
+inline Variant Get(const Object& o, const char* name, std::vector<Variant> args = {}) {
+  return CallByName(o, name, VbGet, args);
+}
+inline Variant Call(const Object& o, const char* name, std::vector<Variant> args = {}) {
+  return CallByName(o, name, VbMethod, args);
+}
+inline void Let(const Object& o, const char* name, const Variant& value) {
+  CallByName(o, name, VbLet, {value});
 }
 
 // The whole content of a file, or "<missing>".
@@ -73,6 +113,26 @@ class ScratchFolder {
  private:
   std::filesystem::path path_;
 };
+
+// Copies the test help project (tests/data/help) into `folder`/src and compiles it with
+// chmcmd; the path of the .chm, or "" when chmcmd is missing or fails.
+inline std::string CompileTestHelp(const std::filesystem::path& folder) {
+  if (std::system("command -v chmcmd >/dev/null 2>&1") != 0) return "";
+  std::filesystem::copy(
+      std::filesystem::path(BORVANE_SOURCE_DIR) / "tests/data/help", folder / "src",
+      std::filesystem::copy_options::recursive | std::filesystem::copy_options::overwrite_existing);
+  std::string compile =
+      "cd '" + (folder / "src").string() + "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1";
+  if (std::system(compile.c_str()) != 0) return "";
+  return (folder / "src/manual.chm").string();
+}
+
+// A native path as the library's callers write it, "\" between names.
+inline std::string WindowsPath(std::string path) {
+  for (char& c : path)
+    if (c == '/') c = '\\';
+  return path;
+}
 
 }  // namespace borvane::testing
 

@@ -26,13 +26,9 @@ TEST(DeepTest, MillionLevelsReadWriteSelectAndRemove) {
   bool no_indent = false;
   At(*doc, int32_t{1})->WriteXMLNode(from_node, no_indent);
   EXPECT_EQ(from_node, out);
-  String expr = "a//a";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), kDepth - 1);
-  bool deep = true;
-  String name = "b";
-  EXPECT_TRUE(At(*doc, int32_t{1})->SelectSingleNode(name, deep).IsNothing());
-  Variant middle = kDepth / 2;
-  doc->Remove(middle);
+  EXPECT_EQ(Select(*doc, "a//a")->Count(), kDepth - 1);
+  EXPECT_TRUE(Single(*At(*doc, int32_t{1}), "b", true).IsNothing());
+  Remove(*doc, kDepth / 2);
   EXPECT_EQ(doc->Count(), kDepth / 2 - 1);
   EXPECT_TRUE(deepest->Parent().IsNothing());
   doc->Clear();
@@ -97,8 +93,7 @@ TEST(DeepTest, ManyChildrenAddInConstantTime) {
   for (int i = 0; i < 200000; ++i) AddNode(*doc, "N1", "c");
   EXPECT_EQ(root->Children(), 200000);
   EXPECT_EQ(root->Child()->LastSibling(), At(*doc, doc->Count()));
-  Variant last = doc->Count();
-  doc->Remove(last);
+  Remove(*doc, doc->Count());
   AddNode(*doc, "N1", "after");
   EXPECT_EQ(U8(root->Child()->LastSibling()->Name()), "after");
   EXPECT_EQ(root->Children(), 200000);
@@ -125,9 +120,8 @@ TEST(DeepTest, SameKeyUnderASharedParentIsSafe) {
   Ref<DocNode> c = sel->Add(rel, how, key, name, value);  // key "N2", like a
   EXPECT_EQ(U8(c->Key()), "N2");
   EXPECT_EQ(p->Children(), 3);
-  Variant k = "N2";
   Ref<DocNode> a = At(*doc, "N2");
-  sel->Remove(k);
+  Remove(*sel, "N2");
   EXPECT_TRUE(p->Child().IsNothing());  // Child moved to c's next sibling: nothing
   EXPECT_EQ(a->Parent(), p);
   EXPECT_EQ(U8(a->NextSibling()->Name()), "b");
@@ -136,8 +130,7 @@ TEST(DeepTest, SameKeyUnderASharedParentIsSafe) {
   doc.Reset();
   // a still names its parent, which stays alive for it.
   EXPECT_EQ(U8(a->Parent()->Name()), "p");
-  bool deep = false;
-  EXPECT_EQ(a->NextSibling()->SelectSingleNode(name = "B", deep)->Key(), String("N3"));
+  EXPECT_EQ(Single(*a->NextSibling(), "B", false)->Key(), String("N3"));
 }
 
 }  // namespace

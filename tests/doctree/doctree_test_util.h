@@ -2,14 +2,8 @@
 #ifndef BORVANE_TESTS_DOCTREE_DOCTREE_TEST_UTIL_H_
 #define BORVANE_TESTS_DOCTREE_DOCTREE_TEST_UTIL_H_
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
-#include "borvane/automation/error.h"
 #include "borvane/doctree/doc.h"
-#include "borvane/frame/error_handling.h"
+#include "tests/test_support.h"
 
 namespace borvane::testing {
 
@@ -35,28 +29,26 @@ inline Ref<DocNode> At(Doc& doc, const Variant& index) {
   return doc.Item(index);
 }
 
-// The error that `body` raises; fails the test when it raises none.
-inline Error Raised(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error raised";
-  return Error(0, String(), String());
+// Removes the node with that key or position.
+inline void Remove(Doc& doc, const Variant& index) {
+  Variant i = index;
+  doc.Remove(i);
 }
 
-// Whether `e` is the guarded operation's error with that Source.
-inline ::testing::AssertionResult IsGuarded(const Error& e, const char* source) {
-  if (e.Number() == kGuardedErrorNumber && e.Source() == String(source) &&
-      e.Description() == String(kUnknownErrorDescription))
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "error " << e.Number() << " from " << e.Source().ToUtf8() << ": " << e.what();
+inline Ref<Doc> Select(Doc& doc, const String& expression) {
+  String e = expression;
+  return doc.SelectNodes(e);
 }
 
-inline std::string U8(const String& s) {
-  return s.ToUtf8();
+inline Ref<DocNode> Single(DocNode& node, const String& name, bool deep) {
+  String n = name;
+  return node.SelectSingleNode(n, deep);
+}
+
+// Adds an attribute to the node's list.
+inline void AddAttribute(DocNode& node, const String& name, Variant value) {
+  String n = name;
+  node.Attributes()->Add(n, value);
 }
 
 }  // namespace borvane::testing

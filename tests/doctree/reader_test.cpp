@@ -63,9 +63,8 @@ TEST(ReaderTest, WhiteSpaceBetweenTagsDoesNotMatter) {
   Read(*two, "\r\n<a x=1>\n\t<b>\n\t</b>\n</a>\n");
   EXPECT_EQ(U8(Write(*one)), U8(Write(*two)));
   EXPECT_EQ(two->Count(), 2);
-  String text = "  <a  b=\"x y\">\t1 2 \x01</a> ";
+  String text = "  <a  b=\"x y\">\t1 2 \x01</a> ", empty;
   EXPECT_EQ(U8(one->StripWhitespace(text)), "<a  b=\"x y\">12</a>");
-  String empty;
   EXPECT_EQ(U8(one->StripWhitespace(empty)), "");
 }
 
@@ -155,11 +154,8 @@ TEST(ReaderTest, MalformedTextReadsWithoutFailing) {
   // Self-closing and declarations stay current; "<>" and a tag without ">" are skipped.
   Read(*odd, "<?xml version=\"1.0\"?><a/><><b<c>1</c>");
   ASSERT_EQ(odd->Count(), 3);
-  Ref<DocNode> decl = At(*odd, "N1");
-  EXPECT_EQ(U8(decl->Name()), "?xml");
-  ASSERT_EQ(decl->Attributes()->Count(), 1);
-  EXPECT_EQ(U8(decl->Attributes()->Item(Variant(int32_t{1}))->Name()), "version");
-  EXPECT_TRUE(decl->Attributes()->Item(Variant(int32_t{1}))->Value().IsMissing());
+  EXPECT_EQ(U8(At(*odd, "N1")->Name()), "?xml");
+  EXPECT_EQ(U8(At(*odd, "N1")->Attributes()->ToAttributeString()), "version=");
   EXPECT_EQ(U8(At(*odd, "N3")->Path()), "?xml//a///c");
 
   Ref<Doc> comment = MakeRef<Doc>();
@@ -193,11 +189,7 @@ TEST(ReaderTest, FailuresAreGuardedAndKeepWhatWasRead) {
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*doc, "<d x=1 a=\">"); }), "Doc:ReadXML Method"));
   EXPECT_EQ(doc->Count(), 2);  // the node was added before its attribute failed
   // ... with the pairs before the failing one, and the failing one nameless and missing.
-  Ref<Attributes> failed = At(*doc, "N2")->Attributes();
-  ASSERT_EQ(failed->Count(), 2);
-  EXPECT_EQ(U8(failed->Item(Variant(int32_t{1}))->Value().StringRef()), "1");
-  EXPECT_EQ(U8(failed->Item(Variant(int32_t{2}))->Name()), "");
-  EXPECT_TRUE(failed->Item(Variant(int32_t{2}))->Value().IsMissing());
+  EXPECT_EQ(U8(At(*doc, "N2")->Attributes()->ToAttributeString()), "x=\"1\" =");
   Ref<Doc> fresh = MakeRef<Doc>();
   EXPECT_TRUE(IsGuarded(Raised([&] { Read(*fresh, "</a><b></b>"); }), "Doc:ReadXML Method"));
   // A generated key that a caller used already fails the Add inside the reader.
@@ -227,24 +219,15 @@ TEST(ReaderTest, AttributesReadAsAtReadingWhenFirstAskedForLater) {
   EXPECT_TRUE(
       At(*read_in_french, "N1")->Attributes()->Item(Variant(int32_t{1}))->Value().IsMissing());
 
+  // Without "=" name and value stay as a new pair has them: nameless and missing.
   Ref<Attributes> a = At(*doc, "N1")->Attributes();
-  ASSERT_EQ(a->Count(), 6);
-  auto value = [&](int i) { return a->Item(Variant(int32_t{i}))->Value(); };
-  auto name = [&](int i) { return U8(a->Item(Variant(int32_t{i}))->Name()); };
-  EXPECT_EQ(U8(value(1).StringRef()), "1.5");
-  EXPECT_EQ(U8(value(2).StringRef()), "p q");
-  EXPECT_EQ(*value(3).GetIf<bool>(), true);
-  EXPECT_EQ(*value(4).GetIf<bool>(), false);
-  EXPECT_EQ(name(5), "e");
-  EXPECT_TRUE(value(5).IsMissing());
-  EXPECT_EQ(name(6), "");  // no "=": name and value stay as a new pair has them
-  EXPECT_TRUE(value(6).IsMissing());
+  EXPECT_EQ(U8(a->ToAttributeString()), "n=\"1.5\" q=\"p q\" t=TRUE f=FALSE e= =");
+  EXPECT_TRUE(a->Item(Variant(int32_t{6}))->Value().IsMissing());
   // The writer asks for them too.
   EXPECT_NE(U8(Write(*doc)).find("<b m=\"1.5\">"), std::string::npos);
   // A node taken out before anybody asked has none left.
   Ref<DocNode> c = At(*doc, "N3");
-  Variant key = String("N3");
-  doc->Remove(key);
+  Remove(*doc, "N3");
   EXPECT_EQ(c->Attributes()->Count(), 0);
 }
 

@@ -22,43 +22,31 @@ std::string Keys(Doc& doc) {
 
 TEST(SelectTest, SelectNodesMatchesPathTextExactly) {
   Ref<Doc> doc = Sample();
-  String expr = "Font";
-  EXPECT_EQ(Keys(*doc->SelectNodes(expr)), "N2 N3 N4 N5 N6 ");
-  expr = "Settings//Font";
-  EXPECT_EQ(Keys(*doc->SelectNodes(expr)), "N2 N3 N4 ");
-  expr = "font";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), 0);  // with case
-  expr = "nt//Si";
-  EXPECT_EQ(Keys(*doc->SelectNodes(expr)), "N3 ");  // may begin and end inside names
-  expr = "";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), 7);
-  expr = "nowhere";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), 0);
+  EXPECT_EQ(Keys(*Select(*doc, "Font")), "N2 N3 N4 N5 N6 ");
+  EXPECT_EQ(Keys(*Select(*doc, "Settings//Font")), "N2 N3 N4 ");
+  EXPECT_EQ(Select(*doc, "font")->Count(), 0);      // with case
+  EXPECT_EQ(Keys(*Select(*doc, "nt//Si")), "N3 ");  // may begin and end inside names
+  EXPECT_EQ(Select(*doc, "")->Count(), 7);
   // The separator is "//" for the search, whatever was set, and stays so.
   doc->SetPathSeparator("/");
-  expr = "Font/Size";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), 0);
+  EXPECT_EQ(Select(*doc, "Font/Size")->Count(), 0);
   EXPECT_EQ(U8(doc->PathSeparator()), "//");
   // Unlinked nodes match by their name; an empty name has an empty path.
   AddNode(*doc, "", "Fontless");
   AddNode(*doc, "", "");
-  expr = "Font";
-  EXPECT_EQ(Keys(*doc->SelectNodes(expr)), "N2 N3 N4 N5 N6 N8 ");
-  expr = "";
-  EXPECT_EQ(doc->SelectNodes(expr)->Count(), 8);
+  EXPECT_EQ(Keys(*Select(*doc, "Font")), "N2 N3 N4 N5 N6 N8 ");
+  EXPECT_EQ(Select(*doc, "")->Count(), 8);
 }
 
 TEST(SelectTest, SelectionSharesTheNodes) {
   Ref<Doc> doc = Sample();
-  String expr = "Font";
-  Ref<Doc> sel = doc->SelectNodes(expr);
+  Ref<Doc> sel = Select(*doc, "Font");
   EXPECT_EQ(At(*sel, "N2"), At(*doc, "N2"));
   EXPECT_EQ(U8(sel->CreateKey()), "N1");  // its own counter
   // Its WriteXML writes the first selected node's subtree through the shared links.
   EXPECT_EQ(U8(Write(*sel)), "<Font>\n<Size>\n1\n</Size>\n<Name>\n\"a\"\n</Name>\n</Font>\n");
   // Removing through the selection unlinks the shared tree; the source still lists the nodes.
-  Variant key = "N2";
-  sel->Remove(key);
+  Remove(*sel, "N2");
   EXPECT_EQ(sel->Count(), 2);
   EXPECT_EQ(doc->Count(), 7);
   EXPECT_EQ(U8(At(*doc, "N1")->Child()->Name()), "MyFonts");
@@ -66,8 +54,7 @@ TEST(SelectTest, SelectionSharesTheNodes) {
   Ref<Doc> only_top = MakeRef<Doc>();
   Ref<DocNode> my_fonts = At(*doc, "N5");
   only_top->AddExistingNode(my_fonts);
-  Variant top = "N5";
-  EXPECT_TRUE(IsGuarded(Raised([&] { only_top->Remove(top); }), "Doc:Remove Method"));
+  EXPECT_TRUE(IsGuarded(Raised([&] { Remove(*only_top, "N5"); }), "Doc:Remove Method"));
   EXPECT_EQ(only_top->Count(), 1);
   EXPECT_TRUE(my_fonts->Child().IsNothing());
 }
@@ -75,23 +62,16 @@ TEST(SelectTest, SelectionSharesTheNodes) {
 TEST(SelectTest, SelectSingleNodeIgnoresCaseAndSearchesDepthFirst) {
   Ref<Doc> doc = Sample();
   Ref<DocNode> settings = At(*doc, "N1");
-  bool deep = false;
-  String name = "SETTINGS";
-  EXPECT_EQ(settings->SelectSingleNode(name, deep), settings);
-  name = "size";
-  EXPECT_EQ(U8(settings->SelectSingleNode(name, deep)->Key()), "N7");  // direct children only
-  deep = true;
-  EXPECT_EQ(U8(settings->SelectSingleNode(name, deep)->Key()), "N3");  // earlier subtree first
-  name = "x";
-  EXPECT_EQ(U8(settings->SelectSingleNode(name, deep)->Key()), "N6");
-  deep = false;
-  EXPECT_TRUE(settings->SelectSingleNode(name, deep).IsNothing());
+  EXPECT_EQ(Single(*settings, "SETTINGS", false), settings);
+  EXPECT_EQ(U8(Single(*settings, "size", false)->Key()), "N7");  // direct children only
+  EXPECT_EQ(U8(Single(*settings, "size", true)->Key()), "N3");   // earlier subtree first
+  EXPECT_EQ(U8(Single(*settings, "x", true)->Key()), "N6");
+  EXPECT_TRUE(Single(*settings, "x", false).IsNothing());
   // The node's own name wins over a child of the same name.
   Ref<Doc> twice = MakeRef<Doc>();
   Read(*twice, "<a><A></A><a></a></a>");
-  name = "a";
-  EXPECT_EQ(U8(At(*twice, "N2")->SelectSingleNode(name, deep)->Key()), "N2");
-  EXPECT_EQ(U8(At(*twice, "N1")->SelectSingleNode(name, deep)->Key()), "N1");
+  EXPECT_EQ(U8(Single(*At(*twice, "N2"), "a", false)->Key()), "N2");
+  EXPECT_EQ(U8(Single(*At(*twice, "N1"), "a", false)->Key()), "N1");
 }
 
 }  // namespace

@@ -24,14 +24,8 @@ using testing::ScratchFolder;
 class Viewer : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (std::system("command -v chmcmd >/dev/null 2>&1") != 0)
-      GTEST_SKIP() << "chmcmd (Debian fp-utils) compiles the test help file";
-    fs::copy(fs::path(BORVANE_SOURCE_DIR) / "tests/data/help", dir_.path() / "src",
-             fs::copy_options::recursive);
-    std::string compile = "cd '" + (dir_.path() / "src").string() +
-                          "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1";
-    ASSERT_EQ(std::system(compile.c_str()), 0);
-    chm_ = (dir_.path() / "src/manual.chm").string();
+    chm_ = testing::CompileTestHelp(dir_.path());
+    if (chm_.empty()) GTEST_SKIP() << "chmcmd (Debian fp-utils) compiles the test help file";
     ::setenv("XDG_CACHE_HOME", (dir_.path() / "cache").c_str(), 1);
     ::unsetenv("DISPLAY");
     ::unsetenv("WAYLAND_DISPLAY");
@@ -73,10 +67,8 @@ TEST_F(Viewer, TopicsResolveByEveryRoute) {
             "topics/options.htm#fonts");
   EXPECT_EQ(Shown(Call(chm_, HH_ALINK_LOOKUP, Link("Setup"))), "topics/install.htm");
   // Paths as the library passes them, "\" between names.
-  std::string windows = chm_;
-  for (char& c : windows)
-    if (c == '/') c = '\\';
-  EXPECT_EQ(Shown(Call(windows, HH_DISPLAY_INDEX, int32_t{0})), "topics/welcome.htm");
+  EXPECT_EQ(Shown(Call(testing::WindowsPath(chm_), HH_DISPLAY_INDEX, int32_t{0})),
+            "topics/welcome.htm");
   // The page lists the contents, nested, and the index, with working relative links.
   std::string page = ReadWholeFile(HelpViewer::LastPage());
   EXPECT_NE(page.find("Using &amp; setting up<ul><li><a href=\"topics/install.htm\""),
@@ -136,9 +128,10 @@ TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
   std::string project = ReadWholeFile(dir_.path() / "src/manual.hhp");
   project.replace(project.find("topics/welcome.htm"), 18, "topics/options.htm");
   std::ofstream(dir_.path() / "src/manual.hhp", std::ios::binary) << project;
-  std::string compile = "cd '" + (dir_.path() / "src").string() +
-                        "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1";
-  ASSERT_EQ(std::system(compile.c_str()), 0);
+  ASSERT_EQ(std::system(("cd '" + (dir_.path() / "src").string() +
+                         "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1")
+                            .c_str()),
+            0);
   fs::last_write_time(chm_, fs::last_write_time(chm_) + std::chrono::seconds(2));
   EXPECT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0})), "topics/options.htm");
   EXPECT_NE(fs::path(first).parent_path(), fs::path(HelpViewer::LastPage()).parent_path());
@@ -147,10 +140,7 @@ TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
 TEST_F(Viewer, TheHelpClassReachesTheViewer) {
   ScopedService<HelpControl> real(HelpControl::Real());
   Ref<HTMLHelp> help = MakeRef<HTMLHelp>();
-  std::string windows = chm_;
-  for (char& c : windows)
-    if (c == '/') c = '\\';
-  help->LetCHMFile(String::FromUtf8(windows));
+  help->LetCHMFile(String::FromUtf8(testing::WindowsPath(chm_)));
   help->LetHHTopicID(1002);
   std::optional<int32_t> no_form;
   help->HHDisplayTopicID(no_form);

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include "tests/test_support.h"
+
 namespace {
 
 struct Result {
@@ -187,13 +189,8 @@ TEST_F(ToolTest, TimerTicks) {
 }  // namespace
 
 TEST_F(ToolTest, HelpShowsATopicPageOrSaysWhyNot) {
-  if (std::system("command -v chmcmd >/dev/null 2>&1") != 0) GTEST_SKIP() << "needs chmcmd";
-  std::filesystem::copy(std::string(BORVANE_SOURCE_DIR) + "/tests/data/help", dir_ / "src",
-                        std::filesystem::copy_options::recursive);
-  std::string compile =
-      "cd '" + (dir_ / "src").string() + "' && chmcmd --verbosity 0 manual.hhp >/dev/null 2>&1";
-  ASSERT_EQ(std::system(compile.c_str()), 0);
-  std::string chm = (dir_ / "src/manual.chm").string();
+  std::string chm = borvane::testing::CompileTestHelp(dir_);
+  if (chm.empty()) GTEST_SKIP() << "needs chmcmd";
   Result shown = Run("help show " + chm + " --id 1001");
   ASSERT_EQ(shown.status, 0) << shown.err;
   ASSERT_FALSE(shown.out.empty());
