@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "bench/bench_support.h"
 #include "borvane/doctree/doc.h"
 
 namespace {
@@ -193,25 +194,12 @@ void RegisterAll() {
   }
 }
 
-// Keeps each benchmark's median time per iteration over its repetitions, for the ratios printed
-// at the end: on a shared machine single runs move by a third.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-        times[run.run_name.function_name] = run.GetAdjustedRealTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> times;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   RegisterAll();
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  borvane::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   const char* shapes[] = {"balanced", "flat"};
   std::printf("\n%-6s %-9s %8s %12s %12s %8s\n", "op", "shape", "nodes", "borvane ms", "pugixml ms",

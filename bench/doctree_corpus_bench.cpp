@@ -21,6 +21,7 @@
 #include <sstream>
 #include <string>
 
+#include "bench/bench_support.h"
 #include "borvane/doctree/attribute_obj.h"
 #include "borvane/doctree/doc.h"
 
@@ -206,17 +207,6 @@ void Write(benchmark::State& state, int shape, int nodes, bool ours) {
   }
 }
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-        times[run.run_name.function_name] = run.GetAdjustedRealTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> times;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -231,7 +221,7 @@ int main(int argc, char** argv) {
               ->MinTime(0.5)
               ->Repetitions(3);
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  borvane::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\n%-6s %-9s %8s %11s %11s %7s %7s %11s %11s\n", "op", "shape", "nodes", "borvane ms",
               "pugixml ms", "ratio", "10x->", "B/node", "pugi B/node");

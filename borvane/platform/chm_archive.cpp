@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "borvane/platform/file_system.h"
 #include "borvane/platform/help_tables.h"
 #include "borvane/platform/process.h"
 
@@ -46,22 +47,6 @@ bool WriteAll(int fd, const unsigned char* data, size_t size) {
     data += n;
     size -= static_cast<size_t>(n);
   }
-  return true;
-}
-
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-bool SameNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
   return true;
 }
 
@@ -134,7 +119,7 @@ class Extraction {
       pages_.pop_back();
       size_t slash = page.rfind('/');
       std::string base = slash == std::string::npos ? "" : page.substr(0, slash + 1);
-      for (std::string link : ParseLinks(ReadAll(folder_ + "/" + page))) {
+      for (std::string link : ParseLinks(ReadNativeFile(folder_ + "/" + page))) {
         link = link.substr(0, link.find_first_of("#?"));
         if (link.empty() || link.find(':') != std::string::npos) continue;
         std::string target = Normalize(link.front() == '/' ? link : base + link);
@@ -144,7 +129,7 @@ class Extraction {
   }
 
   std::string Read(const std::string& relative) {
-    return relative.empty() ? "" : ReadAll(folder_ + "/" + relative);
+    return relative.empty() ? "" : ReadNativeFile(folder_ + "/" + relative);
   }
 
   bool failed = false;
@@ -153,7 +138,7 @@ class Extraction {
   static bool IsPage(const std::string& path) {
     size_t dot = path.rfind('.');
     std::string_view ext = dot == std::string::npos ? "" : std::string_view(path).substr(dot);
-    return SameNoCase(ext, ".htm") || SameNoCase(ext, ".html");
+    return EqualsNoCase(ext, ".htm") || EqualsNoCase(ext, ".html");
   }
 
   struct chmFile* h_;

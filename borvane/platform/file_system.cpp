@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "borvane/automation/error.h"
@@ -307,6 +309,13 @@ bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern) {
   }
   while (p < pattern.size() && pattern[p] == u'*') ++p;
   return p == pattern.size();
+}
+
+std::string ReadNativeFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
 }
 
 String FindFirstFile(const String& path) {

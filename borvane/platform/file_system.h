@@ -75,6 +75,9 @@ inline FileSystem& Files() {
 // The path as the system takes it: "\" turned into "/", UTF-8.
 std::string NativePath(const String& path);
 
+// The whole file at the native `path`, as bytes; empty when it cannot be read.
+std::string ReadNativeFile(const std::string& path);
+
 // Replaces the content of the file at the native `path` so that a crash at any moment leaves
 // either the old or the new content there: the bytes go to a new file beside it, which is
 // synced and renamed over it, and the folder is synced. A link is followed; the file keeps its

@@ -26,21 +26,6 @@ std::string UpToNul(std::string_view b, size_t at) {
   return std::string(rest.substr(0, rest.find('\0')));
 }
 
-bool SameNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
-  return true;
-}
-
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-  return s;
-}
-
 void AppendUtf8(std::string& out, uint32_t c) {
   if (c == 0 || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) c = 0xFFFD;
   if (c < 0x80) {
@@ -176,14 +161,14 @@ std::vector<SitemapEntry> ParseSitemap(std::string_view html) {
     } else if (tag.name == "/ul") {
       if (depth >= 0) --depth;
     } else if (tag.name == "object") {
-      in_object = SameNoCase(tag.Attribute("type"), "text/sitemap");
+      in_object = EqualsNoCase(tag.Attribute("type"), "text/sitemap");
       entry = SitemapEntry{};
       entry.depth = depth < 0 ? 0 : depth;
     } else if (tag.name == "param" && in_object) {
       std::string name = tag.Attribute("name");
       // The first of each: an entry may name several topics, and the first is the one shown.
-      if (SameNoCase(name, "Name") && entry.name.empty()) entry.name = tag.Attribute("value");
-      if (SameNoCase(name, "Local") && entry.local.empty()) entry.local = tag.Attribute("value");
+      if (EqualsNoCase(name, "Name") && entry.name.empty()) entry.name = tag.Attribute("value");
+      if (EqualsNoCase(name, "Local") && entry.local.empty()) entry.local = tag.Attribute("value");
     } else if (tag.name == "/object" && in_object) {
       in_object = false;
       if (!entry.name.empty() || !entry.local.empty()) entries.push_back(std::move(entry));
@@ -198,7 +183,7 @@ std::map<uint32_t, std::string> ParsePopupTexts(std::string_view text) {
   uint32_t id = 0;
   std::string body;
   auto finish = [&] {
-    if (numbered) topics[id] = std::string(Trim(body));
+    if (numbered) topics[id] = std::string(TrimSpaces(body));
     body.clear();
   };
   size_t at = 0;
@@ -208,10 +193,10 @@ std::map<uint32_t, std::string> ParsePopupTexts(std::string_view text) {
     std::string_view line = text.substr(at, end - at);
     at = end + 1;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    std::string_view trimmed = Trim(line);
-    if (trimmed.size() >= 6 && SameNoCase(trimmed.substr(0, 6), ".topic")) {
+    std::string_view trimmed = TrimSpaces(line);
+    if (trimmed.size() >= 6 && EqualsNoCase(trimmed.substr(0, 6), ".topic")) {
       finish();
-      std::string_view name = Trim(trimmed.substr(6));
+      std::string_view name = TrimSpaces(trimmed.substr(6));
       name = name.substr(0, name.find_first_of(" \t"));
       numbered = !name.empty() && name.size() <= 10 &&
                  name.find_first_not_of("0123456789") == std::string_view::npos;
@@ -232,17 +217,32 @@ std::vector<std::string> ParseALinkNames(std::string_view html) {
   std::vector<std::string> names;
   for (size_t at = html.find('<'); at != std::string_view::npos; at = html.find('<', at)) {
     Tag tag = ReadTag(html, at);
-    if (tag.name != "param" || !SameNoCase(tag.Attribute("name"), "ALink Name")) continue;
+    if (tag.name != "param" || !EqualsNoCase(tag.Attribute("name"), "ALink Name")) continue;
     std::string value = tag.Attribute("value");
     for (size_t start = 0; start <= value.size();) {
       size_t semi = value.find(';', start);
       if (semi == std::string::npos) semi = value.size();
-      std::string_view one = Trim(std::string_view(value).substr(start, semi - start));
+      std::string_view one = TrimSpaces(std::string_view(value).substr(start, semi - start));
       if (!one.empty()) names.emplace_back(one);
       start = semi + 1;
     }
   }
   return names;
+}
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  return true;
+}
+
+std::string_view TrimSpaces(std::string_view s) {
+  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
+  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
+  return s;
 }
 
 std::vector<std::string> ParseLinks(std::string_view html) {

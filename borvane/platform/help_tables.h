@@ -51,6 +51,11 @@ std::vector<std::string> ParseALinkNames(std::string_view html);
 // The targets of a page's links and embedded files (href and src values), as written.
 std::vector<std::string> ParseLinks(std::string_view html);
 
+// Text helpers of these readers: ASCII case-blind equality, and the text without white space
+// at either end.
+bool EqualsNoCase(std::string_view a, std::string_view b);
+std::string_view TrimSpaces(std::string_view s);
+
 // Decodes the character references of an HTML attribute value (&amp; &lt; &gt; &quot; &#N;
 // &#xN;); others stay as written. Characters come out as UTF-8.
 std::string DecodeHtmlText(std::string_view text);

@@ -60,28 +60,6 @@ std::string Hex(uint64_t n) {
   return buffer;
 }
 
-bool SameNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
-  return true;
-}
-
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-  return s;
-}
-
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
 bool IsFile(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
@@ -112,7 +90,7 @@ FileArgument ParseFile(const AnsiText& file) {
   }
   size_t window = text.find('>');
   if (window != std::string::npos) text.resize(window);
-  a.chm = std::string(Trim(text));
+  a.chm = std::string(TrimSpaces(text));
   return a;
 }
 
@@ -121,7 +99,7 @@ FileArgument ParseFile(const AnsiText& file) {
 std::string ExistingTopic(HelpFile& f, std::string_view topic) {
   size_t inner = topic.find("::");
   if (inner != std::string_view::npos) topic = topic.substr(inner + 2);
-  topic = Trim(topic);
+  topic = TrimSpaces(topic);
   while (!topic.empty() && topic.front() == '/') topic.remove_prefix(1);
   size_t hash = topic.find('#');
   std::string path(topic.substr(0, hash));
@@ -174,12 +152,12 @@ void ReadALinks(HelpFile& f) {
   for (auto it = fs::recursive_directory_iterator(f.folder, ec);
        !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
     std::string ext = it->path().extension().string();
-    if (it->is_regular_file(ec) && (SameNoCase(ext, ".htm") || SameNoCase(ext, ".html")))
+    if (it->is_regular_file(ec) && (EqualsNoCase(ext, ".htm") || EqualsNoCase(ext, ".html")))
       pages.push_back(it->path().lexically_relative(f.folder).generic_string());
   }
   std::sort(pages.begin(), pages.end());
   for (const std::string& page : pages)
-    for (std::string& name : ParseALinkNames(ReadAll(f.folder + "/" + page)))
+    for (std::string& name : ParseALinkNames(ReadNativeFile(f.folder + "/" + page)))
       f.alinks.emplace_back(std::move(name), page);
 }
 
@@ -189,15 +167,15 @@ std::string LinkTopic(HelpFile& f, const HH_AKLINK& link, bool alink) {
   for (size_t start = 0; start <= keywords.size();) {
     size_t semi = keywords.find(';', start);
     if (semi == std::string::npos) semi = keywords.size();
-    std::string_view keyword = Trim(std::string_view(keywords).substr(start, semi - start));
+    std::string_view keyword = TrimSpaces(std::string_view(keywords).substr(start, semi - start));
     start = semi + 1;
     if (keyword.empty()) continue;
     if (alink) {
       for (const auto& [name, page] : f.alinks)
-        if (SameNoCase(name, keyword)) return page;
+        if (EqualsNoCase(name, keyword)) return page;
     } else {
       for (const SitemapEntry& e : f.index)
-        if (SameNoCase(Trim(e.name), keyword)) {
+        if (EqualsNoCase(TrimSpaces(e.name), keyword)) {
           std::string topic = ExistingTopic(f, e.local);
           if (!topic.empty()) return topic;
         }
@@ -219,12 +197,14 @@ std::shared_ptr<HelpFile> LoadTables(const std::string& chm, const std::string& 
   auto f = std::make_shared<HelpFile>();
   f->chm = chm;
   f->folder = folder;
-  f->info = ParseHelpSystem(ReadAll(folder + "/#SYSTEM"));
-  f->context = ParseContextMap(ReadAll(folder + "/#IVB"), ReadAll(folder + "/#STRINGS"));
+  f->info = ParseHelpSystem(ReadNativeFile(folder + "/#SYSTEM"));
+  f->context =
+      ParseContextMap(ReadNativeFile(folder + "/#IVB"), ReadNativeFile(folder + "/#STRINGS"));
   if (!ExistingTopic(*f, f->info.contents_file).empty())
-    f->contents = ParseSitemap(ReadAll(folder + "/" + ExistingTopic(*f, f->info.contents_file)));
+    f->contents =
+        ParseSitemap(ReadNativeFile(folder + "/" + ExistingTopic(*f, f->info.contents_file)));
   if (!ExistingTopic(*f, f->info.index_file).empty())
-    f->index = ParseSitemap(ReadAll(folder + "/" + ExistingTopic(*f, f->info.index_file)));
+    f->index = ParseSitemap(ReadNativeFile(folder + "/" + ExistingTopic(*f, f->info.index_file)));
   return f;
 }
 
@@ -372,7 +352,8 @@ int32_t ShowPopup(const AnsiText& file, const HH_POPUP& popup) {
     if (!f) return 0;
     std::string inner = ExistingTopic(*f, a.inner);
     if (inner.empty()) return 0;
-    std::map<uint32_t, std::string> topics = ParsePopupTexts(ReadAll(f->folder + "/" + inner));
+    std::map<uint32_t, std::string> topics =
+        ParsePopupTexts(ReadNativeFile(f->folder + "/" + inner));
     auto it = topics.find(popup.idString);
     if (it == topics.end()) return 0;
     text = FromAnsi(it->second);
@@ -419,7 +400,7 @@ int32_t HelpViewer::HtmlHelp(int32_t, const AnsiText& file, int32_t command, con
     case HH_DISPLAY_TOPIC: {
       const auto* text = std::get_if<std::string>(&data);
       std::string wanted = text ? Utf8Path(*text) : a.inner;
-      topic = Trim(wanted).empty() ? DefaultTopic(*f) : ExistingTopic(*f, wanted);
+      topic = TrimSpaces(wanted).empty() ? DefaultTopic(*f) : ExistingTopic(*f, wanted);
       break;
     }
     case HH_HELP_CONTEXT: {

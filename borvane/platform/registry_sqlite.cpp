@@ -54,7 +54,6 @@ std::string Env(const char* name) {
   return v && *v ? std::string(v) : std::string();
 }
 
-
 std::string Utf8Fold(const String& s) {
   return String(FoldRegistryName(s)).ToUtf8();
 }

@@ -30,14 +30,6 @@ constexpr const char* kFontUsage =
     "             prints 1 installed, 2 up to date, 3 replaced at the next start, 0 refused\n"
     "  uninstall  removes a font that was installed (FILE: its name in the fonts folder)";
 
-// Paths as the font members take them: "\" between names.
-String LibraryPath(const std::string& path) {
-  std::string p = path;
-  for (char& c : p)
-    if (c == '/') c = '\\';
-  return String::FromUtf8(p);
-}
-
 // The folder (with its closing "\") and the file name of a path.
 std::pair<Variant, Variant> SplitPath(const std::string& path) {
   size_t slash = path.find_last_of('/');

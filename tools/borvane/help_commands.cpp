@@ -28,14 +28,10 @@ constexpr const char* kHelpUsage =
 // The path as the help members take it: absolute, with "\" between names. A bare name stays
 // bare, since that is how a registered help file is asked for.
 String HelpPath(const std::string& path) {
-  std::string p = path;
-  if (p.find('/') != std::string::npos) {
-    char resolved[PATH_MAX];
-    if (::realpath(p.c_str(), resolved)) p = resolved;
-  }
-  for (char& c : p)
-    if (c == '/') c = '\\';
-  return String::FromUtf8(p);
+  char resolved[PATH_MAX];
+  if (path.find('/') != std::string::npos && ::realpath(path.c_str(), resolved))
+    return LibraryPath(resolved);
+  return LibraryPath(path);
 }
 
 void PrintRegistration(HTMLHelp& help) {

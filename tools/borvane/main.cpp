@@ -102,6 +102,13 @@ bool WantsHelp(const Args& args) {
   return false;
 }
 
+String LibraryPath(const std::string& path) {
+  std::string p = path;
+  for (char& c : p)
+    if (c == '/') c = '\\';
+  return String::FromUtf8(p);
+}
+
 }  // namespace borvane::tool
 
 int main(int argc, char** argv) {

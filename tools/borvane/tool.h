@@ -41,6 +41,9 @@ inline Variant V(const std::string& utf8) {
   return Variant(String::FromUtf8(utf8));
 }
 
+// A path as the library's members take it: "\" between names.
+String LibraryPath(const std::string& path);
+
 // True when `args` asks for help.
 bool WantsHelp(const Args& args);
 
