@@ -10,6 +10,7 @@
 #include "borvane/platform/registry.h"
 #include "borvane/platform/system.h"
 #include "borvane/platform/version_info.h"
+#include "tests/platform/executable_images.h"
 #include "tests/test_support.h"
 
 namespace borvane {
@@ -312,6 +313,31 @@ TEST_F(Help, VersionsNamesAndMinimum) {
   registry_.SetValue("HKLM\\SOFTWARE\\Classes\\TypeLib\\{ADB880A2-D8FF-11CF-9377-00AA003B7A11}", "",
                      "");
   EXPECT_TRUE(h_.GetHHInstalled());
+}
+
+// The version texts of real files on disk: a generated hhctrl.ocx (32-bit PE) and shdocvw.dll
+// (64-bit PE), read by the platform's version reader.
+TEST(HelpVersions, FromGeneratedExecutables) {
+  testing::ScratchFolder dir;
+  using testing_images::PeImage;
+  dir.Put("hhctrl.ocx", PeImage(false, MakeVersionBlock(4 << 16 | 73, 8561 << 16)));
+  dir.Put("shdocvw.dll", PeImage(true, MakeVersionBlock(5 << 16 | 50, 3825 << 16 | 1300)));
+  MemoryRegistry registry;
+  RecordingMessageBoxes boxes;
+  ScopedService<RegistryStore> s1(registry);
+  ScopedService<MessageBoxes> s2(boxes);
+  registry.SetValue(kControlKey, "", dir.Windows("hhctrl.ocx"));
+  registry.SetValue(kBrowserKey, "", dir.Windows("shdocvw.dll"));
+  HTMLHelp h;
+  EXPECT_EQ(h.GetHHVersion(), String("4.73.8561.00"));
+  EXPECT_EQ(h.GetHHFriendlyName(), String("1.22"));
+  EXPECT_EQ(h.GetIEFriendlyName(), String("5.5 Platform Preview"));
+  HHVersion hh = HH_1_3;
+  IEVersion ie = IE_5_5_PLAT_PREV;
+  EXPECT_FALSE(h.HHVerifyMinConfig(hh, ie));
+  hh = HH_1_22;
+  EXPECT_TRUE(h.HHVerifyMinConfig(hh, ie));
+  EXPECT_TRUE(boxes.boxes.empty());
 }
 
 TEST_F(Help, LongNamesByTheWalk) {
