@@ -70,15 +70,6 @@ TEST(CollectionTest, EnumerationSurvivesRemovalOfEntries) {
   EXPECT_EQ(seen, (std::vector<int32_t>{4}));
 }
 
-TEST(CollectionTest, LateBoundMembers) {
-  Object c(MakeRef<Collection>());
-  CallByName(c, "add", VbMethod, {Variant("x"), Variant("k")});
-  EXPECT_EQ(CLng(CallByName(c, "Count", VbGet)), 1);
-  EXPECT_EQ(CallByName(c, "Item", VbGet, {Variant("K")}).StringRef(), String("x"));
-  CallByName(c, "Remove", VbMethod, {Variant(int32_t{1})});
-  EXPECT_EQ(CLng(CallByName(c, "Count", VbGet)), 0);
-}
-
 TEST(CollectionTest, LongCollectionsAreFreedWithoutRecursion) {
   auto c = MakeRef<Collection>();
   for (int32_t i = 0; i < 300000; ++i) c->Add(Variant(i));

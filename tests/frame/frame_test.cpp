@@ -34,25 +34,6 @@ TEST(FrameTest, GuardedOperationHidesTheFailure) {
   EXPECT_EQ(GetErrorDescription(code), String("An unknown error has occurred!"));
 }
 
-TEST(FrameTest, PathSeparatorIsOnePerThread) {
-  EXPECT_EQ(gstrPathSeparator(), String("//"));
-  gstrPathSeparator() = "/";
-  String other;
-  std::thread([&] { other = gstrPathSeparator(); }).join();
-  EXPECT_EQ(other, String("//"));
-  gstrPathSeparator() = "//";
-}
-
-TEST(FrameTest, StatusCallbackChangesNothing) {
-  Object cb = CreateObject("Borvane.IStatusCallBack");
-  std::vector<Variant> args = {Variant(int32_t{50}), Variant(false)};
-  CallByName(cb, "Progress", VbMethod, args);
-  EXPECT_EQ(args[1], Variant(false));
-  args = {Variant("text"), Variant(true)};
-  CallByName(cb, "Message", VbMethod, args);
-  EXPECT_EQ(args[1], Variant(true));
-}
-
 TEST(FrameTest, ClassFactoryAndRegistration) {
   void* raw = nullptr;
   ASSERT_EQ(DllGetClassObject(ClassId(kOrderCStringBuilder).c_str(), &raw), 0);
