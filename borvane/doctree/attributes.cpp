@@ -102,18 +102,6 @@ std::u16string MarkQuotedSpaces(std::u16string_view text) {
   return marked;
 }
 
-// Whether MarkQuotedSpaces would mark anything in the text: a space inside quotes, in a text
-// of two quotes or more. One pass, as lists are read by the thousand.
-bool HasQuotedSpace(std::u16string_view text) {
-  size_t quotes = 0;
-  bool quoted_space = false;
-  for (char16_t ch : text) {
-    quotes += ch == u'"';
-    quoted_space |= ch == u' ' && (quotes & 1);
-  }
-  return quoted_space && quotes >= 2;
-}
-
 // Calls `piece` with each piece of a marked attribute list, cut at each space, with "|_" read
 // as a space again, until it returns false. An empty text has no pieces.
 template <class F>
@@ -136,54 +124,43 @@ void ForEachPiece(std::u16string_view marked, F&& piece) {
   }
 }
 
-// Whether a list is plain, as the writer makes it: no space at either end, beside another or
-// inside quotes, and no "|". Such a list is its own trimmed and marked form, and its pieces are
-// its cuts at each space as they stand.
-bool IsPlainList(std::u16string_view text) {
-  if (text.empty() || text.front() == u' ' || text.back() == u' ') return false;
-  bool quoted = false;
-  char16_t last = 0;
-  for (char16_t ch : text) {
-    // Most units are none of the three: one test passes them.
-    if (ch != u' ' && ch != u'"' && ch != u'|') {
-      last = ch;
-      continue;
-    }
-    if (ch == u'|') return false;
-    if (ch == u'"') {
-      quoted = !quoted;
-    } else if (quoted || last == u' ') {
-      return false;
-    }
-    last = ch;
-  }
-  return true;
-}
-
-// ForEachPiece over a list as it stands in a tag: trimmed, and marked only where a space
-// stands inside quotes (most lists have none, and marking would only copy them).
+// ForEachPiece over a list as it stands in a tag, in one pass and without a copy: the text is
+// trimmed and cut at each space that is not inside quotes (when it holds two quotes or more),
+// which gives the pieces that marking the quoted spaces and cutting would give. A piece that
+// holds "|_" has it read as a space, as the marked form's reading does.
 template <class F>
 void ForEachListPiece(std::u16string_view text, F&& piece) {
-  // Without a space or "|" (one pair, the usual list) the text is its own one piece.
-  if (!text.empty() && std::none_of(text.begin(), text.end(),
-                                    [](char16_t ch) { return ch == u' ' || ch == u'|'; })) {
-    piece(text);
-    return;
+  text = TrimSpaces(text);
+  if (text.empty()) return;
+  size_t quotes = 0;
+  bool bar = false;
+  for (char16_t ch : text) {
+    quotes += ch == u'"';
+    bar |= ch == u'|';
   }
-  if (IsPlainList(text)) {
-    while (true) {
-      const size_t space = text.find(u' ');
-      if (!piece(text.substr(0, space)) || space == std::u16string_view::npos) return;
-      text.remove_prefix(space + 1);
+  const bool protect = quotes >= 2;
+  std::u16string spaced;
+  auto emit = [&](std::u16string_view cut) {
+    if (!bar || cut.find(u"|_") == std::u16string_view::npos) return piece(cut);
+    spaced.assign(cut);
+    for (size_t at = 0; (at = spaced.find(u"|_", at)) != std::u16string::npos; ++at)
+      spaced.replace(at, 2, u" ");
+    return piece(std::u16string_view(spaced));
+  };
+  bool quoted = false;
+  size_t start = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t ch = text[i];
+    // Most units are neither: one test passes them.
+    if (ch != u' ' && ch != u'"') continue;
+    if (ch == u'"') {
+      quoted = !quoted;
+    } else if (!(protect && quoted)) {
+      if (!emit(text.substr(start, i - start))) return;
+      start = i + 1;
     }
   }
-  std::u16string_view trimmed = TrimSpaces(text);
-  std::u16string marked;
-  if (HasQuotedSpace(trimmed)) {
-    marked = MarkQuotedSpaces(trimmed);
-    trimmed = marked;
-  }
-  ForEachPiece(trimmed, piece);
+  emit(text.substr(start));
 }
 
 }  // namespace
