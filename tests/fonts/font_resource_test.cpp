@@ -23,6 +23,7 @@
 #include "borvane/fonts/font_readers.h"
 #include "borvane/platform/file_system.h"
 #include "borvane/platform/font_resource_file.h"
+#include "tests/test_support.h"
 
 namespace borvane::platform {
 namespace {
@@ -105,17 +106,11 @@ NameRecord Mac(uint16_t id, std::string text, uint16_t lang = 0) {
   return {1, 0, lang, id, std::move(text)};
 }
 
-// A folder of its own under the temporary folder, removed at the end.
-struct TempDir {
-  std::string path;
-  TempDir() {
-    char tmpl[] = "/tmp/fot_test_XXXXXX";
-    path = mkdtemp(tmpl);
-  }
-  ~TempDir() { fs::remove_all(path); }
+// A scratch folder whose files are named by native paths.
+struct TempDir : testing::ScratchFolder {
+  const std::string path = ScratchFolder::path().string();
   std::string Write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path + "/" + name, std::ios::binary) << bytes;
-    return path + "/" + name;
+    return Put(name, bytes).ToUtf8();
   }
 };
 

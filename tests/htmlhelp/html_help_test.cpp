@@ -148,13 +148,12 @@ TEST_F(Help, KeywordAndLinkLookups) {
   EXPECT_EQ(std::get<int32_t>(control_.calls[0].data), 0);
   EXPECT_EQ(control_.calls[1].file, AnsiText("/help\\Manual.chm"));  // no window name here
   EXPECT_EQ(control_.calls[1].command, HH_KEYWORD_LOOKUP);
-  HH_AKLINK link = std::get<HH_AKLINK>(control_.calls[1].data);
-  EXPECT_EQ(link.cbStruct, 28);
-  EXPECT_EQ(link.pszKeywords, AnsiText("open;save"));
-  EXPECT_EQ(link.pszUrl, std::nullopt);  // empty goes as a null pointer
-  EXPECT_EQ(link.pszMsgText, AnsiText("Not found"));
-  EXPECT_EQ(link.pszMsgTitle, std::nullopt);
-  EXPECT_EQ(link.pszWindow, AnsiText("main"));
+  HH_AKLINK expected;
+  expected.cbStruct = 28;
+  expected.pszKeywords = "open;save";
+  expected.pszMsgText = "Not found";  // the empty URL and title go as null pointers
+  expected.pszWindow = "main";
+  EXPECT_TRUE(std::get<HH_AKLINK>(control_.calls[1].data) == expected);
   EXPECT_EQ(h_.GetHHWndHandle(), 4);
   EXPECT_TRUE(h_.GetHHDefaultURL().IsNull());
   h_.LetHHALink("Linked");
@@ -179,15 +178,12 @@ TEST_F(Help, PopupsAndTheirOneTimeLook) {
   h_.LetHHPopupTextBold(true);
   h_.LetHHPopupTextUnderline(true);
   h_.HHDisplayPopup(form);
-  HH_POPUP p = std::get<HH_POPUP>(Last().data);
+  HH_POPUP expected{
+      50, 0, 0, "Hello", {30, 40}, 0xFF, 0, {-1, -1, -1, -1}, "Arial, 12, ascii, Bold Underline"};
+  EXPECT_TRUE(std::get<HH_POPUP>(Last().data) == expected);
   EXPECT_EQ(Last().file, std::nullopt);
   EXPECT_EQ(Last().caller_window, 11);
-  EXPECT_EQ(p.cbStruct, 50);
-  EXPECT_EQ(p.pszText, AnsiText("Hello"));
-  EXPECT_EQ(p.pt, (HelpPoint{30, 40}));
-  EXPECT_EQ(p.clrForeground, 0xFF);
-  EXPECT_EQ(p.rcMargins, (HelpRect{-1, -1, -1, -1}));
-  EXPECT_EQ(p.pszFont, AnsiText("Arial, 12, ascii, Bold Underline"));
+  HH_POPUP p;
   h_.LetHHPopupCustomColors(true);
   h_.LetHHPopupCustomBackColor(0x80);
   h_.HHDisplayPopup(form);
