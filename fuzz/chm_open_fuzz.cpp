@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -20,6 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ::setenv("BORVANE_HELP_BROWSER", "true", 1);
     return f;
   }();
+  // Registered once the folder's name is made, so that it is removed before the name goes.
+  static const bool cleaned = std::atexit([] {
+                                std::error_code ignored;
+                                std::filesystem::remove_all(folder, ignored);
+                              }) == 0;
+  (void)cleaned;
   std::string path = folder + "/input.chm";
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
