@@ -16,6 +16,7 @@
 #include "borvane/automation/error.h"
 #include "borvane/automation/string.h"
 #include "borvane/frame/error_handling.h"
+#include "borvane/platform/service.h"
 
 namespace borvane::testing {
 
@@ -71,6 +72,12 @@ inline Variant Call(const Object& o, const char* name, std::vector<Variant> args
 inline void Let(const Object& o, const char* name, const Variant& value) {
   CallByName(o, name, VbLet, {value});
 }
+
+// A double of a platform service, installed as the thread's `Service` while it lives.
+template <class Double, class Service>
+struct InUse : Double {
+  platform::ScopedService<Service> scope{*this};
+};
 
 // The whole content of a file, or "<missing>".
 inline std::string ReadWholeFile(const std::filesystem::path& path) {

@@ -94,18 +94,21 @@ bool FontFunctions::GetTTFontInfo(String& strSourcePath, String& strFontFileName
   TTFInfo.FontName = name;
   TTFInfo.FontFamily = family;
   TTFInfo.FontStyle = style;
-  if (written) {
-    if (int32_t e = platform::Files().DeleteFile(fot)) ThrowPlatformError(e);
-  }
+  if (written) RemoveFontResourceFile(fot);
   return true;
+}
+
+void FontFunctions::RemoveFontResourceFile(const String& fot) {
+  // The temporary folder is shared: another process reading the same font may have removed
+  // the file between our look and our delete, which leaves what we wanted.
+  int32_t e = platform::Files().DeleteFile(fot);
+  if (e != 0 && e != kErrFileNotFound) ThrowPlatformError(e);
 }
 
 bool FontFunctions::FontResourceBytes(const String& fot, const String& file, const String& dir,
                                       bool show, std::string& bytes, bool& written) {
   platform::FileSystem& files = platform::Files();
-  if (files.IsNormalFile(fot)) {
-    if (int32_t e = files.DeleteFile(fot)) ThrowPlatformError(e);
-  }
+  if (files.IsNormalFile(fot)) RemoveFontResourceFile(fot);
   platform::FontResourceResult r =
       platform::FontResources().ScalableFontResourceBytes(0, fot, file, dir, bytes, written);
   if (!r.ok) ShowResourceError(r, file, show);
@@ -124,9 +127,7 @@ void FontFunctions::ShowResourceError(const platform::FontResourceResult& r, con
 bool FontFunctions::CreateFontResourceFile(const String& fot, const String& file, const String& dir,
                                            bool show) {
   platform::FileSystem& files = platform::Files();
-  if (files.IsNormalFile(fot)) {
-    if (int32_t e = files.DeleteFile(fot)) ThrowPlatformError(e);
-  }
+  if (files.IsNormalFile(fot)) RemoveFontResourceFile(fot);
   platform::FontResourceResult r =
       platform::FontResources().CreateScalableFontResource(0, fot, file, dir);
   if (!r.ok) ShowResourceError(r, file, show);

@@ -65,6 +65,8 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   // whether a file was left at `fot` for the caller to delete.
   static bool FontResourceBytes(const String& fot, const String& file, const String& dir, bool show,
                                 std::string& bytes, bool& written);
+  // Deletes the ".FOT" `fot`; one already gone is no failure.
+  static void RemoveFontResourceFile(const String& fot);
   // The message box of a failed ".FOT", when `show`.
   static void ShowResourceError(const platform::FontResourceResult& r, const String& file,
                                 bool show);

@@ -15,21 +15,15 @@ namespace {
 
 using namespace platform;
 using testing::ErrorOf;
+using testing::InUse;
 
 class NameReaders : public ::testing::Test {
  protected:
-  NameReaders()
-      : files_scope_(files_), fonts_scope_(fonts_), boxes_scope_(boxes_), system_scope_(system_) {
-    fonts_.SetNames("\\fonts\\Sample.ttf", "Sample Bold", "Sample", "Bold");
-  }
-  MemoryFileSystem files_;
-  FakeFontResource fonts_;
-  RecordingMessageBoxes boxes_;
-  FakeSystem system_;
-  ScopedService<FileSystem> files_scope_;
-  ScopedService<FontResource> fonts_scope_;
-  ScopedService<MessageBoxes> boxes_scope_;
-  ScopedService<SystemService> system_scope_;
+  NameReaders() { fonts_.SetNames("\\fonts\\Sample.ttf", "Sample Bold", "Sample", "Bold"); }
+  InUse<MemoryFileSystem, FileSystem> files_;
+  InUse<FakeFontResource, FontResource> fonts_;
+  InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
+  InUse<FakeSystem, SystemService> system_;
   FontFunctions f_;
 };
 

@@ -21,6 +21,7 @@ namespace borvane {
 namespace {
 
 using namespace platform;
+using testing::InUse;
 
 const String kNtFonts = "HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
 const String kShellFolders =
@@ -28,14 +29,7 @@ const String kShellFolders =
 
 class Installation : public ::testing::Test {
  protected:
-  Installation()
-      : files_scope_(files_),
-        fonts_scope_(fonts_),
-        boxes_scope_(boxes_),
-        system_scope_(system_),
-        loader_scope_(loader_),
-        registry_scope_(registry_),
-        profile_scope_(profile_) {
+  Installation() {
     files_.AddFolder("/src/");
     files_.AddFolder("/fonts/");
     files_.Put("/src/Sample.ttf", "font");
@@ -49,20 +43,13 @@ class Installation : public ::testing::Test {
     return temporary ? f_.InstallTTFontTemporary(dir, file, show)
                      : f_.InstallTTFont(dir, file, show);
   }
-  MemoryFileSystem files_;
-  FakeFontResource fonts_;
-  RecordingMessageBoxes boxes_;
-  FakeSystem system_;
-  RecordingFontLoader loader_;
-  MemoryRegistry registry_;
-  MemoryProfile profile_;
-  ScopedService<FileSystem> files_scope_;
-  ScopedService<FontResource> fonts_scope_;
-  ScopedService<MessageBoxes> boxes_scope_;
-  ScopedService<SystemService> system_scope_;
-  ScopedService<FontLoader> loader_scope_;
-  ScopedService<RegistryStore> registry_scope_;
-  ScopedService<PrivateProfile> profile_scope_;
+  InUse<MemoryFileSystem, FileSystem> files_;
+  InUse<FakeFontResource, FontResource> fonts_;
+  InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
+  InUse<FakeSystem, SystemService> system_;
+  InUse<RecordingFontLoader, FontLoader> loader_;
+  InUse<MemoryRegistry, RegistryStore> registry_;
+  InUse<MemoryProfile, PrivateProfile> profile_;
   FontFunctions f_;
 };
 

@@ -14,7 +14,6 @@ namespace borvane {
 namespace {
 
 using platform::MemoryFileSystem;
-using platform::ScopedService;
 using namespace std::string_literals;
 
 using testing::ErrorOf;
@@ -26,8 +25,7 @@ std::string Fot(const std::string& head, const std::string& names) {
 }
 
 struct FotReader {
-  MemoryFileSystem files;
-  ScopedService<platform::FileSystem> scope{files};
+  testing::InUse<MemoryFileSystem, platform::FileSystem> files;
   String family = "old", style = "old";
   // Error of reading `bytes`, the names into `name`, family, style.
   int32_t Read(const std::string& bytes, String* name = nullptr) {
@@ -92,8 +90,7 @@ TEST(TextHelpers, AddBackslashTrimAtNulNumberText) {
 }
 
 TEST(FonScan, HandMade) {
-  MemoryFileSystem files;
-  ScopedService<platform::FileSystem> scope(files);
+  testing::InUse<MemoryFileSystem, platform::FileSystem> files;
   auto read = [&](const std::string& bytes, String* name) {
     files.Put("/f/x.fon", bytes);
     return ErrorOf([&] { *name = ReadBitmapFaceName("/f", "x.fon"); });

@@ -21,7 +21,6 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/file_system.h"
 #include "borvane/platform/font_resource_file.h"
 #include "tests/test_support.h"
 
@@ -256,30 +255,6 @@ TEST(FontResource, BytesAreTheFileAndFollowTheFont) {
   ASSERT_TRUE(real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).ok);
   String family, style;
   EXPECT_EQ(ScanFotNames(FromAnsi(bytes), family, style), "Newer Bold");
-}
-
-TEST(FontResource, Double) {
-  MemoryFileSystem files;
-  ScopedService<FileSystem> scope(files);
-  FakeFontResource fake;
-  fake.SetNames("C:\\Fonts\\a.ttf", "A Bold", "A", "Bold");
-  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts").last_error, 0u);
-  String family, style;
-  EXPECT_EQ(ReadFotNames("/tmp/A.FOT", family, style), "A Bold");
-  EXPECT_EQ(style, "Bold");
-  String target;
-  EXPECT_EQ(fake.ReadFontResourceTarget("/tmp/A.FOT", target), 0u);
-  EXPECT_EQ(target, "a.ttf");
-  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/A.FOT", "a.ttf", "C:\\Fonts\\").last_error,
-            80u);
-  EXPECT_EQ(fake.CreateScalableFontResource(1, "/tmp/B.FOT", "b.ttf", "C:\\Fonts").last_error, 2u);
-  fake.Fail(1, 5);
-  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
-            5u);
-  EXPECT_EQ(fake.CreateScalableFontResource(0, "/tmp/C.FOT", "C:\\Fonts\\a.ttf", "").last_error,
-            0u);
-  ASSERT_EQ(fake.Calls().size(), 5u);
-  EXPECT_EQ(fake.Calls()[2].hidden, 1u);
 }
 
 // The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,

@@ -13,12 +13,7 @@ namespace borvane {
 namespace {
 
 void ExpectGuarded(const std::function<void()>& body, const char* source) {
-  {
-    Error e = testing::CaughtError([&] { body(); });
-    EXPECT_EQ(e.Number(), static_cast<int32_t>(0x8004C3B5));
-    EXPECT_EQ(e.Source(), String(source));
-    EXPECT_EQ(e.Description(), String("An unknown error has occurred!"));
-  }
+  EXPECT_TRUE(testing::IsGuarded(testing::CaughtError(body), source));
 }
 
 constexpr const char* kSetSource = "CodeMaxSettings:SetXML prperty";

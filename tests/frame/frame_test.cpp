@@ -6,6 +6,7 @@
 #include "borvane/frame/global.h"
 #include "borvane/frame/status_callback.h"
 #include "borvane/platform/registry.h"
+#include "tests/test_support.h"
 
 #include <thread>
 
@@ -14,18 +15,14 @@ namespace {
 
 TEST(FrameTest, GuardedOperationHidesTheFailure) {
   int done = 0;
-  try {
+  Error e = testing::CaughtError([&] {
     Guarded("Doc:Add Method", [&] {
       ++done;
       throw Error(102, "", "");
     });
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), -2147171403);
-    EXPECT_EQ(e.Number(), kGuardedErrorNumber);
-    EXPECT_EQ(e.Source(), String("Doc:Add Method"));
-    EXPECT_EQ(e.Description(), String("An unknown error has occurred!"));
-  }
+  });
+  EXPECT_EQ(kGuardedErrorNumber, -2147171403);
+  EXPECT_TRUE(testing::IsGuarded(e, "Doc:Add Method"));
   EXPECT_EQ(done, 1);  // nothing rolled back
   // Any kind of failure, not only the library's own.
   EXPECT_THROW(Guarded("X", [] { throw std::bad_alloc(); }), Error);
@@ -50,8 +47,7 @@ TEST(FrameTest, ClassFactoryAndRegistration) {
   EXPECT_EQ(DllCanUnloadNow(), 1);
   EXPECT_NE(DllGetClassObject("{00000000-0000-0000-0000-000000000000}", &raw), 0);
 
-  platform::MemoryRegistry registry;
-  platform::ScopedService<platform::RegistryStore> scope(registry);
+  testing::InUse<platform::MemoryRegistry, platform::RegistryStore> registry;
   ASSERT_EQ(DllRegisterServer(), 0);
   String key = String("HKEY_CLASSES_ROOT\\CLSID\\") + String(ClassId(kOrderCStringBuilder));
   EXPECT_EQ(registry.GetValue(key + String("\\ProgID"), "").value_or("?"),

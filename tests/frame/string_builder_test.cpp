@@ -2,18 +2,12 @@
 
 #include "borvane/borvane.h"
 #include "borvane/frame/string_builder.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
 
-Error Caught(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e;
-  }
-  return Error(0, "", "");
-}
+using testing::CaughtError;
 
 TEST(StringBuilderTest, CapacityGrowsInSteps) {
   auto b = MakeRef<CStringBuilder>();
@@ -68,29 +62,28 @@ TEST(StringBuilderTest, InsertRemoveAndCharsBoundaries) {
   String empty, abc = "abc", xy = "xy", z = "Z";
   EXPECT_EQ(b->Append(empty).Get(), b.Get());
   EXPECT_EQ(b->Length(), 0);
-  EXPECT_EQ(Caught([&] { b->Chars(0); }).Description(),
+  EXPECT_EQ(CaughtError([&] { b->Chars(0); }).Description(),
             String("Tried reading character past end of buffer."));
   b->Append(abc);
   b->Insert(3, xy);  // at Length works like Append
   b->Insert(0, z);
   EXPECT_EQ(b->ToString(), String("Zabcxy"));
-  Error e = Caught([&] { b->Insert(7, empty); });  // bad position fails even for empty text
-  EXPECT_EQ(e.Number(), kStringBuilderError);
-  EXPECT_EQ(e.Source(), String("CStringBuilder.Insert"));
-  EXPECT_EQ(e.Description(), String("Argument(s) out of range."));
+  // A bad position fails even for empty text.
+  EXPECT_TRUE(testing::IsError(CaughtError([&] { b->Insert(7, empty); }), kStringBuilderError,
+                               "CStringBuilder.Insert", "Argument(s) out of range."));
   b->Remove(0, 1);
   b->Remove(2, 0);
   b->Remove(3, 2);  // to the exact end
   EXPECT_EQ(b->ToString(), String("abc"));
-  EXPECT_EQ(Caught([&] { b->Remove(2, 2); }).Source(), String("CStringBuilder.Remove"));
-  EXPECT_EQ(Caught([&] { b->Remove(-1, 0); }).Number(), kStringBuilderError);
+  EXPECT_EQ(CaughtError([&] { b->Remove(2, 2); }).Source(), String("CStringBuilder.Remove"));
+  EXPECT_EQ(CaughtError([&] { b->Remove(-1, 0); }).Number(), kStringBuilderError);
   EXPECT_EQ(b->Chars(2), String("c"));
-  EXPECT_EQ(Caught([&] { b->Chars(3); }).Number(), kStringBuilderError);
+  EXPECT_EQ(CaughtError([&] { b->Chars(3); }).Number(), kStringBuilderError);
   String q = "QRS";
   b->SetChars(1, q);
   EXPECT_EQ(b->ToString(), String("aQc"));
-  EXPECT_EQ(Caught([&] { b->SetChars(1, empty); }).Number(), 5);
-  EXPECT_EQ(Caught([&] { b->SetChars(3, q); }).Description(),
+  EXPECT_EQ(CaughtError([&] { b->SetChars(1, empty); }).Number(), 5);
+  EXPECT_EQ(CaughtError([&] { b->SetChars(3, q); }).Description(),
             String("Tried assigning character past end of buffer."));
   EXPECT_EQ(b->ToString(), String("aQc"));
 }

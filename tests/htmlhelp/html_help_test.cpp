@@ -23,6 +23,7 @@ namespace {
 
 using namespace platform;
 using testing::ErrorOf;
+using testing::InUse;
 
 const String kHelpFiles = "HKLM\\Software\\Microsoft\\Windows\\HTML Help";
 const String kControlKey =
@@ -32,7 +33,7 @@ const String kBrowserKey =
 
 class Help : public ::testing::Test {
  protected:
-  Help() : s1_(files_), s2_(boxes_), s3_(control_), s4_(registry_), s5_(system_), s6_(versions_) {
+  Help() {
     files_.AddFolder("/help/");
     files_.Put("/help/Manual.chm", "chm");
     files_.AddFolder("/usr/lib/borvane/");
@@ -47,18 +48,12 @@ class Help : public ::testing::Test {
   }
   const RecordingHelpControl::Call& Last() { return control_.calls.back(); }
 
-  MemoryFileSystem files_;
-  RecordingMessageBoxes boxes_;
-  RecordingHelpControl control_;
-  MemoryRegistry registry_;
-  FakeSystem system_;
-  MemoryVersionRecords versions_;
-  ScopedService<FileSystem> s1_;
-  ScopedService<MessageBoxes> s2_;
-  ScopedService<HelpControl> s3_;
-  ScopedService<RegistryStore> s4_;
-  ScopedService<SystemService> s5_;
-  ScopedService<VersionRecords> s6_;
+  InUse<MemoryFileSystem, FileSystem> files_;
+  InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
+  InUse<RecordingHelpControl, HelpControl> control_;
+  InUse<MemoryRegistry, RegistryStore> registry_;
+  InUse<FakeSystem, SystemService> system_;
+  InUse<MemoryVersionRecords, VersionRecords> versions_;
   HTMLHelp h_;
   std::optional<int32_t> no_form_;
 };
@@ -318,10 +313,8 @@ TEST(HelpVersions, FromGeneratedExecutables) {
   using testing_images::PeImage;
   dir.Put("hhctrl.ocx", PeImage(false, MakeVersionBlock(4 << 16 | 73, 8561 << 16)));
   dir.Put("shdocvw.dll", PeImage(true, MakeVersionBlock(5 << 16 | 50, 3825 << 16 | 1300)));
-  MemoryRegistry registry;
-  RecordingMessageBoxes boxes;
-  ScopedService<RegistryStore> s1(registry);
-  ScopedService<MessageBoxes> s2(boxes);
+  InUse<MemoryRegistry, RegistryStore> registry;
+  InUse<RecordingMessageBoxes, MessageBoxes> boxes;
   registry.SetValue(kControlKey, "", dir.Windows("hhctrl.ocx"));
   registry.SetValue(kBrowserKey, "", dir.Windows("shdocvw.dll"));
   HTMLHelp h;

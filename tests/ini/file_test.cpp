@@ -21,7 +21,7 @@ using platform::MemoryFileSystem;
 // Inifile over files held in memory, through the real profile implementation.
 class IniFiles : public ::testing::Test {
  protected:
-  IniFiles() : fs_scope_(fs_) { fs_.AddFolder("/data/"); }
+  IniFiles() { fs_.AddFolder("/data/"); }
   String Dump(Inifile& ini) {
     String out;
     Ref<IniFileSections> s = ini.Sections();
@@ -42,8 +42,7 @@ class IniFiles : public ::testing::Test {
     for (const auto& [path, bytes] : fs_.AllFiles()) n += path.rfind("/tmp/tmp", 0) == 0;
     return n;
   }
-  MemoryFileSystem fs_;
-  platform::ScopedService<platform::FileSystem> fs_scope_;
+  testing::InUse<MemoryFileSystem, platform::FileSystem> fs_;
 };
 
 TEST_F(IniFiles, RoundTripKeepsOrderAndDropsWhatTheTreeDoesNotHold) {
@@ -81,11 +80,9 @@ TEST_F(IniFiles, EmptyTreesAndFilesWithoutSections) {
   fs_.Put("/data/.hidden.ini", "[s]\nk=v\n");
   String hidden = "/data/.hidden.ini", missing = "/data/none.ini";
   for (String* p : {&hidden, &missing}) {
-    {
-      Error e = testing::CaughtError([&] { ini.ReadIniFile(*p); });
-      EXPECT_EQ(e.Number(), 30000);
-      EXPECT_EQ(e.Source(), String("IniFile:ReadIniFile"));
-    }
+    Error e = testing::CaughtError([&] { ini.ReadIniFile(*p); });
+    EXPECT_EQ(e.Number(), 30000);
+    EXPECT_EQ(e.Source(), String("IniFile:ReadIniFile"));
   }
 }
 

@@ -4,20 +4,13 @@
 #include "borvane/automation/dispatch.h"
 #include "borvane/frame/error_handling.h"
 #include "borvane/ini/inifile.h"
+#include "tests/test_support.h"
 
 namespace borvane {
 namespace {
 
-template <class F>
-Error Catch(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error";
-  return Error(0, "", "");
-}
+using testing::CaughtError;
+using testing::IsError;
 
 TEST(IniTree, RepeatedNamesKeepFirstSpellingAndPlace) {
   auto keys = MakeRef<IniFileKeys>();
@@ -56,14 +49,11 @@ TEST(IniTree, LookupFailuresAndTheirSources) {
   auto keys = MakeRef<IniFileKeys>();
   keys->Add("a", "1");
   Variant out_of_range(int32_t{5}), missing("zz");
-  Error e = Catch([&] { keys->Item(out_of_range); });
-  EXPECT_EQ(e.Number(), 9);
-  EXPECT_EQ(e.Source(), String("Key:Item (Get)"));
-  EXPECT_EQ(e.Description(), String("Subscript out of range"));
-  e = Catch([&] { keys->Remove(missing); });
+  EXPECT_TRUE(IsError(CaughtError([&] { keys->Item(out_of_range); }), 9, "Key:Item (Get)"));
+  Error e = CaughtError([&] { keys->Remove(missing); });
   EXPECT_EQ(e.Number(), 5);
   EXPECT_NE(e.Source(), String("Key:Item (Get)"));
-  e = Catch([&] { keys->Remove(out_of_range); });
+  e = CaughtError([&] { keys->Remove(out_of_range); });
   EXPECT_EQ(e.Number(), 9);
   // A member held by the caller outlives the collection.
   Ref<IniFileKey> kept = keys->Add("b", "2");
@@ -109,7 +99,7 @@ TEST(IniValues, KeysAndKeylessTextsAndTheirNumbering) {
   EXPECT_EQ(ini->GetSection(sec, comma, keyed), String("1=a=1,2=,3=b"));
   String empty = "";
   ini->WriteSection(sec, empty, comma, keyless);
-  Error e = Catch([&] { ini->GetSection(sec, comma, keyless); });
+  Error e = CaughtError([&] { ini->GetSection(sec, comma, keyless); });
   EXPECT_EQ(e.Number(), 9);
 }
 
@@ -124,11 +114,10 @@ TEST(IniValues, WriteSectionFailuresLeaveTheSectionEmpty) {
   for (const Case& c : cases) {
     ini->WriteKey(sec, key, value);
     String text = c.text;
-    Error e = Catch([&] { ini->WriteSection(sec, text, comma, keyed); });
+    Error e = CaughtError([&] { ini->WriteSection(sec, text, comma, keyed); });
     EXPECT_EQ(e.Number(), c.number) << c.text;
     if (c.number == 30000) {
-      EXPECT_EQ(e.Source(), String("IniFile:WriteSection method"));
-      EXPECT_EQ(e.Description(), String("No valid string"));
+      EXPECT_TRUE(IsError(e, 30000, "IniFile:WriteSection method", "No valid string"));
     }
     EXPECT_EQ(ini->Sections()->Item(sec)->Keys()->Count(), 0) << c.text;
   }
@@ -142,7 +131,7 @@ TEST(IniValues, CounterOverflowsAtTheIntegerLimit) {
   for (int i = 0; i < 32768; ++i) many += u"v,";
   many += u"v";
   String text(many);
-  Error e = Catch([&] { ini->WriteSection(sec, text, sep, keyless); });
+  Error e = CaughtError([&] { ini->WriteSection(sec, text, sep, keyless); });
   EXPECT_EQ(e.Number(), 6);
   EXPECT_EQ(ini->Sections()->Item(sec)->Keys()->Count(), 32767);
 }
@@ -168,10 +157,8 @@ TEST(IniLateBound, CreateObjectAndCallByName) {
   std::vector<Variant> args = {Variant(String(u"/nonexistent/\u263A.ini"))};
   CallByName(ini, "WriteIniFile", VbMethod, args);
   EXPECT_EQ(CStr(args[0]), String("/nonexistent/?.ini"));
-  Error e = Catch([&] { CallByName(ini, "ReadIniFile", VbMethod, args); });
-  EXPECT_EQ(e.Number(), 30000);
-  EXPECT_EQ(e.Source(), String("IniFile:ReadIniFile"));
-  EXPECT_EQ(e.Description(), String("File not found"));
+  EXPECT_TRUE(IsError(CaughtError([&] { CallByName(ini, "ReadIniFile", VbMethod, args); }), 30000,
+                      "IniFile:ReadIniFile", "File not found"));
 }
 
 }  // namespace

@@ -52,8 +52,7 @@ class Viewer : public ::testing::Test {
   ScratchFolder dir_;
   std::string chm_;
   HelpViewer viewer_;
-  RecordingMessageBoxes boxes_;
-  ScopedService<MessageBoxes> scope_{boxes_};
+  testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
 };
 
 TEST_F(Viewer, TopicsResolveByEveryRoute) {

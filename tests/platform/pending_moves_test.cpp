@@ -14,8 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(PendingMovesTest, DelayedMovesWaitForAnotherBootThenReplaceTheTarget) {
-  MemoryRegistry registry;
-  ScopedService<RegistryStore> scope(registry);
+  testing::InUse<MemoryRegistry, RegistryStore> registry;
   testing::ScratchFolder folder;
   std::ofstream(folder / "new.ttf") << "new";
   std::ofstream(folder / "font.ttf") << "old";

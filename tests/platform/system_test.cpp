@@ -62,11 +62,9 @@ TEST(SystemTest, FoldersVersionAndEnvironment) {
 TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
   testing::ScratchFolder scratch;
   const fs::path& home = scratch.path();
-  MemoryRegistry registry;
-  ScopedService<RegistryStore> registry_scope(registry);
-  MemoryFontCatalog catalog;
+  testing::InUse<MemoryRegistry, RegistryStore> registry;
+  testing::InUse<MemoryFontCatalog, FontCatalog> catalog;
   catalog.user_folder = (home / "fonts").string();
-  ScopedService<FontCatalog> catalog_scope(catalog);
   std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
   unsetenv("DISPLAY");  // no file manager opens in a test
   EXPECT_EQ(System().Shell(" rundll32.exe shell32.dll,SHHelpShortcuts_RunDLL FontsFolder", 0), 0);
@@ -87,8 +85,7 @@ TEST(SystemTest, EndingTheSessionMapsTheFlagsAndTheDoubleOnlyRecords) {
   EXPECT_EQ(ExitCommand(EWX_POWEROFF | EWX_FORCE), (V{"systemctl", "poweroff", "-i"}));
   EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "loginctl");
   EXPECT_EQ(ExitCommand(EWX_FORCE)[0], "loginctl");
-  FakeSystem fake;
-  ScopedService<SystemService> scope(fake);
+  testing::InUse<FakeSystem, SystemService> fake;
   System().ExitWindows(EWX_REBOOT);
   EXPECT_EQ(fake.exits, std::vector<uint32_t>{EWX_REBOOT});
   fake.resources[7] = "seven";

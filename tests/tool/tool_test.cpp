@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "tests/test_support.h"
@@ -17,26 +16,14 @@ struct Result {
   std::string out, err;
 };
 
-std::string Slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 std::string Example(const std::string& name) {
   return std::string(BORVANE_SOURCE_DIR) + "/examples/" + name;
 }
 
+using borvane::testing::ReadWholeFile;
+
 class ToolTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("borvane-tool-test-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   // `args` is shell text; `input` goes to standard input.
   Result Run(const std::string& args, const std::string& input = "") {
     std::string in = (dir_ / "in").string(), out = (dir_ / "out").string(),
@@ -46,11 +33,12 @@ class ToolTest : public ::testing::Test {
     int raw = std::system(cmd.c_str());
     Result r;
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    r.out = Slurp(out);
-    r.err = Slurp(err);
+    r.out = ReadWholeFile(out);
+    r.err = ReadWholeFile(err);
     return r;
   }
-  std::filesystem::path dir_;
+  borvane::testing::ScratchFolder scratch_;
+  const std::filesystem::path& dir_ = scratch_.path();
 };
 
 TEST_F(ToolTest, HelpAndUsage) {
@@ -194,7 +182,7 @@ TEST_F(ToolTest, HelpShowsATopicPageOrSaysWhyNot) {
   Result shown = Run("help show " + chm + " --id 1001");
   ASSERT_EQ(shown.status, 0) << shown.err;
   ASSERT_FALSE(shown.out.empty());
-  std::string page = Slurp(shown.out.substr(0, shown.out.size() - 1));
+  std::string page = ReadWholeFile(shown.out.substr(0, shown.out.size() - 1));
   EXPECT_NE(page.find("src=\"topics/install.htm\""), std::string::npos);
   Result missing = Run("help show " + chm + " topics/none.htm");
   EXPECT_EQ(missing.status, 1);
