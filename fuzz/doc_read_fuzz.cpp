@@ -77,6 +77,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       // The written form is what the reader's fast paths take: they too must keep to the steps.
       ReadAsTheSteps(written, "failure on the written text");
     }
+    // Pairs the reader packed are written as their objects write them.
+    Ref<Doc> packed = borvane::MakeRef<Doc>();
+    String packed_text, unpacked_text, none, start;
+    bool indent = false;
+    Try([&] { packed->ReadXML(text, none); });
+    Try([&] { packed_text = packed->WriteXML(indent, start); });
+    for (int32_t i = 1; i <= packed->Count(); ++i) packed->Item(Variant(i))->Attributes();
+    Try([&] { unpacked_text = packed->WriteXML(indent, start); });
+    if (!(packed_text == unpacked_text)) Differ("the writing of packed pairs");
     String expression = doc->Item(Variant(int32_t{1}))->Name();
     Ref<Doc> selection = doc->SelectNodes(expression);
     Variant last = doc->Count();

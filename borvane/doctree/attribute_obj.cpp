@@ -73,6 +73,30 @@ void AttributeObj::FromAttributeText(String& Text) {
   FromAttributeText(Text.view());
 }
 
+namespace {
+
+// Whether `text` is digits alone, or digits with one "." inside them where "." is the thread's
+// decimal point, 15 digits at most: such a text is numeric, and the general test, which needs a
+// String of it, is spared.
+bool IsPlainNumber(std::u16string_view text) {
+  size_t digits = 0;
+  bool point = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t ch = text[i];
+    if (ch >= u'0' && ch <= u'9') {
+      ++digits;
+    } else if (ch == u'.' && !point && i > 0 && i + 1 < text.size() &&
+               ThreadLocale().decimal == u'.') {
+      point = true;
+    } else {
+      return false;
+    }
+  }
+  return digits > 0 && digits <= 15;
+}
+
+}  // namespace
+
 AttributePiece ReadAttributePiece(std::u16string_view text) {
   AttributePiece piece;
   size_t eq = text.find(u'=');
@@ -91,7 +115,7 @@ AttributePiece ReadAttributePiece(std::u16string_view text) {
       piece.kind = AttributePiece::kText;
       piece.value = value.substr(1, value.size() - 2);
     }
-  } else if (IsNumeric(Variant(String(value)))) {
+  } else if (IsPlainNumber(value) || IsNumeric(Variant(String(value)))) {
     piece.kind = AttributePiece::kText;  // a number stays text: it does not come back as one
     piece.value = value;
   } else {

@@ -52,21 +52,23 @@ void Attributes::Clear() {
   mcolAttributes->Clear();
 }
 
+// The pair at `position`, without taking a reference: the list holds it while it is read.
+const AttributeObj& Attributes::PairAt(int32_t position) const {
+  return *static_cast<const AttributeObj*>(mcolAttributes->At(position).GetIf<Object>()->Get());
+}
+
 void Attributes::AppendAttributeString(std::u16string& out) const {
   int32_t count = mcolAttributes->Count();
   for (int32_t i = 1; i <= count; ++i) {
     if (i > 1) out += u' ';
-    static_cast<const AttributeObj*>(mcolAttributes->At(i).ToObject().Get())
-        ->AppendAttributeText(out);
+    PairAt(i).AppendAttributeText(out);
   }
 }
 
 size_t Attributes::TextBound() const {
   int32_t count = mcolAttributes->Count();
   size_t total = 0;
-  for (int32_t i = 1; i <= count; ++i)
-    total +=
-        1 + static_cast<const AttributeObj*>(mcolAttributes->At(i).ToObject().Get())->TextBound();
+  for (int32_t i = 1; i <= count; ++i) total += 1 + PairAt(i).TextBound();
   return total;
 }
 
@@ -258,17 +260,24 @@ void AttributesSlot::Reset() {
   bits_ = 0;
 }
 
+Attributes::PackedPair Attributes::TakePackedPair(std::u16string_view& packed) {
+  PackedPair pair{static_cast<AttributePiece::Kind>(packed[0]), {}, {}};
+  packed.remove_prefix(1);
+  if (pair.kind != AttributePiece::kNoEquals) pair.name = TakeText(packed);
+  if (pair.kind == AttributePiece::kText) pair.value = TakeText(packed);
+  return pair;
+}
+
 void Attributes::Unpack(std::u16string_view packed) {
   while (!packed.empty()) {
-    auto kind = static_cast<AttributePiece::Kind>(packed[0]);
-    packed.remove_prefix(1);
+    const PackedPair pair = TakePackedPair(packed);
     Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
     attribute->SetValue(Variant::Missing());
-    if (kind != AttributePiece::kNoEquals) {
-      attribute->SetName(String(TakeText(packed)));
-      if (kind == AttributePiece::kTrue || kind == AttributePiece::kFalse)
-        attribute->SetValue(Variant(kind == AttributePiece::kTrue));
-      if (kind == AttributePiece::kText) attribute->SetValue(Variant(String(TakeText(packed))));
+    if (pair.kind != AttributePiece::kNoEquals) {
+      attribute->SetName(String(pair.name));
+      if (pair.kind == AttributePiece::kTrue || pair.kind == AttributePiece::kFalse)
+        attribute->SetValue(Variant(pair.kind == AttributePiece::kTrue));
+      if (pair.kind == AttributePiece::kText) attribute->SetValue(Variant(String(pair.value)));
     }
     mcolAttributes->Add(Variant(attribute));
   }

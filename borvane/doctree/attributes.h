@@ -56,8 +56,25 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
   // Appends the pairs of a packed form.
   void Unpack(std::u16string_view packed);
+  // One pair of a packed form: its kind, its name, and for kText its value.
+  struct PackedPair {
+    AttributePiece::Kind kind;
+    std::u16string_view name;
+    std::u16string_view value;
+  };
+  // The first pair of a non-empty packed form, which is moved past it.
+  static PackedPair TakePackedPair(std::u16string_view& packed);
+  // Calls put(text) with the pieces of the attribute text of a packed form, as
+  // AppendAttributeString writes the pairs it unpacks to; the writer reads packed pairs
+  // without making their objects.
+  template <class Put>
+  static void ForEachPackedText(std::u16string_view packed, Put&& put);
+  // Characters of that text at most: a pair packs to three units and its name and value, and
+  // its text takes at most seven characters more ("=FALSE" and a space).
+  static size_t PackedTextBound(std::u16string_view packed) { return packed.size() * 3; }
 
  private:
+  const AttributeObj& PairAt(int32_t position) const;
   // Appends a pair with an empty name and a missing value, and reads `piece` into it.
   void AddPiece(std::u16string_view piece);
 
@@ -102,6 +119,33 @@ class AttributesSlot {
 
   uintptr_t bits_ = 0;
 };
+
+template <class Put>
+void Attributes::ForEachPackedText(std::u16string_view packed, Put&& put) {
+  bool first = true;
+  while (!packed.empty()) {
+    const PackedPair pair = TakePackedPair(packed);
+    if (!first) put(std::u16string_view(u" "));
+    first = false;
+    put(pair.name);
+    switch (pair.kind) {
+      case AttributePiece::kTrue:
+        put(std::u16string_view(u"=TRUE"));
+        break;
+      case AttributePiece::kFalse:
+        put(std::u16string_view(u"=FALSE"));
+        break;
+      case AttributePiece::kText:
+        put(std::u16string_view(u"=\""));
+        put(pair.value);
+        put(std::u16string_view(u"\""));
+        break;
+      default:  // no "=" or no value: an empty name or value has no text
+        put(std::u16string_view(u"="));
+        break;
+    }
+  }
+}
 
 }  // namespace borvane
 

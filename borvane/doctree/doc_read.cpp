@@ -16,6 +16,7 @@
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
 #include "borvane/automation/text.h"
+#include "borvane/automation/unit_search.h"
 #include "borvane/doctree/doc.h"
 #include "borvane/doctree/tag_window.h"
 #include "borvane/frame/error_handling.h"
@@ -376,20 +377,6 @@ class TagScanner {
   KeptText text_;
 };
 
-// The place of the first `ch` in `text`, or npos; eight units at a time where SSE2 is there.
-inline size_t Find(std::u16string_view text, char16_t ch) {
-  size_t i = 0;
-#ifdef __SSE2__
-  for (; i + 8 <= text.size(); i += 8) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
-    if (const unsigned hits = Lanes(Equal(v, ch))) return i + (__builtin_ctz(hits) >> 1);
-  }
-#endif
-  for (; i < text.size(); ++i)
-    if (text[i] == ch) return i;
-  return std::u16string_view::npos;
-}
-
 // Whether `text` is the word `lower` (lower-case ASCII letters) in any case, as EqualsNoCase
 // tells. An ASCII character matches a letter only as one of its two cases, which differ in bit
 // 5 alone; another character may still match under the wider rules of EqualsNoCase.
@@ -469,20 +456,26 @@ bool IsLoneQuote(std::u16string_view text) {
   if (text.front() == u'"' && text.back() == u'"') {
     std::u16string_view inner = text.substr(1, text.size() - 2);
     constexpr std::u16string_view kEscape = u"{\\34}";
-    size_t brace = Find(inner, u'{');
+    size_t brace = FindUnit(inner, u'{');
     if (brace == std::u16string_view::npos) {
       out.EmplaceString(inner);
       return;
     }
-    std::u16string unescaped(inner.substr(0, brace));
-    for (size_t i = brace; i < inner.size();) {
-      if (inner[i] == u'{' && inner.substr(i, kEscape.size()) == kEscape) {
+    // Copied a run at a time, from brace to brace.
+    std::u16string unescaped;
+    unescaped.reserve(inner.size());
+    while (brace != std::u16string_view::npos) {
+      unescaped.append(inner.data(), brace);
+      if (inner.substr(brace, kEscape.size()) == kEscape) {
         unescaped += u'"';
-        i += kEscape.size();
+        inner.remove_prefix(brace + kEscape.size());
       } else {
-        unescaped += inner[i++];
+        unescaped += u'{';
+        inner.remove_prefix(brace + 1);
       }
+      brace = FindUnit(inner, u'{');
     }
+    unescaped.append(inner);
     out.Emplace(String(std::move(unescaped)));
     return;
   }

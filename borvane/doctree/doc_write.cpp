@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -10,6 +11,7 @@
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
+#include "borvane/automation/unit_search.h"
 #include "borvane/doctree/doc.h"
 #include "borvane/frame/error_handling.h"
 #include "borvane/frame/string_builder.h"
@@ -75,6 +77,14 @@ class TextSink {
     char16_t* at = at_;
     for (char16_t ch : text) *at++ = ch;
     at_ = at;
+  }
+  // The same for a text that may be long: copied in one, where a loop pays per unit.
+  void PutRun(std::u16string_view text) {
+    if (text.empty()) return;
+    if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
+      Grow(text.size());
+    std::memcpy(at_, text.data(), text.size() * sizeof(char16_t));
+    at_ += text.size();
   }
   [[gnu::always_inline]] void Tabs(int32_t count) {
     if (end_ - at_ < count) [[unlikely]]
@@ -170,12 +180,12 @@ void AppendValueText(TextSink& out, const Variant& value) {
     case vbString: {
       out.Put(u'"');
       std::u16string_view text = value.StringRef().view();
-      for (size_t quote; (quote = text.find(u'"')) != std::u16string_view::npos;) {
-        out.Put(text.substr(0, quote));
+      for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
+        out.PutRun(text.substr(0, quote));
         out.Put(u"{\\34}");
         text.remove_prefix(quote + 1);
       }
-      out.Put(text);
+      out.PutRun(text);
       out.Put(u'"');
       break;
     }
@@ -250,9 +260,14 @@ void DocNode::WriteNode(std::u16string& result, bool indent, size_t nodes_at_mos
     if (indent) out.Tabs(level);
     out.Put(u'<');
     out.Put(n->mstrName.view());
-    // A node whose Attributes was never read has none; the writer need not make it.
-    const borvane::Attributes* list = n->AttributesIfAny();
-    if (list && list->Count() > 0) {
+    // Pairs the reader packed are written as they stand, without making their objects; a node
+    // whose Attributes was never read and that read none has none.
+    if (n->mobjAttributes.has_packed()) {
+      out.Put(u' ');
+      borvane::Attributes::ForEachPackedText(n->mobjAttributes.packed(),
+                                             [&](std::u16string_view text) { out.Put(text); });
+    } else if (const borvane::Attributes* list = n->mobjAttributes.object();
+               list && list->Count() > 0) {
       out.Put(u' ');
       attributes.clear();
       list->AppendAttributeString(attributes);
@@ -283,8 +298,12 @@ size_t DocNode::TextBound(bool indent) {
     // Opening and closing line, and the value line a leaf may have.
     size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
     total += (indent ? static_cast<size_t>(level) * lines : 0) + 2 * n->mstrName.size() + 7;
-    const borvane::Attributes* list = n->AttributesIfAny();
-    if (list && list->Count() > 0) total += 1 + list->TextBound();
+    if (n->mobjAttributes.has_packed()) {
+      total += 1 + borvane::Attributes::PackedTextBound(n->mobjAttributes.packed());
+    } else if (const borvane::Attributes* list = n->mobjAttributes.object();
+               list && list->Count() > 0) {
+      total += 1 + list->TextBound();
+    }
     if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
   };
   Walk(indent, open, [](DocNode*, int32_t) {});
