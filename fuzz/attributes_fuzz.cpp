@@ -59,9 +59,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   if (packed_ok) {
     borvane::Ref<borvane::Attributes> unpacked = borvane::MakeRef<borvane::Attributes>();
-    unpacked->Unpack(packed.packed());
+    unpacked->Unpack(packed);
+    std::u16string written;
+    borvane::Attributes::ForEachPackedText(packed, [&](std::u16string_view t) { written += t; });
     if (unpacked->Count() != reference->Count() ||
-        unpacked->ToAttributeString() != reference->ToAttributeString()) {
+        unpacked->ToAttributeString() != reference->ToAttributeString() ||
+        String(written) != reference->ToAttributeString() ||
+        written.size() > borvane::Attributes::PackedTextBound(packed)) {
       std::fprintf(stderr, "The packed pairs and the literal steps differ\n");
       std::abort();
     }

@@ -169,11 +169,21 @@ String FormatInteger(int64_t value) {
 }
 
 size_t FormatDoubleInto(double value, char16_t* out) {
+  // Whole numbers below 10^15, the most common values, are their digits: no rounding to
+  // fifteen digits changes them and none takes the exponent form.
+  if (value > -1e15 && value < 1e15 && value != 0 && value == std::trunc(value)) {
+    char digits[24];
+    const char* const end =
+        std::to_chars(digits, digits + sizeof digits, static_cast<int64_t>(value)).ptr;
+    for (const char* p = digits; p != end; ++p) *out++ = static_cast<char16_t>(*p);
+    return static_cast<size_t>(end - digits);
+  }
   return FormatFloatInto(value, 15, out);
 }
 
 String FormatDouble(double value) {
-  return FormatFloat(value, 15);
+  char16_t text[kNumberTextMax];
+  return String(std::u16string_view(text, FormatDoubleInto(value, text)));
 }
 String FormatSingle(float value) {
   return FormatFloat(value, 7);

@@ -73,11 +73,6 @@ void AttributeObj::FromAttributeText(String& Text) {
   FromAttributeText(Text.view());
 }
 
-namespace {
-
-// Whether `text` is digits alone, or digits with one "." inside them where "." is the thread's
-// decimal point, 15 digits at most: such a text is numeric, and the general test, which needs a
-// String of it, is spared.
 bool IsPlainNumber(std::u16string_view text) {
   size_t digits = 0;
   bool point = false;
@@ -85,7 +80,9 @@ bool IsPlainNumber(std::u16string_view text) {
     const char16_t ch = text[i];
     if (ch >= u'0' && ch <= u'9') {
       ++digits;
-    } else if (ch == u'.' && !point && i > 0 && i + 1 < text.size() &&
+    } else if (ch == u'-' && i == 0) {
+      continue;
+    } else if (ch == u'.' && !point && digits > 0 && i + 1 < text.size() &&
                ThreadLocale().decimal == u'.') {
       point = true;
     } else {
@@ -94,8 +91,6 @@ bool IsPlainNumber(std::u16string_view text) {
   }
   return digits > 0 && digits <= 15;
 }
-
-}  // namespace
 
 AttributePiece ReadAttributePiece(std::u16string_view text) {
   AttributePiece piece;

@@ -23,6 +23,9 @@ struct AttributePiece {
   std::u16string_view value;  // for kText
 };
 AttributePiece ReadAttributePiece(std::u16string_view text);
+// Whether `text` is a number of the plain form -ddd or -ddd.ddd (the "." only where it is the
+// thread's decimal point), 15 digits at most: numeric by the locale's test, which is spared.
+bool IsPlainNumber(std::u16string_view text);
 
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {

@@ -211,7 +211,53 @@ std::u16string_view TakeText(std::u16string_view& in) {
 
 }  // namespace
 
+namespace {
+
+enum class ListForm { kOther, kRegular, kVerbatim };
+
+// Whether `text` is a regular list (ForEachRegularPair), as the writer gives one: its pieces
+// are then those that the general rules cut, and no test of theirs depends on the locale once
+// the numbers are known to be numbers. kVerbatim when the writer writes it as it stands: it
+// quotes the unquoted numbers.
+ListForm RegularList(std::u16string_view text) {
+  const char16_t* p = text.data();
+  const char16_t* const end = p + text.size();
+  if (p == end) return ListForm::kOther;
+  bool verbatim = true;
+  while (true) {
+    for (; p != end && *p != u'='; ++p)
+      if (*p == u' ' || *p == u'"' || *p == u'|') return ListForm::kOther;
+    if (p == end) return ListForm::kOther;
+    ++p;
+    if (p != end && *p == u'"') {
+      for (++p; p != end && *p != u'"'; ++p)
+        if (*p == u'|') return ListForm::kOther;
+      if (p == end) return ListForm::kOther;
+      ++p;
+    } else {
+      const char16_t* const value = p;
+      for (; p != end && *p != u' '; ++p)
+        if (*p == u'"' || *p == u'|') return ListForm::kOther;
+      const std::u16string_view v(value, static_cast<size_t>(p - value));
+      if (IsPlainNumber(v)) {
+        verbatim = false;
+      } else if (!(v.empty() || v == u"TRUE" || v == u"FALSE")) {
+        return ListForm::kOther;
+      }
+    }
+    if (p == end) return verbatim ? ListForm::kVerbatim : ListForm::kRegular;
+    // One space, and a piece behind it.
+    if (*p != u' ' || ++p == end || *p == u' ') return ListForm::kOther;
+  }
+}
+
+}  // namespace
+
 bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
+  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
+    slot.SetRegular(text, form == ListForm::kVerbatim);
+    return true;
+  }
   // A piece packs to at most its own length and four units (kind and two lengths) when it holds
   // "=", else to one unit; a list has at most one piece more than it has spaces. Short lists,
   // the usual ones, are packed on the stack.
@@ -242,13 +288,13 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
   return true;
 }
 
-void AttributesSlot::SetPacked(std::u16string_view packed) {
+void AttributesSlot::SetBlock(std::u16string_view units, uintptr_t tags) {
   auto* block =
-      static_cast<uint64_t*>(PoolAllocate(sizeof(uint64_t) + packed.size() * sizeof(char16_t)));
-  *block = packed.size();
-  std::copy(packed.begin(), packed.end(), reinterpret_cast<char16_t*>(block + 1));
+      static_cast<uint64_t*>(PoolAllocate(sizeof(uint64_t) + units.size() * sizeof(char16_t)));
+  *block = units.size();
+  std::copy(units.begin(), units.end(), reinterpret_cast<char16_t*>(block + 1));
   Reset();
-  bits_ = reinterpret_cast<uintptr_t>(block) | kPacked;
+  bits_ = reinterpret_cast<uintptr_t>(block) | tags;
 }
 
 void AttributesSlot::Reset() {
@@ -268,9 +314,14 @@ Attributes::PackedPair Attributes::TakePackedPair(std::u16string_view& packed) {
   return pair;
 }
 
-void Attributes::Unpack(std::u16string_view packed) {
-  while (!packed.empty()) {
-    const PackedPair pair = TakePackedPair(packed);
+size_t Attributes::PackedTextBound(const AttributesSlot& slot) {
+  // A packed pair takes three units and its name and value, and its text at most seven
+  // characters more ("=FALSE" and a space); a regular list gains two quotes per number.
+  return slot.packed().size() * 3;
+}
+
+void Attributes::Unpack(const AttributesSlot& slot) {
+  ForEachPackedPair(slot, [this](const PackedPair& pair) {
     Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
     attribute->SetValue(Variant::Missing());
     if (pair.kind != AttributePiece::kNoEquals) {
@@ -280,7 +331,7 @@ void Attributes::Unpack(std::u16string_view packed) {
       if (pair.kind == AttributePiece::kText) attribute->SetValue(Variant(String(pair.value)));
     }
     mcolAttributes->Add(Variant(attribute));
-  }
+  });
 }
 
 BORVANE_REGISTER_CLASS(Attributes)

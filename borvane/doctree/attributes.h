@@ -2,6 +2,7 @@
 #ifndef BORVANE_DOCTREE_ATTRIBUTES_H_
 #define BORVANE_DOCTREE_ATTRIBUTES_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -52,29 +53,32 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // Stores in `slot` the pairs that ReadAttributeString would make of `text`, packed without
   // making any object (nothing when there are none); false, with `slot` unchanged, when reading
   // the text would fail. The packed form holds the outcome of every test, so that unpacking it
-  // later gives the same pairs whatever the thread's locale is by then.
+  // later gives the same pairs whatever the thread's locale is by then. A list in the form the
+  // writer gives (see RegularList) is kept as it stands, which is its own packed form.
   static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
-  // Appends the pairs of a packed form.
-  void Unpack(std::u16string_view packed);
-  // One pair of a packed form: its kind, its name, and for kText its value.
+  // Appends the pairs waiting in `slot`.
+  void Unpack(const AttributesSlot& slot);
+  // One pair waiting in a slot: its kind, its name, and for kText its value.
   struct PackedPair {
     AttributePiece::Kind kind;
     std::u16string_view name;
     std::u16string_view value;
   };
-  // The first pair of a non-empty packed form, which is moved past it.
-  static PackedPair TakePackedPair(std::u16string_view& packed);
-  // Calls put(text) with the pieces of the attribute text of a packed form, as
-  // AppendAttributeString writes the pairs it unpacks to; the writer reads packed pairs
-  // without making their objects.
+  // Calls pair(PackedPair) with each pair waiting in `slot`, in order.
+  template <class F>
+  static void ForEachPackedPair(const AttributesSlot& slot, F&& pair);
+  // Calls put(text) with the pieces of the attribute text of the pairs waiting in `slot`, as
+  // AppendAttributeString writes them once unpacked: the writer reads waiting pairs without
+  // making their objects.
   template <class Put>
-  static void ForEachPackedText(std::u16string_view packed, Put&& put);
-  // Characters of that text at most: a pair packs to three units and its name and value, and
-  // its text takes at most seven characters more ("=FALSE" and a space).
-  static size_t PackedTextBound(std::u16string_view packed) { return packed.size() * 3; }
+  static void ForEachPackedText(const AttributesSlot& slot, Put&& put);
+  // Characters of that text at most.
+  static size_t PackedTextBound(const AttributesSlot& slot);
 
  private:
   const AttributeObj& PairAt(int32_t position) const;
+  // The first pair of a non-empty packed form, which is moved past it.
+  static PackedPair TakePackedPair(std::u16string_view& packed);
   // Appends a pair with an empty name and a missing value, and reads `piece` into it.
   void AddPiece(std::u16string_view piece);
 
@@ -83,7 +87,8 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
 
 // A node's attributes in one word: the Attributes object (counted), or the pairs the reader
 // packed (Attributes::PackAttributeString) until the object is first needed, or neither. The
-// packed pairs are one block of the slab pool, made and freed on the node's thread.
+// packed pairs are one block of the slab pool, made and freed on the node's thread: either the
+// packed form or, for a regular list, the list's own text.
 class AttributesSlot {
  public:
   AttributesSlot() = default;
@@ -96,35 +101,85 @@ class AttributesSlot {
     return (bits_ & kPacked) ? nullptr : reinterpret_cast<Attributes*>(bits_);
   }
   bool has_packed() const { return bits_ & kPacked; }
+  // The block of packed pairs: the packed form, or the list's text when regular().
   std::u16string_view packed() const {
     const uint64_t* block = PackedBlock();
     return block ? std::u16string_view(reinterpret_cast<const char16_t*>(block + 1), *block)
                  : std::u16string_view();
   }
+  // Packed pairs kept as the list's own text, which is also how the writer writes them when
+  // verbatim() (no unquoted number in it).
+  bool regular() const { return bits_ & kRegular; }
+  bool verbatim() const { return bits_ & kVerbatim; }
   // Each replaces what the slot held.
   void SetObject(Ref<Attributes> object) {
     Reset();
     bits_ = reinterpret_cast<uintptr_t>(object.Detach());
   }
-  void SetPacked(std::u16string_view packed);
+  void SetPacked(std::u16string_view packed) { SetBlock(packed, kPacked); }
+  void SetRegular(std::u16string_view text, bool verbatim) {
+    SetBlock(text, kPacked | kRegular | (verbatim ? kVerbatim : 0));
+  }
   void Reset();
 
  private:
   // Set in the address of a packed block: objects and blocks are aligned to 16 bytes.
   static constexpr uintptr_t kPacked = 1;
+  static constexpr uintptr_t kRegular = 2;
+  static constexpr uintptr_t kVerbatim = 4;
+  static constexpr uintptr_t kTags = 7;
+  void SetBlock(std::u16string_view units, uintptr_t tags);
   // The length, then the units.
   uint64_t* PackedBlock() const {
-    return (bits_ & kPacked) ? reinterpret_cast<uint64_t*>(bits_ & ~kPacked) : nullptr;
+    return (bits_ & kPacked) ? reinterpret_cast<uint64_t*>(bits_ & ~kTags) : nullptr;
   }
 
   uintptr_t bits_ = 0;
 };
 
+// The pairs of a regular list: name=value pieces, one space apart, each value quoted (without
+// a quote inside), TRUE, FALSE, a plain number or nothing, and no "|" anywhere.
+template <class F>
+void ForEachRegularPair(std::u16string_view text, F&& pair) {
+  while (true) {
+    Attributes::PackedPair p{AttributePiece::kText, {}, {}};
+    const size_t eq = text.find(u'=');
+    p.name = text.substr(0, eq);
+    text.remove_prefix(eq + 1);
+    size_t end;
+    if (!text.empty() && text.front() == u'"') {
+      end = text.find(u'"', 1) + 1;
+      p.value = text.substr(1, end - 2);
+    } else {
+      end = std::min(text.find(u' '), text.size());
+      p.value = text.substr(0, end);
+      if (p.value == u"TRUE") {
+        p.kind = AttributePiece::kTrue;
+      } else if (p.value == u"FALSE") {
+        p.kind = AttributePiece::kFalse;
+      } else if (p.value.empty()) {
+        p.kind = AttributePiece::kMissing;
+      }
+    }
+    pair(p);
+    if (end >= text.size()) return;
+    text.remove_prefix(end + 1);
+  }
+}
+
+template <class F>
+void Attributes::ForEachPackedPair(const AttributesSlot& slot, F&& pair) {
+  std::u16string_view packed = slot.packed();
+  if (packed.empty()) return;
+  if (slot.regular()) return ForEachRegularPair(packed, pair);
+  while (!packed.empty()) pair(TakePackedPair(packed));
+}
+
 template <class Put>
-void Attributes::ForEachPackedText(std::u16string_view packed, Put&& put) {
+void Attributes::ForEachPackedText(const AttributesSlot& slot, Put&& put) {
+  if (slot.verbatim()) return put(slot.packed());
   bool first = true;
-  while (!packed.empty()) {
-    const PackedPair pair = TakePackedPair(packed);
+  ForEachPackedPair(slot, [&](const PackedPair& pair) {
     if (!first) put(std::u16string_view(u" "));
     first = false;
     put(pair.name);
@@ -144,7 +199,7 @@ void Attributes::ForEachPackedText(std::u16string_view packed, Put&& put) {
         put(std::u16string_view(u"="));
         break;
     }
-  }
+  });
 }
 
 }  // namespace borvane

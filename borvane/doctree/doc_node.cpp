@@ -181,7 +181,7 @@ Ref<Attributes> DocNode::Attributes() {
 Attributes* DocNode::AttributesIfAny() {
   if (mobjAttributes.has_packed()) {
     Ref<borvane::Attributes> made = MakeRef<borvane::Attributes>();
-    made->Unpack(mobjAttributes.packed());
+    made->Unpack(mobjAttributes);
     mobjAttributes.SetObject(std::move(made));
   }
   return mobjAttributes.object();

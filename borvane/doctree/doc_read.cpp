@@ -264,6 +264,7 @@ class TagScanner {
   bool ShortPieces(F& piece) {
     // In locals, which `piece` cannot reach: they stay in registers across its calls.
     const char16_t* p = p_;
+    if (p == long_piece_) return false;
     const char16_t* const end = end_;
     const TagClassifier classify = classify_;
     while (static_cast<size_t>(end - p) >= TagWindow::kSize) {
@@ -277,7 +278,12 @@ class TagScanner {
               std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true);
         at = f.next;
       }
-      if (at == 0) break;
+      if (at == 0) {
+        // The piece here is not one of these: the next call goes straight to the others
+        // instead of looking at the same window again.
+        long_piece_ = p;
+        break;
+      }
       p += at;  // the state stays: in a tag, outside quotes
     }
     if (p == p_) return false;
@@ -371,7 +377,8 @@ class TagScanner {
   const char16_t* end_;
   bool in_tag_ = false;
   bool in_quote_ = false;
-  bool started_ = false;  // a tag start has been seen
+  bool started_ = false;                  // a tag start has been seen
+  const char16_t* long_piece_ = nullptr;  // where ShortPieces last found no piece
   const TagClassifier classify_ = PickTagClassifier();
   KeptText head_;
   KeptText text_;

@@ -264,7 +264,7 @@ void DocNode::WriteNode(std::u16string& result, bool indent, size_t nodes_at_mos
     // whose Attributes was never read and that read none has none.
     if (n->mobjAttributes.has_packed()) {
       out.Put(u' ');
-      borvane::Attributes::ForEachPackedText(n->mobjAttributes.packed(),
+      borvane::Attributes::ForEachPackedText(n->mobjAttributes,
                                              [&](std::u16string_view text) { out.Put(text); });
     } else if (const borvane::Attributes* list = n->mobjAttributes.object();
                list && list->Count() > 0) {
@@ -299,7 +299,7 @@ size_t DocNode::TextBound(bool indent) {
     size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
     total += (indent ? static_cast<size_t>(level) * lines : 0) + 2 * n->mstrName.size() + 7;
     if (n->mobjAttributes.has_packed()) {
-      total += 1 + borvane::Attributes::PackedTextBound(n->mobjAttributes.packed());
+      total += 1 + borvane::Attributes::PackedTextBound(n->mobjAttributes);
     } else if (const borvane::Attributes* list = n->mobjAttributes.object();
                list && list->Count() > 0) {
       total += 1 + list->TextBound();

@@ -120,6 +120,17 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
       }
     }
   }
+  // An attribute list in the writer's form, with a character that may break that form at each
+  // place: read as it stands or by the general rules, it gives the pairs of the literal steps.
+  const std::u16string list = u"k=\"ab cd\" n=-12 t=TRUE e= q=\"\" r=1.5 f=FALSE";
+  for (char16_t breaker : std::u16string(u" \"|=-.x")) {
+    for (size_t at = 0; at <= list.size(); ++at) {
+      const std::u16string broken = list.substr(0, at) + breaker + list.substr(at);
+      ExpectReadsAsLiteralSteps(
+          u"<r>\n\t<v " + broken + u">\n\t1\n\t</v>\n</r>\n",
+          "list with code " + std::to_string(int(breaker)) + " at " + std::to_string(at));
+    }
+  }
   // A tab in a long name stays part of it; the last piece has no tag behind it.
   Ref<Doc> doc = MakeRef<Doc>();
   Read(*doc, "<r>\n\t<long\tname x=1>\n\t\"v\"\n\t</long>\n</r>\n");
