@@ -272,11 +272,26 @@ class TagScanner {
       classify(p, w);
       unsigned at = 0;
       Found f;
-      // Without a "<" further on in the window no piece can end there.
-      while (at < TagWindow::kSize && (w.lt & TagWindow::From(at)) && PieceAt(w, at, f)) {
-        piece(std::u16string_view(p + at, f.head_end - at),
-              std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true);
-        at = f.next;
+      const char16_t* resume = nullptr;
+      while (at < TagWindow::kSize) {
+        // Without a "<" further on in the window no piece can end there.
+        if ((w.lt & TagWindow::From(at)) && PieceAt(w, at, f)) {
+          piece(std::u16string_view(p + at, f.head_end - at),
+                std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true);
+          at = f.next;
+          continue;
+        }
+        // A head that ends in the window, with a text that goes on past it (a long value): the
+        // rest is read from the text itself, and the next window starts behind it.
+        unsigned head_end;
+        std::u16string_view text;
+        if (HeadAt(w, at, head_end) && TextBehind(p + head_end, text, resume))
+          piece(std::u16string_view(p + at, head_end - at), text, true);
+        break;
+      }
+      if (resume) {
+        p = resume;
+        continue;
       }
       if (at == 0) {
         // The piece here is not one of these: the next call goes straight to the others
@@ -299,21 +314,9 @@ class TagScanner {
   // The piece of the writer's form that starts at place `at` (below 64) of the window, if it
   // ends there.
   [[gnu::always_inline]] static bool PieceAt(const TagWindow& w, unsigned at, Found& f) {
+    if (!HeadAt(w, at, f.head_end)) return false;
     const uint64_t head_stops = w.lt | w.gt | w.quote | w.mark;
-    uint64_t stops = head_stops & TagWindow::From(at);
-    if (!stops) return false;
-    f.head_end = __builtin_ctzll(stops);
-    // A quoted attribute value: passed over up to its closing quote, when no ">" stands inside.
-    while (TagWindow::Has(w.quote, f.head_end)) {
-      stops = (w.quote | w.gt | w.mark) & TagWindow::Behind(f.head_end);
-      if (!stops) return false;
-      const unsigned close = __builtin_ctzll(stops);
-      if (!TagWindow::Has(w.quote, close)) return false;
-      stops = head_stops & TagWindow::Behind(close);
-      if (!stops) return false;
-      f.head_end = __builtin_ctzll(stops);
-    }
-    if (!TagWindow::Has(w.gt, f.head_end)) return false;
+    uint64_t stops;
     const uint64_t text_starts = ~w.white & TagWindow::Behind(f.head_end);
     if (!text_starts) return false;
     f.text_begin = __builtin_ctzll(text_starts);
@@ -339,6 +342,26 @@ class TagScanner {
     return true;
   }
 
+  // The ">" that ends the head of the writer's form starting at place `at` of the window, if
+  // it stands in the window.
+  [[gnu::always_inline]] static bool HeadAt(const TagWindow& w, unsigned at, unsigned& head_end) {
+    const uint64_t head_stops = w.lt | w.gt | w.quote | w.mark;
+    uint64_t stops = head_stops & TagWindow::From(at);
+    if (!stops) return false;
+    head_end = __builtin_ctzll(stops);
+    // A quoted attribute value: passed over up to its closing quote, when no ">" stands inside.
+    while (TagWindow::Has(w.quote, head_end)) {
+      stops = (w.quote | w.gt | w.mark) & TagWindow::Behind(head_end);
+      if (!stops) return false;
+      const unsigned close = __builtin_ctzll(stops);
+      if (!TagWindow::Has(w.quote, close)) return false;
+      stops = head_stops & TagWindow::Behind(close);
+      if (!stops) return false;
+      head_end = __builtin_ctzll(stops);
+    }
+    return TagWindow::Has(w.gt, head_end);
+  }
+
   // Behind the quoted text that opens at `quote`, or nullptr when a stop other than the
   // closing quote comes first.
   const char16_t* PastQuoted(const char16_t* quote) const {
@@ -355,8 +378,19 @@ class TagScanner {
       p = FindFirst<Seek::kStopInTag>(p, end);
     }
     if (p == end || *p != u'>') return false;
-    const char16_t* const head_end = p;
-    p = FindFirst<Seek::kNotWhite>(p + 1, end);
+    const char16_t* next;
+    if (!TextBehind(p, text, next)) return false;
+    head = std::u16string_view(head_begin, static_cast<size_t>(p - head_begin));
+    p_ = next;  // the state stays: in a tag, outside quotes
+    return true;
+  }
+
+  // The text of the writer's form behind the ">" at `head_end`, and in `next` the place behind
+  // the "<" that cuts it; false when the piece leaves that form.
+  bool TextBehind(const char16_t* head_end, std::u16string_view& text,
+                  const char16_t*& next) const {
+    const char16_t* const end = end_;
+    const char16_t* p = FindFirst<Seek::kNotWhite>(head_end + 1, end);
     const char16_t* const text_begin = p;
     if (p == end) return false;
     if (*p == u'"') {
@@ -367,8 +401,7 @@ class TagScanner {
     const char16_t* const text_end = p;
     p = FindFirst<Seek::kNotWhite>(p, end);
     if (p == end || *p != u'<') return false;
-    p_ = p + 1;  // the state stays: in a tag, outside quotes
-    head = std::u16string_view(head_begin, static_cast<size_t>(head_end - head_begin));
+    next = p + 1;
     text = std::u16string_view(text_begin, static_cast<size_t>(text_end - text_begin));
     return true;
   }
