@@ -288,7 +288,7 @@ Variant Call(Fn fn, ObjectBase& self_base, std::vector<Variant>& args,
                     if (!was) {
                       String& now = std::get<I>(locals);
                       const String& given = args[I].StringRef();
-                      if (now.IsNull() != given.IsNull() || now.view() != given.view())
+                      if (now.IsNull() != given.IsNull() || !SameText(now.view(), given.view()))
                         args[I] = Variant(std::move(now));
                       return;
                     }

@@ -8,11 +8,19 @@
 
 #include <compare>
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace borvane {
+
+// Whether two texts hold the same units. The standard comparison of 16-bit texts goes a unit at
+// a time; this compares memory, which counts for long texts.
+inline bool SameText(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() &&
+         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+}
 
 class String {
  public:
@@ -71,7 +79,7 @@ class String {
     return r;
   }
   // Binary comparison; null compares as "".
-  friend bool operator==(const String& a, const String& b) { return a.text_ == b.text_; }
+  friend bool operator==(const String& a, const String& b) { return SameText(a.text_, b.text_); }
   friend std::strong_ordering operator<=>(const String& a, const String& b) {
     return a.text_.compare(b.text_) <=> 0;
   }
