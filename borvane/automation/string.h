@@ -8,6 +8,7 @@
 
 #include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -16,10 +17,21 @@
 namespace borvane {
 
 // Whether two texts hold the same units. The standard comparison of 16-bit texts goes a unit at
-// a time; this compares memory, which counts for long texts.
+// a time: short texts (names, keys) are compared here four units at a time without a call,
+// longer ones as memory.
 inline bool SameText(std::u16string_view a, std::u16string_view b) {
-  return a.size() == b.size() &&
-         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+  if (a.size() != b.size()) return false;
+  if (a.size() > 32) return std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+  size_t i = 0;
+  for (; i + 4 <= a.size(); i += 4) {
+    uint64_t x, y;
+    std::memcpy(&x, a.data() + i, sizeof x);
+    std::memcpy(&y, b.data() + i, sizeof y);
+    if (x != y) return false;
+  }
+  for (; i < a.size(); ++i)
+    if (a[i] != b[i]) return false;
+  return true;
 }
 
 class String {

@@ -73,23 +73,40 @@ void AttributeObj::FromAttributeText(String& Text) {
   FromAttributeText(Text.view());
 }
 
-bool IsPlainNumber(std::u16string_view text) {
-  size_t digits = 0;
-  bool point = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char16_t ch = text[i];
-    if (ch >= u'0' && ch <= u'9') {
-      ++digits;
-    } else if (ch == u'-' && i == 0) {
-      continue;
-    } else if (ch == u'.' && !point && digits > 0 && i + 1 < text.size() &&
-               ThreadLocale().decimal == u'.') {
-      point = true;
-    } else {
-      return false;
-    }
+bool PlainNumber(std::u16string_view text, char16_t decimal, double& out) {
+  static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const char16_t* p = text.data();
+  const char16_t* const end = p + text.size();
+  const bool negative = p != end && *p == u'-';
+  p += negative;
+  // Digits past the fifteenth wrap the mantissa around; the text is refused then anyway.
+  uint64_t mantissa = 0;
+  auto digits = [&] {
+    const char16_t* const first = p;
+    for (; p != end && static_cast<unsigned>(*p - u'0') < 10; ++p)
+      mantissa = mantissa * 10 + static_cast<unsigned>(*p - u'0');
+    return static_cast<size_t>(p - first);
+  };
+  const size_t whole = digits();
+  if (whole == 0) return false;
+  size_t fraction = 0;
+  if (p != end) {
+    if (*p != u'.' || decimal != u'.') return false;
+    ++p;
+    fraction = digits();
+    if (p != end || fraction == 0) return false;
   }
-  return digits > 0 && digits <= 15;
+  if (whole + fraction > 15) return false;
+  double value = static_cast<double>(mantissa);
+  if (fraction > 0) value /= kPow10[fraction];
+  out = (negative && value != 0) ? -value : value;
+  return true;
+}
+
+bool IsPlainNumber(std::u16string_view text) {
+  double ignored;
+  return PlainNumber(text, ThreadLocale().decimal, ignored);
 }
 
 AttributePiece ReadAttributePiece(std::u16string_view text) {

@@ -23,8 +23,12 @@ struct AttributePiece {
   std::u16string_view value;  // for kText
 };
 AttributePiece ReadAttributePiece(std::u16string_view text);
-// Whether `text` is a number of the plain form -ddd or -ddd.ddd (the "." only where it is the
-// thread's decimal point), 15 digits at most: numeric by the locale's test, which is spared.
+// A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
+// numeric test of any locale whose decimal point (`decimal`) is ".", and its value is exact as
+// the quotient of two exact doubles, as the leading-number conversion gives it. False for any
+// other text. The readers take it as a short way past the locale's numeric test.
+bool PlainNumber(std::u16string_view text, char16_t decimal, double& out);
+// The same test with the thread's decimal point, without the value.
 bool IsPlainNumber(std::u16string_view text);
 
 // Made with every node that has attributes: from the slab pool, like the nodes.

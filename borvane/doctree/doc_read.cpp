@@ -427,56 +427,6 @@ inline bool IsWordNoCase(std::u16string_view text, std::u16string_view lower) {
   return true;
 }
 
-// Exact comparison of two short texts, four units at a time (compare() tests each unit twice).
-inline bool SameUnits(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  size_t i = 0;
-  for (; i + 4 <= a.size(); i += 4) {
-    uint64_t x, y;
-    std::memcpy(&x, a.data() + i, sizeof x);
-    std::memcpy(&y, b.data() + i, sizeof y);
-    if (x != y) return false;
-  }
-  for (; i < a.size(); ++i)
-    if (a[i] != b[i]) return false;
-  return true;
-}
-
-// A number of the plain form -ddd or -ddd.ddd, with at most 15 digits: such a text passes the
-// numeric test of any locale whose decimal point (`decimal`) is ".", and its value is exact as
-// the quotient of two exact doubles, as the leading-number conversion gives it. False for any
-// other text.
-bool PlainNumber(std::u16string_view text, char16_t decimal, double& out) {
-  static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  const char16_t* p = text.data();
-  const char16_t* const end = p + text.size();
-  const bool negative = p != end && *p == u'-';
-  p += negative;
-  // Digits past the fifteenth wrap the mantissa around; the text is refused then anyway.
-  uint64_t mantissa = 0;
-  auto digits = [&] {
-    const char16_t* const first = p;
-    for (; p != end && static_cast<unsigned>(*p - u'0') < 10; ++p)
-      mantissa = mantissa * 10 + static_cast<unsigned>(*p - u'0');
-    return static_cast<size_t>(p - first);
-  };
-  const size_t whole = digits();
-  if (whole == 0) return false;
-  size_t fraction = 0;
-  if (p != end) {
-    if (*p != u'.' || decimal != u'.') return false;
-    ++p;
-    fraction = digits();
-    if (p != end || fraction == 0) return false;
-  }
-  if (whole + fraction > 15) return false;
-  double value = static_cast<double>(mantissa);
-  if (fraction > 0) value /= kPow10[fraction];
-  out = (negative && value != 0) ? -value : value;
-  return true;
-}
-
 // A value text that is one quote alone, which has no text between its first and last
 // character: reading it fails.
 bool IsLoneQuote(std::u16string_view text) {
@@ -614,10 +564,10 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       // the nodes of one text share the last name while it stays the same, and a head that is
       // that name alone holds no space.
       size_t space = std::u16string_view::npos;
-      if (!SameUnits(head, last_name.view())) {
+      if (!SameText(head, last_name.view())) {
         space = head.find(u' ');
         std::u16string_view name = head.substr(0, space);
-        if (!SameUnits(name, last_name.view())) last_name = NodeName(name);
+        if (!SameText(name, last_name.view())) last_name = NodeName(name);
       }
       if (IsLoneQuote(text)) ThrowPlatformError(kErrInvalidCall);
       DocNode* node = AddReadNode(keyed, last_name, root);

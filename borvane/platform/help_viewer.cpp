@@ -200,11 +200,13 @@ std::shared_ptr<HelpFile> LoadTables(const std::string& chm, const std::string& 
   f->info = ParseHelpSystem(ReadNativeFile(folder + "/#SYSTEM"));
   f->context =
       ParseContextMap(ReadNativeFile(folder + "/#IVB"), ReadNativeFile(folder + "/#STRINGS"));
-  if (!ExistingTopic(*f, f->info.contents_file).empty())
-    f->contents =
-        ParseSitemap(ReadNativeFile(folder + "/" + ExistingTopic(*f, f->info.contents_file)));
-  if (!ExistingTopic(*f, f->info.index_file).empty())
-    f->index = ParseSitemap(ReadNativeFile(folder + "/" + ExistingTopic(*f, f->info.index_file)));
+  auto sitemap = [&](const std::string& name) {
+    const std::string topic = ExistingTopic(*f, name);
+    return topic.empty() ? std::vector<SitemapEntry>()
+                         : ParseSitemap(ReadNativeFile(folder + "/" + topic));
+  };
+  f->contents = sitemap(f->info.contents_file);
+  f->index = sitemap(f->info.index_file);
   return f;
 }
 

@@ -47,9 +47,9 @@ bool RunInChild(const std::function<bool()>& work) {
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-void MakeFolders(const std::string& path) {
+void MakeFolders(const std::string& path, unsigned mode) {
   for (size_t i = 1; i <= path.size(); ++i)
-    if (i == path.size() || path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0755);
+    if (i == path.size() || path[i] == '/') ::mkdir(path.substr(0, i).c_str(), mode);
 }
 
 }  // namespace borvane::platform

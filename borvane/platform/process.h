@@ -22,9 +22,9 @@ bool HasDisplay();
 // afterwards; what it leaves is what it wrote to files.
 bool RunInChild(const std::function<bool()>& work);
 
-// Makes the folder at the native `path` and every folder on its way (mode 0755 before the
+// Makes the folder at the native `path` and every folder on its way (with `mode`, before the
 // umask); folders already there are left alone.
-void MakeFolders(const std::string& path);
+void MakeFolders(const std::string& path, unsigned mode = 0755);
 
 }  // namespace borvane::platform
 

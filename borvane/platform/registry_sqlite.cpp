@@ -20,6 +20,7 @@
 
 #include "borvane/platform/font_catalog.h"
 #include "borvane/platform/help_keys.h"
+#include "borvane/platform/process.h"
 
 namespace borvane::platform {
 
@@ -42,12 +43,6 @@ void StatementCache::Clear() {
 }
 
 namespace {
-
-// The folders on the way to the store's file, private to the user.
-void MakeParentFolders(const std::string& path) {
-  for (size_t i = 1; i < path.size(); ++i)
-    if (path[i] == '/') ::mkdir(path.substr(0, i).c_str(), 0700);
-}
 
 std::string Env(const char* name) {
   const char* v = std::getenv(name);
@@ -152,7 +147,9 @@ std::string EarlierRegistryTextPath() {
 }
 
 SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path_(std::move(path)) {
-  MakeParentFolders(path_);
+  // The folders on the way to the store's file, private to the user.
+  if (size_t slash = path_.rfind('/'); slash != std::string::npos)
+    MakeFolders(path_.substr(0, slash), 0700);
   OpenResult opened = Open();
   if (opened == OpenResult::kDamaged) {
     // Not a database, or a damaged one: set it aside, never delete it, and start afresh.
