@@ -40,11 +40,20 @@ String FromAnsi(std::string_view bytes) {
 }
 
 std::string ToCodePage(const String& text, CodePage cp) {
-  if (cp == CodePage::kUtf8) return Utf16ToUtf8(text.view());
   std::string out;
-  out.reserve(text.size());
-  for (char16_t ch : text.view()) out.push_back(Byte1252(ch));
+  AppendCodePage(text.view(), cp, out);
   return out;
+}
+
+void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out) {
+  if (cp == CodePage::kUtf8) {
+    out += Utf16ToUtf8(text);
+    return;
+  }
+  size_t at = out.size();
+  out.resize(at + text.size());
+  char* to = out.data() + at;
+  for (char16_t ch : text) *to++ = Byte1252(ch);
 }
 
 String FromCodePage(std::string_view bytes, CodePage cp) {

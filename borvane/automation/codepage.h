@@ -28,6 +28,8 @@ String FromAnsi(std::string_view bytes);
 // Both directions with an explicit code page.
 std::string ToCodePage(const String& text, CodePage cp);
 String FromCodePage(std::string_view bytes, CodePage cp);
+// ToCodePage appended to `out`.
+void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out);
 
 // One byte, one character: byte b becomes the code unit b, and back (code units above 0xFF
 // keep their low byte). The font name readers read their files this way.

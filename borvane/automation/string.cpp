@@ -74,9 +74,14 @@ std::u16string Utf8ToUtf16(std::string_view in) {
 }
 
 std::string Utf16ToUtf8(std::u16string_view in) {
-  std::string out;
-  out.reserve(in.size());
-  for (size_t i = 0; i < in.size(); ++i) {
+  // The ASCII part in front, a byte a unit, is the whole of most texts.
+  size_t ascii = 0;
+  while (ascii < in.size() && in[ascii] < 0x80) ++ascii;
+  std::string out(ascii, '\0');
+  for (size_t i = 0; i < ascii; ++i) out[i] = static_cast<char>(in[i]);
+  if (ascii == in.size()) return out;
+  out.reserve(in.size() + in.size() / 2);
+  for (size_t i = ascii; i < in.size(); ++i) {
     char32_t cp = in[i];
     if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < in.size() && in[i + 1] >= 0xDC00 &&
         in[i + 1] <= 0xDFFF) {

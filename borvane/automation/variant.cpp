@@ -108,6 +108,15 @@ void Array::Set(const std::vector<int32_t>& subscripts, const Variant& value) {
   slot = element_type_ == vbVariant ? value : CVarType(value, element_type_);
 }
 
+void Array::Set(const std::vector<int32_t>& subscripts, Variant&& value) {
+  Variant& slot = At(subscripts);
+  // A value of the element type itself is kept as it is, so it may be moved in.
+  if (element_type_ == vbVariant || value.VarType() == element_type_)
+    slot = std::move(value);
+  else
+    slot = CVarType(value, element_type_);
+}
+
 void Array::RedimPreserve(int32_t new_upper) {
   if (bounds_.empty()) ThrowPlatformError(kErrSubscript);
   Bound& last = bounds_.back();

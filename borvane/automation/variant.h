@@ -92,6 +92,7 @@ class Array {
   Variant& operator[](int32_t index) { return At({index}); }
   // Stores `value` converted to the element type.
   void Set(const std::vector<int32_t>& subscripts, const Variant& value);
+  void Set(const std::vector<int32_t>& subscripts, Variant&& value);
 
   // ReDim Preserve: a new upper bound for the last dimension, keeping the content.
   void RedimPreserve(int32_t new_upper);

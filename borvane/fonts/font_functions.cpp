@@ -90,7 +90,7 @@ bool FontFunctions::GetTTFontInfo(String& strSourcePath, String& strFontFileName
                          written))
     return false;
   String family, style;
-  String name = ScanFotNames(FromAnsi(bytes), family, style);
+  String name = ScanFotNameBytes(bytes, family, style);
   TTFInfo.FontName = name;
   TTFInfo.FontFamily = family;
   TTFInfo.FontStyle = style;

@@ -1,5 +1,7 @@
 // FontFunctions: the installed font lists and the lookups of names, files and style words over
 // them.
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 #include "borvane/automation/codepage.h"
@@ -27,8 +29,9 @@ struct Row {
 std::vector<Row> Rows(const Array& list, FontFunctions& f) {
   std::vector<Row> rows;
   for (int32_t i = 0; i <= list.UBound(2); ++i) {
-    if (CStr(list.At({0, i})).empty()) continue;
-    String file = CStr(list.At({1, i}));
+    // The list's elements are Strings.
+    if (list.At({0, i}).StringRef().empty()) continue;
+    const String& file = list.At({1, i}).StringRef();
     std::u16string_view v = file.view();
     size_t slash = v.rfind(u'\\');
     if (slash != std::u16string_view::npos) {
@@ -38,6 +41,20 @@ std::vector<Row> Rows(const Array& list, FontFunctions& f) {
     }
   }
   return rows;
+}
+
+// Whether the last four characters of `text`, in capital letters, are `extension` (".TTF").
+bool EndsWithExtension(const String& text, std::string_view extension) {
+  std::u16string_view t = text.view();
+  if (t.size() < 4) return false;
+  std::u16string_view last = t.substr(t.size() - 4);
+  for (size_t i = 0; i < 4; ++i) {
+    // A character beyond ASCII takes the full capitalisation.
+    if (last[i] >= 0x80) return UCase(String(last)) == String(std::string(extension).c_str());
+    char16_t up = last[i] >= u'a' && last[i] <= u'z' ? last[i] - 32 : last[i];
+    if (up != static_cast<char16_t>(extension[i])) return false;
+  }
+  return true;
 }
 
 bool StartsWith(const String& text, const String& prefix) {
@@ -53,10 +70,11 @@ Array FontFunctions::InstalledFonts(const char* extension) {
   RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest_name,
                    &longest_data);
   Array list(vbString, {{0, 1}, {0, 10}});
+  std::vector<char> name(longest_name + 1);
+  std::vector<uint8_t> data(longest_data + 1);
   int32_t index = 0;
   for (;; ++index) {
-    std::vector<char> name(longest_name + 1, ' ');
-    std::vector<uint8_t> data(longest_data + 1, 0);
+    std::fill(name.begin(), name.end(), ' ');
     uint32_t name_length = longest_name + 1, data_length = longest_data + 1, type = 0;
     int32_t r = RegEnumValueA(key, static_cast<uint32_t>(index), name.data(), &name_length, &type,
                               data.data(), &data_length);
@@ -65,12 +83,11 @@ Array FontFunctions::InstalledFonts(const char* extension) {
     if (r != 0 || data_length == 0) continue;
     String text =
         FromAnsi(std::string_view(reinterpret_cast<const char*>(data.data()), data_length - 1));
-    std::u16string_view t = text.view();
-    if (t.size() < 4 || !(UCase(String(t.substr(t.size() - 4))) == String(extension))) continue;
+    if (!EndsWithExtension(text, extension)) continue;
     // A slot behind the last one grows the list to ten slots behind it.
     if (index > list.UBound(2)) list.RedimPreserve(index + 10);
     list.Set({0, index}, Variant(FromAnsi(std::string_view(name.data(), name_length))));
-    list.Set({1, index}, Variant(text));
+    list.Set({1, index}, Variant(std::move(text)));
   }
   RegCloseKey(key);
   list.RedimPreserve(index);
@@ -112,20 +129,14 @@ String FontFunctions::GetFontFriedlyName(String& FileNameTTF) {
   if (platform::FontResources()
           .ScalableFontResourceBytes(1, fot, FileNameTTF, String(), bytes, written)
           .ok) {
-    String text = FromAnsi(bytes);
-    std::u16string_view t = text.view();
-    size_t marker = t.find(u"FONTRES:");
-    size_t p = marker == std::u16string_view::npos ? 7 : marker + 8;
-    if (p > 32766) ThrowPlatformError(kErrOverflow);
-    size_t nul = t.find(u'\0', p);
-    if (nul == std::u16string_view::npos) ThrowPlatformError(kErrInvalidCall);
-    name = String(t.substr(p, nul - p));
+    name = FotFaceName(bytes);
   }
   if (written) platform::Files().DeleteFile(fot);
   return name.empty() ? GetFontName(FileNameTTF) : name;
 }
 
 String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
+  platform::FontResourceWalk walk;
   String family;
   bool found = false, quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
@@ -150,6 +161,7 @@ String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
 }
 
 String FontFunctions::FontFilename(String& sFontName, String& sFontStyle) {
+  platform::FontResourceWalk walk;
   String last, exact;
   bool found = false, quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
@@ -176,6 +188,7 @@ String FontFunctions::FontFilename(String& sFontName, String& sFontStyle) {
 }
 
 void FontFunctions::GetFontStylename(String& sBold, String& sItalic) {
+  platform::FontResourceWalk walk;
   std::vector<String> styles;
   bool quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {

@@ -5,6 +5,7 @@
 #define BORVANE_FONTS_FONT_READERS_H_
 
 #include <cstdint>
+#include <string_view>
 
 #include "borvane/automation/string.h"
 
@@ -24,6 +25,11 @@ String ReadFontFileText(const String& path);
 String ReadFotNames(const String& fot, String& family, String& style);
 // The same scan over the text of a ".FOT" already read.
 String ScanFotNames(const String& whole, String& family, String& style);
+// The same scan over the bytes of a ".FOT", read as text in the ANSI code page.
+String ScanFotNameBytes(std::string_view bytes, String& family, String& style);
+// The name alone, by the first steps of the same scan (errors 6 and 5 as there): the family
+// and style are not looked for.
+String FotFaceName(std::string_view bytes);
 
 // The face name of the bitmap font `file` in the folder `dir`: behind the first "FONTRES"
 // and the first ":" after it, up to the next NUL, without leading and trailing blanks.

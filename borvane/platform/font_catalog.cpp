@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/registry.h"
 
 namespace borvane::platform {
@@ -17,9 +18,15 @@ class FontconfigCatalog : public FontCatalog {
  public:
   std::vector<InstalledFont> Fonts() override {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!loaded_ || !FcConfigUptoDate(nullptr)) {
-      // A font added or removed since: fontconfig reads its folders again.
-      if (loaded_) FcInitReinitialize();
+    // The folders of fonts and of fontconfig's configuration are watched: while none of them
+    // changed, neither did the list, and fontconfig is not asked (its own check looks at every
+    // folder). A folder that cannot be watched leaves that check to be made on every read.
+    const bool changed = watch_.Changed();
+    if (!loaded_ || changed || (!watched_ && !FcConfigUptoDate(nullptr))) {
+      // A font added or removed since: fontconfig reads its folders again, unless this
+      // process did so already when it made the change.
+      if (loaded_ && !FcConfigUptoDate(nullptr)) FcInitReinitialize();
+      watched_ = Watch();
       Load();
       loaded_ = true;
     }
@@ -34,6 +41,21 @@ class FontconfigCatalog : public FontCatalog {
   }
 
  private:
+  // Watches every folder that fontconfig reads fonts or its configuration from, and the user's
+  // font folder, which an install may make.
+  bool Watch() {
+    bool all = watch_.WatchFolder(UserFontFolder());
+    FcStrList* dirs = FcConfigGetFontDirs(nullptr);
+    while (FcChar8* dir = dirs ? FcStrListNext(dirs) : nullptr)
+      all &= watch_.WatchFolder(reinterpret_cast<const char*>(dir));
+    if (dirs) FcStrListDone(dirs);
+    FcStrList* files = FcConfigGetConfigFiles(nullptr);
+    while (FcChar8* file = files ? FcStrListNext(files) : nullptr)
+      all &= watch_.WatchFile(reinterpret_cast<const char*>(file));
+    if (files) FcStrListDone(files);
+    return all;
+  }
+
   void Load() {
     fonts_.clear();
     FcPattern* pattern = FcPatternCreate();
@@ -62,6 +84,8 @@ class FontconfigCatalog : public FontCatalog {
   }
 
   std::mutex mutex_;
+  FolderWatch watch_;
+  bool watched_ = false;
   bool loaded_ = false;
   std::vector<InstalledFont> fonts_;
 };
@@ -73,25 +97,28 @@ constexpr std::u16string_view kFontsKeys[] = {
 constexpr std::u16string_view kShellFolders =
     u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 
-bool SameKey(const String& key, std::u16string_view name) {
-  return FoldRegistryName(key) == FoldRegistryName(String(name));
+// The keys' names folded once, as every read of the registry asks about them.
+const std::u16string& Folded(size_t which) {
+  static const std::u16string folded[] = {FoldRegistryName(String(kFontsKeys[0])),
+                                          FoldRegistryName(String(kFontsKeys[1])),
+                                          FoldRegistryName(String(kShellFolders))};
+  return folded[which];
 }
 
-bool IsFontsKey(const String& key) {
-  for (auto k : kFontsKeys)
-    if (SameKey(key, k)) return true;
-  return false;
+bool IsFontsKey(const std::u16string& folded_key) {
+  return folded_key == Folded(0) || folded_key == Folded(1);
 }
 
 class SystemKeys : public ComputedKeys {
  public:
   std::vector<RegistryValue> Values(const String& key) override {
     std::vector<RegistryValue> out;
-    if (IsFontsKey(key)) {
+    const std::u16string folded = FoldRegistryName(key);
+    if (IsFontsKey(folded)) {
       for (const InstalledFont& f : InstalledFonts().Fonts())
         out.push_back(
             RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
-    } else if (SameKey(key, kShellFolders)) {
+    } else if (folded == Folded(2)) {
       // As the desktop would, once the folder is there.
       std::string folder = InstalledFonts().UserFontFolder();
       struct stat st;
@@ -101,7 +128,7 @@ class SystemKeys : public ComputedKeys {
     return out;
   }
   std::vector<String> SubKeys(const String&) override { return {}; }
-  bool HasKey(const String& key) override { return IsFontsKey(key); }
+  bool HasKey(const String& key) override { return IsFontsKey(FoldRegistryName(key)); }
 };
 
 }  // namespace

@@ -10,10 +10,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
+#include "borvane/automation/codepage.h"
 #include "borvane/platform/file_system.h"
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/font_resource_file.h"
 
 namespace borvane::platform {
@@ -123,36 +126,92 @@ uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
   return error;
 }
 
-// The faces of the fonts read so far, by native path, each valid while its file keeps its
-// identity, size and modification time: the font lists read every installed font's names on
-// every lookup, and a font file is read and parsed once per change instead.
+// The faces of the fonts read so far, by native path, and the ".FOT" bytes last made of each:
+// the font lists read every installed font's names on every lookup, and a font file is read and
+// parsed once per change instead. An entry is trusted without a look at its file while the folder
+// watch has seen nothing change since the entry was checked; a file that cannot be watched is
+// checked by its identity, size and modification time on each use.
 class FaceCache {
  public:
-  // 0 and the face of the font at `path`, or the error of opening or reading it.
-  uint32_t Face(const std::string& path, SfntFace& face) {
+  struct Entry {
+    SfntFace face;
+    uint32_t error = 0;
+    // The bytes last built of the face, and what they were built with, for a shown and a
+    // hidden font (the lists' two readers ask for one each).
+    struct Built {
+      uint32_t hidden = 0;
+      std::u16string font_file;
+      CodePage code_page = CodePage::kWindows1252;
+      std::string bytes;
+      bool done = false;
+    } built[2];
+  };
+
+  // Asks the watch what changed: a font whose bytes changed is read again; after any other
+  // change no entry is trusted until its identity, size and time are checked again.
+  void Look() {
+    FolderWatch::Changes changes = watch_.TakeChanges();
+    if (!changes.any) return;
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++generation_;
+    if (changes.all_files) entries_.clear();
+    for (const std::string& file : changes.files) entries_.erase(file);
+  }
+
+  // 0 and the entry of the font at `path`, or the error of opening or reading it.
+  uint32_t Get(const std::string& path, std::shared_ptr<Entry>& out) {
+    uint64_t generation;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto it = entries_.find(path);
+      if (it != entries_.end() && it->second.trusted == generation_) {
+        out = it->second.entry;
+        return out->error;
+      }
+      generation = generation_;
+    }
+    // The watch goes first: a change from here on is seen at the next look.
+    bool watched = watch_.WatchFile(path);
     struct stat st;
     if (::stat(path.c_str(), &st) != 0) return ErrorFor(errno, path);
     Stamp stamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
+    const uint64_t trusted = watched ? generation : 0;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       auto it = entries_.find(path);
       if (it != entries_.end() && it->second.stamp == stamp) {
-        face = it->second.face;
-        return it->second.error;
+        it->second.trusted = trusted;
+        out = it->second.entry;
+        return out->error;
       }
     }
-    Entry entry{stamp, SfntFace(), 0};
+    auto entry = std::make_shared<Entry>();
     MappedFile font;
-    entry.error = font.Open(path);
     // Errors of reading the file (rights, a folder in its place) may pass; only the answer
     // about its bytes is kept.
-    if (entry.error) return entry.error;
-    entry.error = ReadSfntFace(font.bytes(), entry.face);
-    face = entry.face;
+    if (uint32_t e = font.Open(path)) return e;
+    entry->error = ReadSfntFace(font.bytes(), entry->face);
     std::lock_guard<std::mutex> lock(mutex_);
     if (entries_.size() >= kLimit) entries_.clear();
-    entries_[path] = entry;
-    return entry.error;
+    entries_[path] = Slot{stamp, trusted, entry};
+    out = std::move(entry);
+    return out->error;
+  }
+
+  // The ".FOT" bytes of `entry`'s face, made anew only when what they are made with changed.
+  void Bytes(Entry& entry, uint32_t hidden, const String& font_file, std::string& bytes) {
+    const CodePage code_page = AnsiCodePage();
+    std::lock_guard<std::mutex> lock(mutex_);
+    Entry::Built& b = entry.built[hidden != 0];
+    if (!b.done || b.hidden != hidden || b.code_page != code_page ||
+        b.font_file != font_file.view()) {
+      b.bytes = BuildFontResourceFile(entry.face, hidden != 0, font_file);
+      b.hidden = hidden;
+      b.font_file = std::u16string(font_file.view());
+      b.code_page = code_page;
+      b.done = true;
+    }
+    bytes = b.bytes;
   }
 
  private:
@@ -165,13 +224,15 @@ class FaceCache {
     long nsec;
     bool operator==(const Stamp&) const = default;
   };
-  struct Entry {
+  struct Slot {
     Stamp stamp;
-    SfntFace face;
-    uint32_t error;
+    uint64_t trusted;  // the generation in which the entry was last checked, 0 for none
+    std::shared_ptr<Entry> entry;
   };
   std::mutex mutex_;
-  std::unordered_map<std::string, Entry> entries_;
+  uint64_t generation_ = 1;
+  FolderWatch watch_;
+  std::unordered_map<std::string, Slot> entries_;
 };
 
 // Whether a new file could be made at `target`, which does not exist: 0, 3 when its folder is
@@ -185,6 +246,16 @@ uint32_t FolderError(const std::string& target) {
 
 class RealFontResource : public FontResource {
  public:
+  void BeginWalk() override {
+    if (walk_.depth++ == 0) {
+      walk_.targets.clear();
+      faces_.Look();
+    }
+  }
+  void EndWalk() override {
+    if (walk_.depth > 0 && --walk_.depth == 0) walk_.targets.clear();
+  }
+
   // The file a caller would only read back and delete is never made: the checks on the target
   // stand in for its writing. A disk that is full is not seen here, where the file would have
   // failed with 112; the names are what the file would have held.
@@ -192,16 +263,17 @@ class RealFontResource : public FontResource {
                                                const String& font_file, const String& directory,
                                                std::string& bytes, bool& written) override {
     written = false;
+    if (walk_.depth == 0) faces_.Look();
     // The checks in the order in which the writing call meets them.
     std::string target = NativePath(fot_path);
-    struct stat st;
     if (target.empty()) return {false, kWinPathNotFound};
-    if (::lstat(target.c_str(), &st) == 0) return {false, kWinFileExists};
-    SfntFace face;
-    if (uint32_t e = faces_.Face(NativePath(FontFilePath(font_file, directory)), face))
+    const TargetChecks checks = Checks(target);
+    if (checks.exists) return {false, kWinFileExists};
+    std::shared_ptr<FaceCache::Entry> face;
+    if (uint32_t e = faces_.Get(NativePath(FontFilePath(font_file, directory)), face))
       return {false, e};
-    if (uint32_t e = FolderError(target)) return {false, e};
-    bytes = BuildFontResourceFile(face, hidden != 0, font_file);
+    if (checks.folder_error) return {false, checks.folder_error};
+    faces_.Bytes(*face, hidden, font_file, bytes);
     return {true, 0};
   }
 
@@ -231,8 +303,36 @@ class RealFontResource : public FontResource {
   }
 
  private:
+  struct TargetChecks {
+    bool exists = false;
+    uint32_t folder_error = 0;
+  };
+  // A walk looks at each target once: it reads the fonts as things stood when it began.
+  struct Walk {
+    int depth = 0;
+    std::unordered_map<std::string, TargetChecks> targets;
+  };
+
+  TargetChecks Look(const std::string& target) {
+    struct stat st;
+    TargetChecks c;
+    c.exists = ::lstat(target.c_str(), &st) == 0;
+    if (!c.exists) c.folder_error = FolderError(target);
+    return c;
+  }
+
+  TargetChecks Checks(const std::string& target) {
+    if (walk_.depth == 0) return Look(target);
+    auto it = walk_.targets.find(target);
+    if (it == walk_.targets.end()) it = walk_.targets.emplace(target, Look(target)).first;
+    return it->second;
+  }
+
   FaceCache faces_;
+  static thread_local Walk walk_;
 };
+
+thread_local RealFontResource::Walk RealFontResource::walk_;
 
 // Files-service errors in Windows terms.
 uint32_t FromFileError(int32_t e) {

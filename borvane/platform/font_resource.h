@@ -59,12 +59,30 @@ class FontResource {
                                                        const String& directory, std::string& bytes,
                                                        bool& written);
 
+  // A walk over many fonts on this thread begins or ends; walks nest. Within a walk the real
+  // service checks a target once, and asks once whether any font file changed: the walk reads
+  // the fonts as they stood when it began.
+  virtual void BeginWalk() {}
+  virtual void EndWalk() {}
+
   static FontResource& Real();
 };
 
 inline FontResource& FontResources() {
   return Current<FontResource>::Get();
 }
+
+// A walk over many fonts for as long as this lives.
+class FontResourceWalk {
+ public:
+  FontResourceWalk() : service_(FontResources()) { service_.BeginWalk(); }
+  ~FontResourceWalk() { service_.EndWalk(); }
+  FontResourceWalk(const FontResourceWalk&) = delete;
+  FontResourceWalk& operator=(const FontResourceWalk&) = delete;
+
+ private:
+  FontResource& service_;
+};
 
 // The path of the font that CreateScalableFontResource reads: `font_file` alone when
 // `directory` is empty, else `directory`, a "\" unless it ends in one (or in "/"), and

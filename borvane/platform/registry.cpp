@@ -147,13 +147,17 @@ int32_t RegistryStore::CreateKey(const String& key) {
   String target = WriteTarget(c);
   if (IsReadOnly(c)) return StoredKeyExists(target) || KeyExists(c) ? kRegOk : kRegAccessDenied;
   if (BelowRoot(target).empty()) return kRegOk;
-  return StoredCreateKey(target) ? kRegOk : kRegIoFailed;
+  const bool done = StoredCreateKey(target);
+  Wrote();
+  return done ? kRegOk : kRegIoFailed;
 }
 
 bool RegistryStore::DeleteTree(const String& key) {
   String c = Canonical(key);
   if (c.empty() || BelowRoot(c).empty() || IsReadOnly(c)) return false;
-  return StoredDeleteTree(WriteTarget(c));
+  const bool done = StoredDeleteTree(WriteTarget(c));
+  Wrote();
+  return done;
 }
 
 std::vector<String> RegistryStore::SubKeys(const String& key) {
@@ -194,7 +198,10 @@ int32_t RegistryStore::Values(const String& key, std::vector<RegistryValue>& val
   std::sort(stored.begin(), stored.end());
   for (auto& p : providers) {
     for (RegistryValue& v : p->Values(target)) {
-      if (std::binary_search(stored.begin(), stored.end(), FoldRegistryName(v.name))) continue;
+      // A stored value hides a computed one of the same name.
+      if (!stored.empty() &&
+          std::binary_search(stored.begin(), stored.end(), FoldRegistryName(v.name)))
+        continue;
       values.push_back(std::move(v));
     }
   }
@@ -243,14 +250,19 @@ int32_t RegistryStore::Set(const String& key, const RegistryValue& value) {
   String c = Canonical(key);
   if (c.empty() || BelowRoot(c).empty()) return kRegInvalidParameter;
   if (IsReadOnly(c)) return kRegAccessDenied;
-  return StoredSet(WriteTarget(c), value) ? kRegOk : kRegIoFailed;
+  // Counted once written, so that a reader that saw the old count read the old values.
+  const bool done = StoredSet(WriteTarget(c), value);
+  Wrote();
+  return done ? kRegOk : kRegIoFailed;
 }
 
 int32_t RegistryStore::DeleteValue(const String& key, const String& name) {
   String c = Canonical(key);
   if (c.empty()) return kRegNotFound;
   if (IsReadOnly(c)) return kRegAccessDenied;
-  return StoredDeleteValue(WriteTarget(c), name) ? kRegOk : kRegNotFound;
+  const bool done = StoredDeleteValue(WriteTarget(c), name);
+  Wrote();
+  return done ? kRegOk : kRegNotFound;
 }
 
 bool RegistryStore::SetValue(const String& key, const String& name, const String& value) {

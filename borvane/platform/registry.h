@@ -20,6 +20,7 @@
 #ifndef BORVANE_PLATFORM_REGISTRY_H_
 #define BORVANE_PLATFORM_REGISTRY_H_
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -122,6 +123,10 @@ class RegistryStore {
   // 0 deleted, 2 no such value (or key), 5 read-only.
   int32_t DeleteValue(const String& key, const String& name);
 
+  // A count of the changes made through this store, which moves on with every write: equal
+  // counts tell a caller that nothing was written in between.
+  uint64_t Writes() const { return writes_.load(std::memory_order_acquire); }
+
   // Adds a provider of computed content to this store.
   void AddComputedKeys(std::shared_ptr<ComputedKeys> provider);
 
@@ -151,8 +156,11 @@ class RegistryStore {
   String WriteTarget(const String& canonical);
   std::vector<std::shared_ptr<ComputedKeys>> Providers();
 
+  void Wrote() { writes_.fetch_add(1, std::memory_order_acq_rel); }
+
   std::mutex providers_mutex_;
   std::vector<std::shared_ptr<ComputedKeys>> providers_;
+  std::atomic<uint64_t> writes_{0};
 };
 
 // A registry held in memory, for tests.

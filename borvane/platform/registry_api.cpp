@@ -23,6 +23,12 @@ struct OpenKey {
   // reads the store once, not n times.
   std::vector<RegistryValue> enumerated;
   bool enumerating = false;
+  // The values that the sizes of the key were last taken from, and the store and its count of
+  // writes then: an enumeration that follows with nothing written in between starts from them
+  // rather than read the store again.
+  std::vector<RegistryValue> measured;
+  const RegistryStore* measured_store = nullptr;
+  uint64_t measured_writes = 0;
 };
 
 // Keys stay on the thread that opened them, as the library's objects do.
@@ -73,7 +79,7 @@ String Below(const String& parent, const std::string& sub_key) {
 HKEY NewHandle(String path, uint32_t access) {
   HandleTable& t = Handles();
   HKEY h = t.next++;
-  t.keys[h] = OpenKey{std::move(path), access, {}, false};
+  t.keys[h] = OpenKey{std::move(path), access, {}, false, {}, nullptr, 0};
   return h;
 }
 
@@ -81,14 +87,30 @@ HKEY NewHandle(String path, uint32_t access) {
 std::string AnsiData(const RegistryValue& v) {
   if (!v.IsText()) return v.data;
   // The text up to its closing NUL (both NULs of a list), converted as a whole.
-  std::u16string units;
-  for (size_t i = 0; i + 1 < v.data.size(); i += 2)
-    units += static_cast<char16_t>(static_cast<uint8_t>(v.data[i]) |
-                                   static_cast<uint8_t>(v.data[i + 1]) << 8);
+  std::u16string units(v.data.size() / 2, u'\0');
+  for (size_t i = 0; i < units.size(); ++i)
+    units[i] = static_cast<char16_t>(static_cast<uint8_t>(v.data[2 * i]) |
+                                     static_cast<uint8_t>(v.data[2 * i + 1]) << 8);
   while (!units.empty() && units.back() == 0) units.pop_back();
-  std::string out = ToAnsi(String(units));
+  std::string out;
+  out.reserve(units.size() + 2);
+  AppendCodePage(units, AnsiCodePage(), out);
   out.append(v.type == REG_MULTI_SZ ? 2 : 1, '\0');
   return out;
+}
+
+// AnsiData(v).size() and ToAnsi(v.name).size(), without the conversion where the code page
+// gives one byte per code unit.
+uint32_t AnsiDataSize(const RegistryValue& v) {
+  if (!v.IsText() || AnsiCodePage() != CodePage::kWindows1252)
+    return static_cast<uint32_t>(AnsiData(v).size());
+  size_t units = v.data.size() / 2;
+  while (units > 0 && v.data[2 * units - 2] == 0 && v.data[2 * units - 1] == 0) --units;
+  return static_cast<uint32_t>(units + (v.type == REG_MULTI_SZ ? 2 : 1));
+}
+uint32_t AnsiNameSize(const String& name) {
+  if (AnsiCodePage() == CodePage::kWindows1252) return static_cast<uint32_t>(name.size());
+  return static_cast<uint32_t>(ToAnsi(name).size());
 }
 
 // Copies `bytes` into a caller's buffer of `*length` bytes: 234 when it does not fit. The
@@ -150,18 +172,22 @@ int32_t RegQueryInfoKeyA(HKEY key, char* key_class, uint32_t* class_length, uint
                          uint32_t* longest_subkey, uint32_t* longest_class, uint32_t* values,
                          uint32_t* longest_value_name, uint32_t* longest_value_data) {
   OpenKey root;
-  const OpenKey* k = Find(key, root);
+  OpenKey* k = const_cast<OpenKey*>(Find(key, root));
   if (!k) return kInvalidHandle;
   RegistryStore& store = Registry();
+  const uint64_t writes = store.Writes();
   std::vector<RegistryValue> all;
   if (int32_t e = store.Values(k->path, all)) return e;
   RegistryKeyInfo info;
-  if (int32_t e = store.QueryInfo(k->path, info)) return e;
+  for (const String& s : store.SubKeys(k->path)) {
+    ++info.subkeys;
+    info.longest_subkey = std::max(info.longest_subkey, static_cast<uint32_t>(s.size()));
+  }
   // The single-byte calls measure names and text in the ANSI code page.
   uint32_t name_max = 0, data_max = 0;
   for (const RegistryValue& v : all) {
-    name_max = std::max(name_max, static_cast<uint32_t>(ToAnsi(v.name).size()));
-    data_max = std::max(data_max, static_cast<uint32_t>(AnsiData(v).size()));
+    name_max = std::max(name_max, AnsiNameSize(v.name));
+    data_max = std::max(data_max, AnsiDataSize(v));
   }
   if (class_length) {
     if (key_class && *class_length > 0) key_class[0] = '\0';
@@ -173,6 +199,11 @@ int32_t RegQueryInfoKeyA(HKEY key, char* key_class, uint32_t* class_length, uint
   if (values) *values = static_cast<uint32_t>(all.size());
   if (longest_value_name) *longest_value_name = name_max;
   if (longest_value_data) *longest_value_data = data_max;
+  if (k != &root) {
+    k->measured = std::move(all);
+    k->measured_store = &store;
+    k->measured_writes = writes;
+  }
   return kRegOk;
 }
 
@@ -191,7 +222,13 @@ int32_t RegEnumValueA(HKEY key, uint32_t index, char* name, uint32_t* name_lengt
     return kInvalidHandle;
   }
   if (index == 0 || !k->enumerating) {
-    if (int32_t e = Registry().Values(k->path, k->enumerated)) return e;
+    RegistryStore& store = Registry();
+    if (k->measured_store == &store && k->measured_writes == store.Writes()) {
+      k->enumerated = std::move(k->measured);
+    } else if (int32_t e = store.Values(k->path, k->enumerated)) {
+      return e;
+    }
+    k->measured_store = nullptr;
     k->enumerating = true;
   }
   if (index >= k->enumerated.size()) return kRegNoMoreItems;

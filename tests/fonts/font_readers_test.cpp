@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "borvane/automation/codepage.h"
 #include "borvane/automation/error.h"
 #include "borvane/platform/file_system.h"
 #include "tests/test_support.h"
@@ -72,6 +73,46 @@ TEST(FotScan, Errors) {
   EXPECT_EQ(r.Read(Fot(std::string(32759, ' ') + "FONTRES:N\0"s, names)), kErrOverflow);
   r.files.DeleteFile("/tmp/A.FOT");
   EXPECT_EQ(ErrorOf([&] { ReadFotNames("/tmp/A.FOT", r.family, r.style); }), kErrFileNotFound);
+}
+
+// The scans over a ".FOT"'s bytes give what the scans over its text give, failures included, in
+// both code pages.
+TEST(FotScan, BytesReadAsTheirText) {
+  const std::string cases[] = {
+      Fot("MZ\x80\x9D..FONTRES:Caf\xE9 \x80 Bold\0.."s, "Fam\x81ly\0Full\0St\xFFyle\0"s),
+      "1234567Name\0"s + std::string(95, 'y') + "Fam\0Full\0Sty\0"s,
+      "FONTRES:Name without end",
+      "",
+      Fot(std::string(32759, '\x90') + "FONTRES:N\0"s, "F\0N\0S\0"s),
+      Fot("\xC3\xA9\xE2\x82"
+          "FONTRES:\xC3\xA9t\xC3\0"s,
+          "F\xC3\xA9\0N\0S"s),
+  };
+  // The name as the friendly-name lookup takes it from the text.
+  auto name_of_text = [](const String& text) {
+    std::u16string_view t = text.view();
+    size_t marker = t.find(u"FONTRES:");
+    size_t p = marker == std::u16string_view::npos ? 7 : marker + 8;
+    if (p > 32766) ThrowPlatformError(kErrOverflow);
+    size_t nul = t.find(u'\0', p);
+    if (nul == std::u16string_view::npos) ThrowPlatformError(kErrInvalidCall);
+    return String(t.substr(p, nul - p));
+  };
+  for (CodePage cp : {CodePage::kWindows1252, CodePage::kUtf8}) {
+    SetAnsiCodePage(cp);
+    for (const std::string& bytes : cases) {
+      String f1 = "-", s1 = "-", f2 = "-", s2 = "-", n1, n2, m1, m2;
+      EXPECT_EQ(ErrorOf([&] { n1 = ScanFotNames(FromAnsi(bytes), f1, s1); }),
+                ErrorOf([&] { n2 = ScanFotNameBytes(bytes, f2, s2); }));
+      EXPECT_EQ(n1, n2);
+      EXPECT_EQ(f1, f2);
+      EXPECT_EQ(s1, s2);
+      EXPECT_EQ(ErrorOf([&] { m1 = name_of_text(FromAnsi(bytes)); }),
+                ErrorOf([&] { m2 = FotFaceName(bytes); }));
+      EXPECT_EQ(m1, m2);
+    }
+  }
+  SetAnsiCodePage(CodePage::kWindows1252);
 }
 
 TEST(TextHelpers, AddBackslashTrimAtNulNumberText) {

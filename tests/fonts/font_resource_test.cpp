@@ -21,6 +21,7 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_readers.h"
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/font_resource_file.h"
 #include "tests/test_support.h"
 
@@ -255,6 +256,28 @@ TEST(FontResource, BytesAreTheFileAndFollowTheFont) {
   ASSERT_TRUE(real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).ok);
   String family, style;
   EXPECT_EQ(ScanFotNames(FromAnsi(bytes), family, style), "Newer Bold");
+  // Where files can be watched, a font rewritten in place to the same size, with its time of
+  // change put back, is read again too; within a walk only once the walk is over.
+  if (!platform::FolderWatch().WatchFile(font)) return;
+  auto rewrite = [&](std::u16string_view name) {
+    auto when = fs::last_write_time(font);
+    std::ofstream(font, std::ios::binary | std::ios::trunc)
+        << TinyFont({Win(1, name), Win(2, u"Bold")});
+    fs::last_write_time(font, when);
+  };
+  auto read = [&] {
+    EXPECT_TRUE(
+        real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).ok);
+    return ScanFotNames(FromAnsi(bytes), family, style);
+  };
+  rewrite(u"Older");
+  EXPECT_EQ(read(), "Older Bold");
+  real.BeginWalk();
+  EXPECT_EQ(read(), "Older Bold");
+  rewrite(u"Newer");
+  EXPECT_EQ(read(), "Older Bold");
+  real.EndWalk();
+  EXPECT_EQ(read(), "Newer Bold");
 }
 
 // The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,

@@ -157,6 +157,18 @@ TEST_P(RegistryRules, SingleByteCallsOverComputedAndReadOnlyKeys) {
                    std::string(reinterpret_cast<char*>(data), data_length - 1));
   }
   EXPECT_EQ(seen, (std::vector<std::string>{"B=stored \xE9", "a=computed a"}));
+  // Sizes taken, then a value written: the enumeration that follows sees it.
+  ASSERT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, &values, &name_max,
+                             &data_max),
+            0);
+  ASSERT_EQ(RegSetValueExA(key, "C", REG_SZ, reinterpret_cast<const uint8_t*>("c"), 1), 0);
+  char after[8];
+  uint32_t after_length = sizeof after;
+  for (uint32_t i = 0; i < 2; ++i) {
+    after_length = sizeof after;
+    ASSERT_EQ(RegEnumValueA(key, i, after, &after_length, nullptr, nullptr, nullptr), 0);
+  }
+  EXPECT_STREQ(after, "C");
   uint32_t short_length = 3;
   EXPECT_EQ(RegQueryValueExA(key, "b", nullptr, reinterpret_cast<uint8_t*>(text), &short_length),
             234);

@@ -1,0 +1,54 @@
+// The folder watch: what it sees of a file reached through links, and of a folder yet to come.
+#include "borvane/platform/folder_watch.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/test_support.h"
+
+namespace borvane::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(FolderWatch, SeesWhatDecidesAFile) {
+  testing::ScratchFolder dir;
+  fs::create_directories(dir / "real");
+  fs::create_directories(dir / "else");
+  std::ofstream(dir / "real/a.ttf") << "a";
+  std::ofstream(dir / "real/b.ttf") << "b";
+  fs::create_hard_link(dir / "real/a.ttf", dir / "else/same.ttf");
+  fs::create_symlink("real/a.ttf", dir / "link.ttf");
+  const std::string link = (dir / "link.ttf").string();
+  FolderWatch watch;
+  if (!watch.WatchFile(link)) GTEST_SKIP() << "files cannot be watched here";
+  // Other processes may change the folders above the scratch folder at any moment, so only
+  // what must be seen, and what cannot be once nothing is watched, is asserted.
+  // A new entry beside the file the link ends at; then nothing is watched any more.
+  std::ofstream(dir / "real/other.txt") << "x";
+  FolderWatch::Changes changes = watch.TakeChanges();
+  EXPECT_TRUE(changes.any);
+  EXPECT_TRUE(changes.files.empty());
+  std::ofstream(dir / "real/b.ttf", std::ios::app) << "b";
+  EXPECT_FALSE(watch.Changed());
+  // The file's bytes written through another name of it.
+  ASSERT_TRUE(watch.WatchFile(link));
+  std::ofstream(dir / "else/same.ttf", std::ios::app) << "more";
+  changes = watch.TakeChanges();
+  EXPECT_EQ(changes.files, std::vector<std::string>{link});
+  // The link pointed elsewhere.
+  ASSERT_TRUE(watch.WatchFile(link));
+  fs::remove(dir / "link.ttf");
+  fs::create_symlink("real/b.ttf", dir / "link.ttf");
+  EXPECT_TRUE(watch.Changed());
+  // A folder that does not exist yet is watched through the one above it.
+  ASSERT_TRUE(watch.WatchFolder((dir / "later/fonts").string()));
+  fs::create_directories(dir / "later");
+  EXPECT_TRUE(watch.Changed());
+  EXPECT_FALSE(watch.WatchFile("relative/path.ttf"));
+}
+
+}  // namespace
+}  // namespace borvane::platform
