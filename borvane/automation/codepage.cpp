@@ -1,5 +1,7 @@
 #include "borvane/automation/codepage.h"
 
+#include <cstring>
+
 namespace borvane {
 
 namespace {
@@ -24,6 +26,10 @@ char Byte1252(char16_t ch) {
 }
 
 }  // namespace
+
+char Windows1252HighByte(char16_t ch) {
+  return Byte1252(ch);
+}
 
 CodePage AnsiCodePage() {
   return t_code_page;
@@ -53,16 +59,29 @@ void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out) {
   size_t at = out.size();
   out.resize(at + text.size());
   char* to = out.data() + at;
-  for (char16_t ch : text) *to++ = Byte1252(ch);
+  size_t i = 0;
+  // ASCII, most of any text, in a loop the compiler can widen.
+  while (i < text.size() && text[i] < 0x80) {
+    to[i] = static_cast<char>(text[i]);
+    ++i;
+  }
+  for (; i < text.size(); ++i) to[i] = Byte1252(text[i]);
 }
 
 String FromCodePage(std::string_view bytes, CodePage cp) {
   if (cp == CodePage::kUtf8) return String(Utf8ToUtf16(bytes));
   std::u16string out(bytes.size(), u'\0');
   char16_t* to = out.data();
-  for (char c : bytes) {
-    auto b = static_cast<unsigned char>(c);
-    *to++ = b >= 0x80 && b < 0xA0 ? kHigh1252[b - 0x80] : b;
+  size_t i = 0;
+  // ASCII, most of any text, eight bytes at a time.
+  for (uint64_t w; i + 8 <= bytes.size(); i += 8) {
+    std::memcpy(&w, bytes.data() + i, 8);
+    if (w & 0x8080808080808080ull) break;
+    for (size_t j = 0; j < 8; ++j) to[i + j] = static_cast<unsigned char>(bytes[i + j]);
+  }
+  for (; i < bytes.size(); ++i) {
+    auto b = static_cast<unsigned char>(bytes[i]);
+    to[i] = b >= 0x80 && b < 0xA0 ? kHigh1252[b - 0x80] : b;
   }
   return String(std::move(out));
 }

@@ -28,6 +28,12 @@ String FromAnsi(std::string_view bytes);
 // Both directions with an explicit code page.
 std::string ToCodePage(const String& text, CodePage cp);
 String FromCodePage(std::string_view bytes, CodePage cp);
+// The Windows-1252 byte of a code unit, "?" for one the code page cannot hold.
+char Windows1252HighByte(char16_t ch);  // for units from 0x80 on
+inline char Windows1252Byte(char16_t ch) {
+  return ch < 0x80 ? static_cast<char>(ch) : Windows1252HighByte(ch);
+}
+
 // ToCodePage appended to `out`.
 void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out);
 

@@ -81,7 +81,7 @@ int32_t Array::UBound(int dim) const {
   return bounds_[dim - 1].upper;
 }
 
-int64_t Array::Offset(const std::vector<int32_t>& subscripts) const {
+int64_t Array::Offset(std::span<const int32_t> subscripts) const {
   if (subscripts.size() != bounds_.size() || bounds_.empty()) ThrowPlatformError(kErrSubscript);
   // The first dimension varies fastest.
   int64_t offset = 0;
@@ -103,18 +103,42 @@ Variant& Array::At(const std::vector<int32_t>& subscripts) {
   return items_[static_cast<size_t>(Offset(subscripts))];
 }
 
+const Variant& Array::At(std::initializer_list<int32_t> subscripts) const {
+  return items_[static_cast<size_t>(Offset(std::span(subscripts.begin(), subscripts.size())))];
+}
+
+Variant& Array::At(std::initializer_list<int32_t> subscripts) {
+  return items_[static_cast<size_t>(Offset(std::span(subscripts.begin(), subscripts.size())))];
+}
+
+namespace {
+
+// Stores `value` converted to the element type, moving it in when it is of that type.
+void Store(Variant& slot, int32_t element_type, Variant&& value) {
+  if (element_type == vbVariant || value.VarType() == element_type)
+    slot = std::move(value);
+  else
+    slot = CVarType(value, element_type);
+}
+
+}  // namespace
+
 void Array::Set(const std::vector<int32_t>& subscripts, const Variant& value) {
   Variant& slot = At(subscripts);
   slot = element_type_ == vbVariant ? value : CVarType(value, element_type_);
 }
 
 void Array::Set(const std::vector<int32_t>& subscripts, Variant&& value) {
+  Store(At(subscripts), element_type_, std::move(value));
+}
+
+void Array::Set(std::initializer_list<int32_t> subscripts, const Variant& value) {
   Variant& slot = At(subscripts);
-  // A value of the element type itself is kept as it is, so it may be moved in.
-  if (element_type_ == vbVariant || value.VarType() == element_type_)
-    slot = std::move(value);
-  else
-    slot = CVarType(value, element_type_);
+  slot = element_type_ == vbVariant ? value : CVarType(value, element_type_);
+}
+
+void Array::Set(std::initializer_list<int32_t> subscripts, Variant&& value) {
+  Store(At(subscripts), element_type_, std::move(value));
 }
 
 void Array::RedimPreserve(int32_t new_upper) {

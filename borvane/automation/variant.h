@@ -3,7 +3,9 @@
 #define BORVANE_AUTOMATION_VARIANT_H_
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <span>
 #include <variant>
 #include <vector>
 
@@ -88,11 +90,16 @@ class Array {
   // The element at the given subscripts (one per dimension); error 9 when out of range.
   const Variant& At(const std::vector<int32_t>& subscripts) const;
   Variant& At(const std::vector<int32_t>& subscripts);
+  // The same for subscripts written in place ({0, i}), without a vector made for them.
+  const Variant& At(std::initializer_list<int32_t> subscripts) const;
+  Variant& At(std::initializer_list<int32_t> subscripts);
   const Variant& operator[](int32_t index) const { return At({index}); }
   Variant& operator[](int32_t index) { return At({index}); }
   // Stores `value` converted to the element type.
   void Set(const std::vector<int32_t>& subscripts, const Variant& value);
   void Set(const std::vector<int32_t>& subscripts, Variant&& value);
+  void Set(std::initializer_list<int32_t> subscripts, const Variant& value);
+  void Set(std::initializer_list<int32_t> subscripts, Variant&& value);
 
   // ReDim Preserve: a new upper bound for the last dimension, keeping the content.
   void RedimPreserve(int32_t new_upper);
@@ -101,7 +108,7 @@ class Array {
   friend bool operator==(const Array& a, const Array& b);
 
  private:
-  int64_t Offset(const std::vector<int32_t>& subscripts) const;
+  int64_t Offset(std::span<const int32_t> subscripts) const;
   int32_t element_type_ = vbVariant;
   std::vector<Bound> bounds_;
   std::vector<Variant> items_;

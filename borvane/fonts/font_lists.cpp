@@ -19,26 +19,31 @@ namespace borvane {
 
 namespace {
 
-// One slot of a list split into its folder and file (the row step).
+// One slot of a list split into its folder and file (the row step): the two side by side, and
+// where the file begins.
 struct Row {
-  String dir;
-  String file;
+  String path;
+  size_t split;
+  String Dir() const { return String(path.view().substr(0, split)); }
+  String File() const { return String(path.view().substr(split)); }
 };
 
 // The rows of a list whose slot is not empty, in order.
 std::vector<Row> Rows(const Array& list, FontFunctions& f) {
   std::vector<Row> rows;
+  String fonts_dir;  // the fonts directory, asked for once for all files without a folder
+  bool asked = false;
   for (int32_t i = 0; i <= list.UBound(2); ++i) {
     // The list's elements are Strings.
     if (list.At({0, i}).StringRef().empty()) continue;
     const String& file = list.At({1, i}).StringRef();
-    std::u16string_view v = file.view();
-    size_t slash = v.rfind(u'\\');
+    size_t slash = file.view().rfind(u'\\');
     if (slash != std::u16string_view::npos) {
-      rows.push_back({String(v.substr(0, slash + 1)), String(v.substr(slash + 1))});
-    } else {
-      rows.push_back({f.GetRegFontsPath(), file});
+      rows.push_back({file, slash + 1});
+      continue;
     }
+    if (!asked) fonts_dir = f.GetRegFontsPath(), asked = true;
+    rows.push_back({fonts_dir + file, fonts_dir.size()});
   }
   return rows;
 }
@@ -57,6 +62,20 @@ bool EndsWithExtension(const String& text, std::string_view extension) {
   return true;
 }
 
+// False when the last four bytes, each one character, cannot be `extension` in any capitals;
+// bytes beyond ASCII may be, and are left to EndsWithExtension.
+bool MayEndWithExtension(std::string_view bytes, std::string_view extension) {
+  if (bytes.size() < 4) return false;
+  std::string_view last = bytes.substr(bytes.size() - 4);
+  for (size_t i = 0; i < 4; ++i) {
+    const auto b = static_cast<unsigned char>(last[i]);
+    if (b >= 0x80) return true;
+    if ((b >= 'a' && b <= 'z' ? b - 32 : b) != static_cast<unsigned char>(extension[i]))
+      return false;
+  }
+  return true;
+}
+
 bool StartsWith(const String& text, const String& prefix) {
   return text.view().substr(0, prefix.size()) == prefix.view();
 }
@@ -70,6 +89,7 @@ Array FontFunctions::InstalledFonts(const char* extension) {
   RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest_name,
                    &longest_data);
   Array list(vbString, {{0, 1}, {0, 10}});
+  const bool one_byte_per_unit = AnsiCodePage() == CodePage::kWindows1252;
   std::vector<char> name(longest_name + 1);
   std::vector<uint8_t> data(longest_data + 1);
   int32_t index = 0;
@@ -81,8 +101,10 @@ Array FontFunctions::InstalledFonts(const char* extension) {
     if (r == kRegNoMoreItems) break;
     // A value that cannot be read, or has no data, leaves its slot empty.
     if (r != 0 || data_length == 0) continue;
-    String text =
-        FromAnsi(std::string_view(reinterpret_cast<const char*>(data.data()), data_length - 1));
+    const std::string_view bytes(reinterpret_cast<const char*>(data.data()), data_length - 1);
+    // Where a byte is a character, a value of the other kind is passed over unconverted.
+    if (one_byte_per_unit && !MayEndWithExtension(bytes, extension)) continue;
+    String text = FromAnsi(bytes);
     if (!EndsWithExtension(text, extension)) continue;
     // A slot behind the last one grows the list to ten slots behind it.
     if (index > list.UBound(2)) list.RedimPreserve(index + 10);
@@ -122,9 +144,15 @@ String FontFunctions::GetFontName(String& strSourceName) {
 String FontFunctions::GetFontFriedlyName(String& FileNameTTF) {
   // A fixed name beside the library's own file: two callers at one moment collide, and the
   // second takes the fallback, as does a caller whose library folder is not writable.
-  String fot = platform::System().LibraryFolder() + String("\\~TEMP.FOT");
+  // The name, made once for each folder the library is asked to be in.
+  thread_local String folder, fot;
+  if (String now = platform::System().LibraryFolder(); !(now == folder) || fot.empty()) {
+    fot = now + String(u"\\~TEMP.FOT");
+    folder = std::move(now);
+  }
   String name;
-  std::string bytes;
+  // Kept from call to call: a walk asks for one ".FOT" a font, and its storage is reused.
+  thread_local std::string bytes;
   bool written = false;
   if (platform::FontResources()
           .ScalableFontResourceBytes(1, fot, FileNameTTF, String(), bytes, written)
@@ -140,10 +168,10 @@ String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
   String family;
   bool found = false, quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
-    String path = row.dir + row.file;
-    if (!(GetFontFriedlyName(path) == sFaceName)) continue;
+    if (!(GetFontFriedlyName(row.path) == sFaceName)) continue;
     FONTINFO info;
-    if (GetTTFontInfo(row.dir, row.file, info, quiet)) {
+    String dir = row.Dir(), file = row.File();
+    if (GetTTFontInfo(dir, file, info, quiet)) {
       sStyle = info.FontStyle;
       family = info.FontFamily;
       found = true;
@@ -151,7 +179,8 @@ String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
   }
   for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
     FONTINFO info;
-    if (GetBitmapFontInfo(row.dir, row.file, info, quiet) && StartsWith(info.FontName, sFaceName)) {
+    String dir = row.Dir(), file = row.File();
+    if (GetBitmapFontInfo(dir, file, info, quiet) && StartsWith(info.FontName, sFaceName)) {
       family = info.FontName;
       sStyle = info.FontStyle;
       found = true;
@@ -166,21 +195,23 @@ String FontFunctions::FontFilename(String& sFontName, String& sFontStyle) {
   bool found = false, quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
     FONTINFO info;
-    if (!GetTTFontInfo(row.dir, row.file, info, quiet) || !(info.FontFamily == sFontName)) continue;
-    last = row.dir + row.file;
+    String dir = row.Dir(), file = row.File();
+    if (!GetTTFontInfo(dir, file, info, quiet) || !(info.FontFamily == sFontName)) continue;
+    last = row.path;
     if (sFontStyle.empty()) sFontStyle = info.FontStyle;
     if (sFontStyle == info.FontStyle) {
-      exact = row.dir + row.file;
+      exact = row.path;
       found = true;
     }
   }
   for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
     FONTINFO info;
-    if (!GetBitmapFontInfo(row.dir, row.file, info, quiet) || !StartsWith(info.FontName, sFontName))
+    String dir = row.Dir(), file = row.File();
+    if (!GetBitmapFontInfo(dir, file, info, quiet) || !StartsWith(info.FontName, sFontName))
       continue;
-    last = row.dir + row.file;
+    last = row.path;
     if (sFontStyle == info.FontStyle) {
-      exact = row.dir + row.file;
+      exact = row.path;
       found = true;
     }
   }
@@ -193,7 +224,8 @@ void FontFunctions::GetFontStylename(String& sBold, String& sItalic) {
   bool quiet = false;
   for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
     FONTINFO info;
-    if (!GetTTFontInfo(row.dir, row.file, info, quiet)) continue;
+    String dir = row.Dir(), file = row.File();
+    if (!GetTTFontInfo(dir, file, info, quiet)) continue;
     bool known = false;
     for (const String& s : styles) known |= s == info.FontStyle;
     if (!known) styles.push_back(info.FontStyle);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "borvane/automation/text.h"
 #include "borvane/platform/folder_watch.h"
 #include "borvane/platform/registry.h"
 
@@ -18,6 +19,25 @@ class FontconfigCatalog : public FontCatalog {
  public:
   std::vector<InstalledFont> Fonts() override {
     std::lock_guard<std::mutex> lock(mutex_);
+    Refresh();
+    return fonts_;
+  }
+
+  uint64_t Version() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Refresh();
+    return version_;
+  }
+
+  std::string UserFontFolder() override {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data && *data) return std::string(data) + "/fonts";
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : "/tmp") + "/.local/share/fonts";
+  }
+
+ private:
+  void Refresh() {
     // The folders of fonts and of fontconfig's configuration are watched: while none of them
     // changed, neither did the list, and fontconfig is not asked (its own check looks at every
     // folder). A folder that cannot be watched leaves that check to be made on every read.
@@ -29,18 +49,10 @@ class FontconfigCatalog : public FontCatalog {
       watched_ = Watch();
       Load();
       loaded_ = true;
+      ++version_;
     }
-    return fonts_;
   }
 
-  std::string UserFontFolder() override {
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data && *data) return std::string(data) + "/fonts";
-    const char* home = std::getenv("HOME");
-    return std::string(home && *home ? home : "/tmp") + "/.local/share/fonts";
-  }
-
- private:
   // Watches every folder that fontconfig reads fonts or its configuration from, and the user's
   // font folder, which an install may make.
   bool Watch() {
@@ -87,6 +99,7 @@ class FontconfigCatalog : public FontCatalog {
   FolderWatch watch_;
   bool watched_ = false;
   bool loaded_ = false;
+  uint64_t version_ = 0;
   std::vector<InstalledFont> fonts_;
 };
 
@@ -105,20 +118,25 @@ const std::u16string& Folded(size_t which) {
   return folded[which];
 }
 
-bool IsFontsKey(const std::u16string& folded_key) {
-  return folded_key == Folded(0) || folded_key == Folded(1);
+// Whether `key` is the key whose folded name is `folded`, folded a unit at a time as the names
+// are, without a folded copy of it.
+bool IsKey(std::u16string_view key, const std::u16string& folded) {
+  if (key.size() != folded.size()) return false;
+  for (size_t i = 0; i < key.size(); ++i)
+    if (key[i] != folded[i] && UpperChar(key[i]) != folded[i]) return false;
+  return true;
+}
+
+bool IsFontsKey(std::u16string_view key) {
+  return IsKey(key, Folded(0)) || IsKey(key, Folded(1));
 }
 
 class SystemKeys : public ComputedKeys {
  public:
   std::vector<RegistryValue> Values(const String& key) override {
     std::vector<RegistryValue> out;
-    const std::u16string folded = FoldRegistryName(key);
-    if (IsFontsKey(folded)) {
-      for (const InstalledFont& f : InstalledFonts().Fonts())
-        out.push_back(
-            RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
-    } else if (folded == Folded(2)) {
+    if (IsFontsKey(key.view())) return FontValues();
+    if (IsKey(key.view(), Folded(2))) {
       // As the desktop would, once the folder is there.
       std::string folder = InstalledFonts().UserFontFolder();
       struct stat st;
@@ -128,7 +146,37 @@ class SystemKeys : public ComputedKeys {
     return out;
   }
   std::vector<String> SubKeys(const String&) override { return {}; }
-  bool HasKey(const String& key) override { return IsFontsKey(FoldRegistryName(key)); }
+  bool HasKey(const String& key) override { return IsFontsKey(key.view()); }
+  uint64_t Version(const String& key) override {
+    if (IsFontsKey(key.view())) return InstalledFonts().Version();
+    // The shell folder follows the folder itself; other keys have nothing from here.
+    return IsKey(key.view(), Folded(2)) ? 0 : 1;
+  }
+
+ private:
+  // The fonts keys' values, made again only when the catalog's list changed.
+  std::vector<RegistryValue> FontValues() {
+    FontCatalog& catalog = InstalledFonts();
+    const uint64_t version = catalog.Version();
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (version != 0 && &catalog == catalog_ && version == version_) return values_;
+    }
+    std::vector<RegistryValue> values;
+    for (const InstalledFont& f : catalog.Fonts())
+      values.push_back(
+          RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
+    std::lock_guard<std::mutex> lock(mutex_);
+    catalog_ = &catalog;
+    version_ = version;
+    values_ = values;
+    return values;
+  }
+
+  std::mutex mutex_;
+  const FontCatalog* catalog_ = nullptr;
+  uint64_t version_ = 0;
+  std::vector<RegistryValue> values_;
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 #ifndef BORVANE_PLATFORM_FONT_CATALOG_H_
 #define BORVANE_PLATFORM_FONT_CATALOG_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,12 @@ class FontCatalog {
  public:
   virtual ~FontCatalog() = default;
   // The scalable (TrueType and OpenType) fonts installed, first faces only, in the order of
-  // their files. The real catalog reads fontconfig again only when its configuration changed.
+  // their files. The real catalog reads fontconfig again only when a folder of its fonts or of
+  // its configuration changed.
   virtual std::vector<InstalledFont> Fonts() = 0;
+  // A number that moves on whenever Fonts() would give another list; 0 when the catalog cannot
+  // tell, and its Fonts() has to be read each time.
+  virtual uint64_t Version() { return 0; }
   // The user's font folder, which may not exist yet: $XDG_DATA_HOME/fonts, else
   // ~/.local/share/fonts (native path, no closing "/").
   virtual std::string UserFontFolder() = 0;
@@ -39,7 +44,10 @@ class MemoryFontCatalog : public FontCatalog {
  public:
   std::vector<InstalledFont> Fonts() override { return fonts; }
   std::string UserFontFolder() override { return user_folder; }
+  // 0 (unknown) unless set: a caller that changes `fonts` and sets a version moves it on too.
+  uint64_t Version() override { return version; }
   std::vector<InstalledFont> fonts;
+  uint64_t version = 0;
   std::string user_folder = "/home/user/.local/share/fonts";
 };
 

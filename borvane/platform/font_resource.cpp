@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -126,7 +128,35 @@ uint32_t WriteNewFile(const std::string& target, std::string_view bytes) {
   return error;
 }
 
-// The faces of the fonts read so far, by native path, and the ".FOT" bytes last made of each:
+// Lookups by a String's text without a copy of it.
+struct TextHash {
+  using is_transparent = void;
+  // Eight bytes at a time, multiplied and folded: several times quicker than the standard
+  // library's hash over bytes, and spread enough for paths, which differ mostly near their end.
+  size_t operator()(std::u16string_view text) const {
+    const char* p = reinterpret_cast<const char*>(text.data());
+    size_t n = text.size() * sizeof(char16_t);
+    uint64_t h = 0x9E3779B97F4A7C15ull ^ n;
+    for (; n >= 8; p += 8, n -= 8) {
+      uint64_t w;
+      std::memcpy(&w, p, 8);
+      h = (h ^ w) * 0xFF51AFD7ED558CCDull;
+      h ^= h >> 32;
+    }
+    uint64_t w = 0;
+    std::memcpy(&w, p, n);
+    h = (h ^ w) * 0xC4CEB9FE1A85EC53ull;
+    return static_cast<size_t>(h ^ (h >> 29));
+  }
+};
+
+// Equal texts, compared as memory (char16_t's character traits compare a unit at a time).
+struct TextEqual {
+  using is_transparent = void;
+  bool operator()(std::u16string_view a, std::u16string_view b) const { return SameText(a, b); }
+};
+
+// The faces of the fonts read so far, by path, and the ".FOT" bytes last made of each:
 // the font lists read every installed font's names on every lookup, and a font file is read and
 // parsed once per change instead. An entry is trusted without a look at its file while the folder
 // watch has seen nothing change since the entry was checked; a file that cannot be watched is
@@ -154,31 +184,48 @@ class FaceCache {
     if (!changes.any) return;
     std::lock_guard<std::mutex> lock(mutex_);
     ++generation_;
-    if (changes.all_files) entries_.clear();
-    for (const std::string& file : changes.files) entries_.erase(file);
+    if (changes.all_files) {
+      entries_.clear();
+    } else if (!changes.files.empty()) {
+      std::erase_if(entries_, [&](const auto& e) {
+        return std::binary_search(changes.files.begin(), changes.files.end(), e.second.native);
+      });
+    }
   }
 
-  // 0 and the entry of the font at `path`, or the error of opening or reading it.
-  uint32_t Get(const std::string& path, std::shared_ptr<Entry>& out) {
+  // 0 and the entry of the font at `path` (as the caller writes it), or the error of opening or
+  // reading it.
+  //
+  // With `bytes`, a trusted entry's ".FOT" bytes for `hidden` and `font_file` come with it, under
+  // the same lock (see Bytes), and `*bytes_done` tells so.
+  uint32_t Get(const String& path, std::shared_ptr<Entry>& out, uint32_t hidden = 0,
+               const String* font_file = nullptr, std::string* bytes = nullptr,
+               bool* bytes_done = nullptr) {
     uint64_t generation;
+    const std::u16string_view key = path.view();
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      auto it = entries_.find(path);
+      auto it = entries_.find(key);
       if (it != entries_.end() && it->second.trusted == generation_) {
         out = it->second.entry;
+        if (bytes && !out->error) {
+          BytesLocked(*out, hidden, *font_file, *bytes);
+          *bytes_done = true;
+        }
         return out->error;
       }
       generation = generation_;
     }
+    const std::string native = NativePath(path);
     // The watch goes first: a change from here on is seen at the next look.
-    bool watched = watch_.WatchFile(path);
+    bool watched = watch_.WatchFile(native);
     struct stat st;
-    if (::stat(path.c_str(), &st) != 0) return ErrorFor(errno, path);
+    if (::stat(native.c_str(), &st) != 0) return ErrorFor(errno, native);
     Stamp stamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
     const uint64_t trusted = watched ? generation : 0;
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      auto it = entries_.find(path);
+      auto it = entries_.find(key);
       if (it != entries_.end() && it->second.stamp == stamp) {
         it->second.trusted = trusted;
         out = it->second.entry;
@@ -189,22 +236,27 @@ class FaceCache {
     MappedFile font;
     // Errors of reading the file (rights, a folder in its place) may pass; only the answer
     // about its bytes is kept.
-    if (uint32_t e = font.Open(path)) return e;
+    if (uint32_t e = font.Open(native)) return e;
     entry->error = ReadSfntFace(font.bytes(), entry->face);
     std::lock_guard<std::mutex> lock(mutex_);
     if (entries_.size() >= kLimit) entries_.clear();
-    entries_[path] = Slot{stamp, trusted, entry};
+    entries_.insert_or_assign(std::u16string(key), Slot{native, stamp, trusted, entry});
     out = std::move(entry);
     return out->error;
   }
 
   // The ".FOT" bytes of `entry`'s face, made anew only when what they are made with changed.
   void Bytes(Entry& entry, uint32_t hidden, const String& font_file, std::string& bytes) {
-    const CodePage code_page = AnsiCodePage();
     std::lock_guard<std::mutex> lock(mutex_);
+    BytesLocked(entry, hidden, font_file, bytes);
+  }
+
+ private:
+  void BytesLocked(Entry& entry, uint32_t hidden, const String& font_file, std::string& bytes) {
+    const CodePage code_page = AnsiCodePage();
     Entry::Built& b = entry.built[hidden != 0];
     if (!b.done || b.hidden != hidden || b.code_page != code_page ||
-        b.font_file != font_file.view()) {
+        !SameText(b.font_file, font_file.view())) {
       b.bytes = BuildFontResourceFile(entry.face, hidden != 0, font_file);
       b.hidden = hidden;
       b.font_file = std::u16string(font_file.view());
@@ -214,7 +266,6 @@ class FaceCache {
     bytes = b.bytes;
   }
 
- private:
   static constexpr size_t kLimit = 8192;
   struct Stamp {
     dev_t dev;
@@ -225,6 +276,7 @@ class FaceCache {
     bool operator==(const Stamp&) const = default;
   };
   struct Slot {
+    std::string native;  // the path the file was read and watched by
     Stamp stamp;
     uint64_t trusted;  // the generation in which the entry was last checked, 0 for none
     std::shared_ptr<Entry> entry;
@@ -232,7 +284,8 @@ class FaceCache {
   std::mutex mutex_;
   uint64_t generation_ = 1;
   FolderWatch watch_;
-  std::unordered_map<std::string, Slot> entries_;
+  // By the caller's text of the path, so that a font read before is found without converting it.
+  std::unordered_map<std::u16string, Slot, TextHash, TextEqual> entries_;
 };
 
 // Whether a new file could be made at `target`, which does not exist: 0, 3 when its folder is
@@ -248,12 +301,18 @@ class RealFontResource : public FontResource {
  public:
   void BeginWalk() override {
     if (walk_.depth++ == 0) {
+      walk_.last = nullptr;
       walk_.targets.clear();
+      walk_.folders.clear();
       faces_.Look();
     }
   }
   void EndWalk() override {
-    if (walk_.depth > 0 && --walk_.depth == 0) walk_.targets.clear();
+    if (walk_.depth > 0 && --walk_.depth == 0) {
+      walk_.last = nullptr;
+      walk_.targets.clear();
+      walk_.folders.clear();
+    }
   }
 
   // The file a caller would only read back and delete is never made: the checks on the target
@@ -263,17 +322,22 @@ class RealFontResource : public FontResource {
                                                const String& font_file, const String& directory,
                                                std::string& bytes, bool& written) override {
     written = false;
-    if (walk_.depth == 0) faces_.Look();
+    Walk& walk = walk_;
+    if (walk.depth == 0) faces_.Look();
     // The checks in the order in which the writing call meets them.
-    std::string target = NativePath(fot_path);
-    if (target.empty()) return {false, kWinPathNotFound};
-    const TargetChecks checks = Checks(target);
+    if (fot_path.empty()) return {false, kWinPathNotFound};
+    const TargetChecks checks = Checks(walk, fot_path);
     if (checks.exists) return {false, kWinFileExists};
     std::shared_ptr<FaceCache::Entry> face;
-    if (uint32_t e = faces_.Get(NativePath(FontFilePath(font_file, directory)), face))
-      return {false, e};
+    bool done = false;
+    const uint32_t e = directory.empty()
+                           ? faces_.Get(font_file, face, hidden, &font_file, &bytes, &done)
+                           : faces_.Get(FontFilePath(font_file, directory), face, hidden,
+                                        &font_file, &bytes, &done);
+    if (e) return {false, e};
+    // Bytes made before this check are the caller's only when it passes.
     if (checks.folder_error) return {false, checks.folder_error};
-    faces_.Bytes(*face, hidden, font_file, bytes);
+    if (!done) faces_.Bytes(*face, hidden, font_file, bytes);
     return {true, 0};
   }
 
@@ -307,25 +371,42 @@ class RealFontResource : public FontResource {
     bool exists = false;
     uint32_t folder_error = 0;
   };
-  // A walk looks at each target once: it reads the fonts as things stood when it began.
+  // A walk looks at each target and each folder once: it reads the fonts as things stood when
+  // it began.
   struct Walk {
     int depth = 0;
-    std::unordered_map<std::string, TargetChecks> targets;
+    std::unordered_map<std::u16string, TargetChecks, TextHash, TextEqual> targets;
+    const std::pair<const std::u16string, TargetChecks>* last = nullptr;  // the last asked
+    std::unordered_map<std::string, uint32_t> folders;                    // FolderError by folder
   };
 
-  TargetChecks Look(const std::string& target) {
+  static TargetChecks Checks(Walk& walk, const String& fot_path) {
+    if (walk.depth > 0) {
+      // Most walks ask for one target again and again.
+      if (walk.last && SameText(walk.last->first, fot_path.view())) return walk.last->second;
+      auto it = walk.targets.find(fot_path.view());
+      if (it != walk.targets.end()) {
+        walk.last = &*it;
+        return it->second;
+      }
+    }
+    const std::string target = NativePath(fot_path);
     struct stat st;
     TargetChecks c;
     c.exists = ::lstat(target.c_str(), &st) == 0;
-    if (!c.exists) c.folder_error = FolderError(target);
+    if (walk.depth == 0) {
+      if (!c.exists) c.folder_error = FolderError(target);
+      return c;
+    }
+    if (!c.exists) {
+      size_t slash = target.find_last_of('/');
+      std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash);
+      auto f = walk.folders.find(folder);
+      if (f == walk.folders.end()) f = walk.folders.emplace(folder, FolderError(target)).first;
+      c.folder_error = f->second;
+    }
+    walk.last = &*walk.targets.emplace(std::u16string(fot_path.view()), c).first;
     return c;
-  }
-
-  TargetChecks Checks(const std::string& target) {
-    if (walk_.depth == 0) return Look(target);
-    auto it = walk_.targets.find(target);
-    if (it == walk_.targets.end()) it = walk_.targets.emplace(target, Look(target)).first;
-    return it->second;
   }
 
   FaceCache faces_;

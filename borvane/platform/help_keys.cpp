@@ -39,6 +39,9 @@ class HelpKeys : public ComputedKeys {
     for (const Server& s : servers_) keys_.push_back(s.key);
   }
 
+  // Made once, when the store is made.
+  uint64_t Version(const String&) override { return 1; }
+
   std::vector<RegistryValue> Values(const String& key) override {
     for (const Server& s : servers_)
       if (Same(key, s.key)) return {RegistryValue::Text(String(), s.file)};

@@ -23,7 +23,11 @@ constexpr RootName kRoots[] = {
 };
 
 bool SameNoCase(std::u16string_view a, std::u16string_view b) {
-  return a.size() == b.size() && FoldRegistryName(String(a)) == FoldRegistryName(String(b));
+  if (a.size() != b.size()) return false;
+  // The names fold a unit at a time.
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i] != b[i] && UpperChar(a[i]) != UpperChar(b[i])) return false;
+  return true;
 }
 
 // The part of a canonical path behind its root ("" for the root itself).
@@ -134,6 +138,21 @@ bool RegistryStore::KeyExists(const String& key) {
   String c = Canonical(key);
   if (c.empty()) return false;
   if (BelowRoot(c).empty()) return true;  // a root always exists
+  Stamp stamp;
+  const bool keep = ReadStamp(c, stamp);
+  if (keep) {
+    std::lock_guard<std::mutex> lock(snapshots_mutex_);
+    auto it = snapshots_.find(c.view());
+    if (it != snapshots_.end() && it->second.stamp == stamp && it->second.exists >= 0)
+      return it->second.exists != 0;
+  }
+  const bool exists = ReadKeyExists(c);
+  if (keep) Keep(c, stamp, [&](Snapshot& kept) { kept.exists = exists; });
+  return exists;
+}
+
+bool RegistryStore::ReadKeyExists(const String& c) {
+  if (BelowRoot(c).empty()) return true;  // a root always exists
   String target = ReadTarget(c);
   if (StoredKeyExists(target)) return true;
   for (auto& p : Providers())
@@ -161,7 +180,28 @@ bool RegistryStore::DeleteTree(const String& key) {
 }
 
 std::vector<String> RegistryStore::SubKeys(const String& key) {
+  SubKeySnapshot list;
+  SubKeyList(key, list);
+  return *list;
+}
+
+void RegistryStore::SubKeyList(const String& key, SubKeySnapshot& names) {
   String c = Canonical(key);
+  Stamp stamp;
+  const bool keep = !c.empty() && ReadStamp(c, stamp);
+  if (keep) {
+    std::lock_guard<std::mutex> lock(snapshots_mutex_);
+    auto it = snapshots_.find(c.view());
+    if (it != snapshots_.end() && it->second.stamp == stamp && it->second.subkeys) {
+      names = it->second.subkeys;
+      return;
+    }
+  }
+  names = std::make_shared<const std::vector<String>>(ReadSubKeys(c));
+  if (keep) Keep(c, stamp, [&](Snapshot& kept) { kept.subkeys = names; });
+}
+
+std::vector<String> RegistryStore::ReadSubKeys(const String& c) {
   if (c.empty()) return {};
   String target = ReadTarget(c);
   std::vector<String> names = StoredSubKeys(target);
@@ -206,6 +246,73 @@ int32_t RegistryStore::Values(const String& key, std::vector<RegistryValue>& val
     }
   }
   return kRegOk;
+}
+
+bool RegistryStore::ReadStamp(const String& canonical, Stamp& stamp) {
+  // Taken before the read it stands for: a change while that is read leaves it unkept.
+  stamp.writes = Writes();
+  stamp.outside = OutsideVersion();
+  if (stamp.outside == 0) return false;
+  const String target = ReadTarget(canonical);
+  for (auto& p : Providers()) {
+    stamp.versions.push_back(p->Version(target));
+    if (stamp.versions.back() == 0) return false;
+  }
+  return true;
+}
+
+void RegistryStore::Keep(const String& canonical, const Stamp& stamp,
+                         const std::function<void(Snapshot&)>& fill) {
+  std::lock_guard<std::mutex> lock(snapshots_mutex_);
+  auto it = snapshots_.find(canonical.view());
+  if (it == snapshots_.end()) {
+    // A bound on the keys kept: a caller walking the whole store does not fill memory.
+    if (snapshots_.size() >= 64) snapshots_.clear();
+    it = snapshots_.emplace(std::u16string(canonical.view()), Snapshot{}).first;
+  }
+  if (!(it->second.stamp == stamp)) {
+    it->second = Snapshot();
+    it->second.stamp = stamp;
+  }
+  fill(it->second);
+}
+
+int32_t RegistryStore::ValueList(const String& key, ValueSnapshot& values, SubKeySnapshot* names) {
+  String c = Canonical(key);
+  Stamp stamp;
+  const bool keep = !c.empty() && ReadStamp(c, stamp);
+  bool have_values = false, have_names = names == nullptr;
+  int32_t error = 0;
+  if (keep) {
+    std::lock_guard<std::mutex> lock(snapshots_mutex_);
+    auto it = snapshots_.find(c.view());
+    if (it != snapshots_.end() && it->second.stamp == stamp) {
+      if (it->second.values) {
+        values = it->second.values;
+        error = it->second.error;
+        have_values = true;
+      }
+      if (names && it->second.subkeys) {
+        *names = it->second.subkeys;
+        have_names = true;
+      }
+    }
+  }
+  if (have_values && have_names) return error;
+  if (!have_values) {
+    auto list = std::make_shared<std::vector<RegistryValue>>();
+    error = Values(key, *list);
+    values = list;
+  }
+  if (!have_names) *names = std::make_shared<const std::vector<String>>(ReadSubKeys(c));
+  if (keep) {
+    Keep(c, stamp, [&](Snapshot& kept) {
+      kept.values = values;
+      kept.error = error;
+      if (names) kept.subkeys = *names;
+    });
+  }
+  return error;
 }
 
 int32_t RegistryStore::QueryInfo(const String& key, RegistryKeyInfo& info) {

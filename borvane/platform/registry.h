@@ -90,6 +90,9 @@ class ComputedKeys {
   virtual bool HasKey(const String& key) = 0;
   // True when `key` may not be changed by callers.
   virtual bool ReadOnly(const String& key) { return (void)key, false; }
+  // A number that moves on whenever Values(key) would give another list; 0 when the provider
+  // cannot tell, and its values are made on every read.
+  virtual uint64_t Version(const String& key) { return (void)key, 0; }
 };
 
 class RegistryStore {
@@ -120,6 +123,14 @@ class RegistryStore {
   int32_t Query(const String& key, const String& name, RegistryValue& value);
   // Every value of the key in order (stored ones, then computed ones not shadowed): 0 or 2.
   int32_t Values(const String& key, std::vector<RegistryValue>& values);
+  // The same list, shared and never changed: read again only when something was written
+  // through this store, by another process, or by a provider since it was last read.
+  // With `names`, the names of its sub-keys too, as SubKeyList gives them.
+  using ValueSnapshot = std::shared_ptr<const std::vector<RegistryValue>>;
+  using SubKeySnapshot = std::shared_ptr<const std::vector<String>>;
+  int32_t ValueList(const String& key, ValueSnapshot& values, SubKeySnapshot* names = nullptr);
+  // SubKeys, shared and never changed, read again as the values are.
+  void SubKeyList(const String& key, SubKeySnapshot& names);
   // 0 deleted, 2 no such value (or key), 5 read-only.
   int32_t DeleteValue(const String& key, const String& name);
 
@@ -149,6 +160,9 @@ class RegistryStore {
   // Creates the key (and parents) if needed; a value of that name keeps its place.
   virtual bool StoredSet(const String& key, const RegistryValue& value) = 0;
   virtual bool StoredDeleteValue(const String& key, const String& name) = 0;
+  // A number that moves on whenever another process changed what is stored; 0 when the store
+  // cannot tell, and nothing it holds is kept between reads.
+  virtual uint64_t OutsideVersion() { return 0; }
 
  private:
   // The physical key that a canonical path reads from (HKEY_CLASSES_ROOT resolved).
@@ -161,6 +175,33 @@ class RegistryStore {
   std::mutex providers_mutex_;
   std::vector<std::shared_ptr<ComputedKeys>> providers_;
   std::atomic<uint64_t> writes_{0};
+
+  // What was read of a key, kept with what it was read under: this store's count of writes,
+  // its count of changes by other processes, and each provider's version of the key.
+  struct Stamp {
+    uint64_t writes = 0, outside = 0;
+    std::vector<uint64_t> versions;
+    bool operator==(const Stamp&) const = default;
+  };
+  struct Snapshot {
+    Stamp stamp;
+    int exists = -1;  // -1 not read yet
+    SubKeySnapshot subkeys;
+    ValueSnapshot values;
+    int32_t error = 0;
+  };
+  // False when what is read of `canonical` now cannot be kept.
+  bool ReadStamp(const String& canonical, Stamp& stamp);
+  // Lets `fill` add to the kept reads of `canonical`, emptied first unless they were made under
+  // `stamp`.
+  void Keep(const String& canonical, const Stamp& stamp,
+            const std::function<void(Snapshot&)>& fill);
+  bool ReadKeyExists(const String& canonical);
+  std::vector<String> ReadSubKeys(const String& canonical);
+
+  std::mutex snapshots_mutex_;
+  // By canonical path as the caller spelled it.
+  std::map<std::u16string, Snapshot, std::less<>> snapshots_;
 };
 
 // A registry held in memory, for tests.
@@ -180,6 +221,8 @@ class MemoryRegistry : public RegistryStore {
   std::optional<RegistryValue> StoredValue(const String& key, const String& name) override;
   bool StoredSet(const String& key, const RegistryValue& value) override;
   bool StoredDeleteValue(const String& key, const String& name) override;
+  // Only this process reaches the store.
+  uint64_t OutsideVersion() override { return 1; }
 
  private:
   struct Key {

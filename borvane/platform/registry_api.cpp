@@ -1,6 +1,7 @@
 #include "borvane/platform/registry_api.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <map>
 #include <vector>
@@ -21,14 +22,8 @@ struct OpenKey {
   uint32_t access = 0;
   // The values as they stood at the enumeration's first call, so that a walk over n values
   // reads the store once, not n times.
-  std::vector<RegistryValue> enumerated;
+  RegistryStore::ValueSnapshot enumerated;
   bool enumerating = false;
-  // The values that the sizes of the key were last taken from, and the store and its count of
-  // writes then: an enumeration that follows with nothing written in between starts from them
-  // rather than read the store again.
-  std::vector<RegistryValue> measured;
-  const RegistryStore* measured_store = nullptr;
-  uint64_t measured_writes = 0;
 };
 
 // Keys stay on the thread that opened them, as the library's objects do.
@@ -79,8 +74,15 @@ String Below(const String& parent, const std::string& sub_key) {
 HKEY NewHandle(String path, uint32_t access) {
   HandleTable& t = Handles();
   HKEY h = t.next++;
-  t.keys[h] = OpenKey{std::move(path), access, {}, false, {}, nullptr, 0};
+  t.keys[h] = OpenKey{std::move(path), access, nullptr, false};
   return h;
+}
+
+// The code units of a text value up to its closing NULs.
+size_t TextUnits(const RegistryValue& v) {
+  size_t units = v.data.size() / 2;
+  while (units > 0 && v.data[2 * units - 2] == 0 && v.data[2 * units - 1] == 0) --units;
+  return units;
 }
 
 // The value's data as the single-byte calls give it: text in the ANSI code page with its NUL.
@@ -104,9 +106,7 @@ std::string AnsiData(const RegistryValue& v) {
 uint32_t AnsiDataSize(const RegistryValue& v) {
   if (!v.IsText() || AnsiCodePage() != CodePage::kWindows1252)
     return static_cast<uint32_t>(AnsiData(v).size());
-  size_t units = v.data.size() / 2;
-  while (units > 0 && v.data[2 * units - 2] == 0 && v.data[2 * units - 1] == 0) --units;
-  return static_cast<uint32_t>(units + (v.type == REG_MULTI_SZ ? 2 : 1));
+  return static_cast<uint32_t>(TextUnits(v) + (v.type == REG_MULTI_SZ ? 2 : 1));
 }
 uint32_t AnsiNameSize(const String& name) {
   if (AnsiCodePage() == CodePage::kWindows1252) return static_cast<uint32_t>(name.size());
@@ -122,6 +122,29 @@ int32_t CopyOut(const std::string& bytes, uint8_t* buffer, uint32_t* length) {
   if (!buffer) return kRegOk;
   if (bytes.size() > room) return kRegMoreData;
   std::memcpy(buffer, bytes.data(), bytes.size());
+  return kRegOk;
+}
+
+// CopyOut(AnsiData(v), ...) in Windows-1252, where a code unit is a byte: converted straight into
+// the buffer.
+int32_t CopyOutData(const RegistryValue& v, uint8_t* buffer, uint32_t* length) {
+  if (!v.IsText() || !length || !buffer) return CopyOut(AnsiData(v), buffer, length);
+  const size_t units = TextUnits(v), nuls = v.type == REG_MULTI_SZ ? 2 : 1;
+  uint32_t room = *length;
+  *length = static_cast<uint32_t>(units + nuls);
+  if (units + nuls > room) return kRegMoreData;
+  size_t i = 0;
+  // ASCII, most of any text, four units at a time: each is its low byte (the data are
+  // little-endian, as is the machine this part is for).
+  for (uint64_t w; std::endian::native == std::endian::little && i + 4 <= units; i += 4) {
+    std::memcpy(&w, v.data.data() + 2 * i, 8);
+    if (w & 0xFF80FF80FF80FF80ull) break;
+    for (size_t j = 0; j < 4; ++j) buffer[i + j] = static_cast<uint8_t>(w >> (16 * j));
+  }
+  for (; i < units; ++i)
+    buffer[i] = static_cast<uint8_t>(Windows1252Byte(static_cast<char16_t>(
+        static_cast<uint8_t>(v.data[2 * i]) | static_cast<uint8_t>(v.data[2 * i + 1]) << 8)));
+  std::memset(buffer + units, 0, nuls);
   return kRegOk;
 }
 
@@ -172,14 +195,15 @@ int32_t RegQueryInfoKeyA(HKEY key, char* key_class, uint32_t* class_length, uint
                          uint32_t* longest_subkey, uint32_t* longest_class, uint32_t* values,
                          uint32_t* longest_value_name, uint32_t* longest_value_data) {
   OpenKey root;
-  OpenKey* k = const_cast<OpenKey*>(Find(key, root));
+  const OpenKey* k = Find(key, root);
   if (!k) return kInvalidHandle;
   RegistryStore& store = Registry();
-  const uint64_t writes = store.Writes();
-  std::vector<RegistryValue> all;
-  if (int32_t e = store.Values(k->path, all)) return e;
+  RegistryStore::ValueSnapshot snapshot;
+  RegistryStore::SubKeySnapshot names;
+  if (int32_t e = store.ValueList(k->path, snapshot, &names)) return e;
+  const std::vector<RegistryValue>& all = *snapshot;
   RegistryKeyInfo info;
-  for (const String& s : store.SubKeys(k->path)) {
+  for (const String& s : *names) {
     ++info.subkeys;
     info.longest_subkey = std::max(info.longest_subkey, static_cast<uint32_t>(s.size()));
   }
@@ -199,11 +223,6 @@ int32_t RegQueryInfoKeyA(HKEY key, char* key_class, uint32_t* class_length, uint
   if (values) *values = static_cast<uint32_t>(all.size());
   if (longest_value_name) *longest_value_name = name_max;
   if (longest_value_data) *longest_value_data = data_max;
-  if (k != &root) {
-    k->measured = std::move(all);
-    k->measured_store = &store;
-    k->measured_writes = writes;
-  }
   return kRegOk;
 }
 
@@ -222,23 +241,27 @@ int32_t RegEnumValueA(HKEY key, uint32_t index, char* name, uint32_t* name_lengt
     return kInvalidHandle;
   }
   if (index == 0 || !k->enumerating) {
-    RegistryStore& store = Registry();
-    if (k->measured_store == &store && k->measured_writes == store.Writes()) {
-      k->enumerated = std::move(k->measured);
-    } else if (int32_t e = store.Values(k->path, k->enumerated)) {
-      return e;
-    }
-    k->measured_store = nullptr;
+    if (int32_t e = Registry().ValueList(k->path, k->enumerated)) return e;
     k->enumerating = true;
   }
-  if (index >= k->enumerated.size()) return kRegNoMoreItems;
-  const RegistryValue& v = k->enumerated[index];
-  std::string n = ToAnsi(v.name);
-  if (n.size() + 1 > *name_length) return kRegMoreData;
-  std::memcpy(name, n.c_str(), n.size() + 1);
-  *name_length = static_cast<uint32_t>(n.size());
+  if (index >= k->enumerated->size()) return kRegNoMoreItems;
+  const RegistryValue& v = (*k->enumerated)[index];
+  const bool one_byte_per_unit = AnsiCodePage() == CodePage::kWindows1252;
+  if (one_byte_per_unit) {
+    const std::u16string_view n = v.name.view();
+    if (n.size() + 1 > *name_length) return kRegMoreData;
+    for (size_t i = 0; i < n.size(); ++i) name[i] = Windows1252Byte(n[i]);
+    name[n.size()] = '\0';
+    *name_length = static_cast<uint32_t>(n.size());
+  } else {
+    std::string n = ToAnsi(v.name);
+    if (n.size() + 1 > *name_length) return kRegMoreData;
+    std::memcpy(name, n.c_str(), n.size() + 1);
+    *name_length = static_cast<uint32_t>(n.size());
+  }
   if (type) *type = v.type;
-  return CopyOut(AnsiData(v), data, data_length);
+  return one_byte_per_unit ? CopyOutData(v, data, data_length)
+                           : CopyOut(AnsiData(v), data, data_length);
 }
 
 int32_t RegQueryValueExA(HKEY key, const std::string& name, uint32_t* type, uint8_t* data,

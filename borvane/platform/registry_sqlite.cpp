@@ -250,6 +250,22 @@ void SqliteRegistry::ImportOnce(const std::string& import_path) {
   });
 }
 
+uint64_t SqliteRegistry::OutsideVersion() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!db_) return 0;
+  // Another process's commit writes the database's log (or, at a checkpoint, the database):
+  // while the watch on both saw nothing, nothing changed. Without a watch, SQLite's own count
+  // is asked, which costs a read transaction.
+  if (!watched_ || watch_.Changed()) {
+    watched_ = watch_.WatchFile(path_) && watch_.WatchFile(path_ + "-wal");
+    ++watch_version_;
+  }
+  if (watched_) return watch_version_ << 1;
+  Statement q(cache_, "PRAGMA data_version");
+  // Odd, and so never 0 nor a version of the watch.
+  return q.Step() ? static_cast<uint64_t>(q.Int(0)) << 1 | 1 : 0;
+}
+
 bool SqliteRegistry::StoredKeyExists(const String& key) {
   std::lock_guard<std::mutex> lock(mutex_);
   Statement q(cache_, "SELECT 1 FROM keys WHERE fold=?1");

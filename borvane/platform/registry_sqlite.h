@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/registry.h"
 
 struct sqlite3;
@@ -56,6 +57,8 @@ class SqliteRegistry : public RegistryStore {
   std::optional<RegistryValue> StoredValue(const String& key, const String& name) override;
   bool StoredSet(const String& key, const RegistryValue& value) override;
   bool StoredDeleteValue(const String& key, const String& name) override;
+  // SQLite's data version, which moves on when another connection commits.
+  uint64_t OutsideVersion() override;
 
  private:
   enum class OpenResult { kOpen, kDamaged, kFailed };
@@ -72,6 +75,9 @@ class SqliteRegistry : public RegistryStore {
   sqlite3* db_ = nullptr;
   StatementCache cache_;
   std::mutex mutex_;
+  FolderWatch watch_;  // the database and its log, for OutsideVersion
+  bool watched_ = false;
+  uint64_t watch_version_ = 0;
 };
 
 }  // namespace borvane::platform

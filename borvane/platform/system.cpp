@@ -63,10 +63,13 @@ class RealSystem : public SystemService {
   }
 
   String LibraryFolder() override {
-    String path = LibraryPath();
-    std::u16string_view p = path.view();
-    size_t slash = p.rfind(u'/');
-    return slash == std::u16string_view::npos ? String() : String(p.substr(0, slash));
+    static const String folder = [this] {
+      String path = LibraryPath();
+      std::u16string_view p = path.view();
+      size_t slash = p.rfind(u'/');
+      return slash == std::u16string_view::npos ? String() : String(p.substr(0, slash));
+    }();
+    return folder;
   }
 
   String ExpandEnvironmentStrings(const String& text) override {

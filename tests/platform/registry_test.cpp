@@ -264,6 +264,42 @@ TEST(SqliteRegistryTest, ADamagedFileIsSetAsideAndTheTextStoreImportedOnce) {
   EXPECT_TRUE(fs::exists(text));
 }
 
+// A list read once is kept, and read again after a write through another connection, a write
+// through this one, or a new version of the installed fonts.
+TEST(SqliteRegistryTest, KeptListsFollowEveryChange) {
+  ScratchFolder folder;
+  const std::string db = (folder / "r.db").string();
+  MemoryFontCatalog catalog;
+  catalog.fonts = {{"A", "/f/a.ttf"}};
+  catalog.version = 1;
+  ScopedService<FontCatalog> catalog_scope(catalog);
+  SqliteRegistry reader(db), writer(db);
+  AddSystemComputedKeys(reader);
+  const String fonts = "HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
+  auto names = [&] {
+    RegistryStore::ValueSnapshot values;
+    RegistryStore::SubKeySnapshot keys;
+    EXPECT_EQ(reader.ValueList(fonts, values, &keys), 0);
+    std::string out;
+    for (const RegistryValue& v : *values) out += v.name.ToUtf8() + ";";
+    for (const String& k : *keys) out += "[" + k.ToUtf8() + "]";
+    return out;
+  };
+  EXPECT_EQ(names(), "A (TrueType);");
+  writer.SetValue(fonts, "B (TrueType)", "b.ttf");
+  EXPECT_EQ(names(), "B (TrueType);A (TrueType);");
+  writer.SetValue(fonts + String("\\Sub"), "x", "y");
+  EXPECT_EQ(names(), "B (TrueType);A (TrueType);[Sub]");
+  catalog.fonts.push_back({"C", "/f/c.ttf"});
+  catalog.version = 2;
+  EXPECT_EQ(names(), "B (TrueType);A (TrueType);C (TrueType);[Sub]");
+  EXPECT_EQ(reader.DeleteValue(fonts, "B (TrueType)"), 0);
+  EXPECT_EQ(names(), "A (TrueType);C (TrueType);[Sub]");
+  EXPECT_TRUE(reader.KeyExists(fonts + String("\\Sub")));
+  EXPECT_TRUE(writer.DeleteTree(fonts + String("\\Sub")));
+  EXPECT_FALSE(reader.KeyExists(fonts + String("\\Sub")));
+}
+
 TEST(SystemKeysTest, InstalledFontsAndTheUsersFontFolder) {
   MemoryFontCatalog catalog;
   catalog.fonts = {{"Sample Bold", "/usr/share/fonts/Sample-Bold.ttf"}};
