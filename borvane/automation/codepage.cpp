@@ -69,8 +69,17 @@ void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out) {
 }
 
 String FromCodePage(std::string_view bytes, CodePage cp) {
-  if (cp == CodePage::kUtf8) return String(Utf8ToUtf16(bytes));
-  std::u16string out(bytes.size(), u'\0');
+  std::u16string out;
+  AssignFromCodePage(bytes, cp, out);
+  return String(std::move(out));
+}
+
+void AssignFromCodePage(std::string_view bytes, CodePage cp, std::u16string& out) {
+  if (cp == CodePage::kUtf8) {
+    out = Utf8ToUtf16(bytes);
+    return;
+  }
+  out.resize(bytes.size());
   char16_t* to = out.data();
   size_t i = 0;
   // ASCII, most of any text, eight bytes at a time.
@@ -83,7 +92,6 @@ String FromCodePage(std::string_view bytes, CodePage cp) {
     auto b = static_cast<unsigned char>(bytes[i]);
     to[i] = b >= 0x80 && b < 0xA0 ? kHigh1252[b - 0x80] : b;
   }
-  return String(std::move(out));
 }
 
 String FromBytesLatin1(std::string_view bytes) {

@@ -36,6 +36,8 @@ inline char Windows1252Byte(char16_t ch) {
 
 // ToCodePage appended to `out`.
 void AppendCodePage(std::u16string_view text, CodePage cp, std::string& out);
+// FromCodePage into `out`, whose storage is reused.
+void AssignFromCodePage(std::string_view bytes, CodePage cp, std::u16string& out);
 
 // One byte, one character: byte b becomes the code unit b, and back (code units above 0xFF
 // keep their low byte). The font name readers read their files this way.

@@ -107,10 +107,15 @@ void FontFunctions::RemoveFontResourceFile(const String& fot) {
 
 bool FontFunctions::FontResourceBytes(const String& fot, const String& file, const String& dir,
                                       bool show, std::string& bytes, bool& written) {
-  platform::FileSystem& files = platform::Files();
-  if (files.IsNormalFile(fot)) RemoveFontResourceFile(fot);
+  // Asked first and replaced only when it answers that the target is there: a ".FOT" left in
+  // the temporary folder is rare, and a look for it on every font of a walk is not.
+  platform::FontResource& resources = platform::FontResources();
   platform::FontResourceResult r =
-      platform::FontResources().ScalableFontResourceBytes(0, fot, file, dir, bytes, written);
+      resources.ScalableFontResourceBytes(0, fot, file, dir, bytes, written);
+  if (!r.ok && r.last_error == platform::kWinFileExists && platform::Files().IsNormalFile(fot)) {
+    RemoveFontResourceFile(fot);
+    r = resources.ScalableFontResourceBytes(0, fot, file, dir, bytes, written);
+  }
   if (!r.ok) ShowResourceError(r, file, show);
   return r.ok;
 }

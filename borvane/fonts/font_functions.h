@@ -62,7 +62,8 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   static bool CreateFontResourceFile(const String& fot, const String& file, const String& dir,
                                      bool show);
   // The same for a ".FOT" that is only read back: its bytes into `bytes`, and `written` tells
-  // whether a file was left at `fot` for the caller to delete.
+  // whether a file was left at `fot` for the caller to delete. A file in the way is replaced
+  // as above.
   static bool FontResourceBytes(const String& fot, const String& file, const String& dir, bool show,
                                 std::string& bytes, bool& written);
   // Deletes the ".FOT" `fot`; one already gone is no failure.

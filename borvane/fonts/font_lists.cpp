@@ -10,6 +10,7 @@
 #include "borvane/fonts/font_readers.h"
 #include "borvane/fonts/font_system.h"
 #include "borvane/platform/file_system.h"
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/font_resource.h"
 #include "borvane/platform/registry.h"
 #include "borvane/platform/registry_api.h"
@@ -18,35 +19,6 @@
 namespace borvane {
 
 namespace {
-
-// One slot of a list split into its folder and file (the row step): the two side by side, and
-// where the file begins.
-struct Row {
-  String path;
-  size_t split;
-  String Dir() const { return String(path.view().substr(0, split)); }
-  String File() const { return String(path.view().substr(split)); }
-};
-
-// The rows of a list whose slot is not empty, in order.
-std::vector<Row> Rows(const Array& list, FontFunctions& f) {
-  std::vector<Row> rows;
-  String fonts_dir;  // the fonts directory, asked for once for all files without a folder
-  bool asked = false;
-  for (int32_t i = 0; i <= list.UBound(2); ++i) {
-    // The list's elements are Strings.
-    if (list.At({0, i}).StringRef().empty()) continue;
-    const String& file = list.At({1, i}).StringRef();
-    size_t slash = file.view().rfind(u'\\');
-    if (slash != std::u16string_view::npos) {
-      rows.push_back({file, slash + 1});
-      continue;
-    }
-    if (!asked) fonts_dir = f.GetRegFontsPath(), asked = true;
-    rows.push_back({fonts_dir + file, fonts_dir.size()});
-  }
-  return rows;
-}
 
 // Whether the last four characters of `text`, in capital letters, are `extension` (".TTF").
 bool EndsWithExtension(const String& text, std::string_view extension) {
@@ -80,39 +52,98 @@ bool StartsWith(const String& text, const String& prefix) {
   return text.view().substr(0, prefix.size()) == prefix.view();
 }
 
-}  // namespace
+// The fonts key, open for as long as this lives.
+class FontsKey {
+ public:
+  FontsKey() : key_(OpenFontsKey()) {}
+  ~FontsKey() { platform::RegCloseKey(key_); }
+  FontsKey(const FontsKey&) = delete;
+  FontsKey& operator=(const FontsKey&) = delete;
+  platform::HKEY get() const { return key_; }
 
-Array FontFunctions::InstalledFonts(const char* extension) {
+ private:
+  platform::HKEY key_;
+};
+
+// The slots of the list of the values of the fonts key whose data ends in `extension`, in
+// order: `slot(index, name, text)` with the value's name in the ANSI code page and its data as
+// text (which `slot` may take). Returns the count of values, the upper bound the list ends with.
+template <class Slot>
+int32_t EnumerateFonts(const char* extension, Slot&& slot) {
   using namespace platform;
-  HKEY key = OpenFontsKey();
+  // The store's and the catalog's watches are read once for the whole list.
+  FolderWatch::OneLook one_look;
+  FontsKey key;
   uint32_t longest_name = 0, longest_data = 0;
-  RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest_name,
+  RegQueryInfoKeyA(key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest_name,
                    &longest_data);
-  Array list(vbString, {{0, 1}, {0, 10}});
-  const bool one_byte_per_unit = AnsiCodePage() == CodePage::kWindows1252;
+  const CodePage code_page = AnsiCodePage();
+  const bool one_byte_per_unit = code_page == CodePage::kWindows1252;
   std::vector<char> name(longest_name + 1);
   std::vector<uint8_t> data(longest_data + 1);
+  String text;
   int32_t index = 0;
   for (;; ++index) {
     std::fill(name.begin(), name.end(), ' ');
     uint32_t name_length = longest_name + 1, data_length = longest_data + 1, type = 0;
-    int32_t r = RegEnumValueA(key, static_cast<uint32_t>(index), name.data(), &name_length, &type,
-                              data.data(), &data_length);
+    int32_t r = RegEnumValueA(key.get(), static_cast<uint32_t>(index), name.data(), &name_length,
+                              &type, data.data(), &data_length);
     if (r == kRegNoMoreItems) break;
     // A value that cannot be read, or has no data, leaves its slot empty.
     if (r != 0 || data_length == 0) continue;
     const std::string_view bytes(reinterpret_cast<const char*>(data.data()), data_length - 1);
     // Where a byte is a character, a value of the other kind is passed over unconverted.
     if (one_byte_per_unit && !MayEndWithExtension(bytes, extension)) continue;
-    String text = FromAnsi(bytes);
+    AssignFromCodePage(bytes, code_page, text.mutable_str());
     if (!EndsWithExtension(text, extension)) continue;
-    // A slot behind the last one grows the list to ten slots behind it.
-    if (index > list.UBound(2)) list.RedimPreserve(index + 10);
-    list.Set({0, index}, Variant(FromAnsi(std::string_view(name.data(), name_length))));
-    list.Set({1, index}, Variant(std::move(text)));
+    slot(index, std::string_view(name.data(), name_length), text);
   }
-  RegCloseKey(key);
-  list.RedimPreserve(index);
+  return index;
+}
+
+// The row step over each slot of the list of `extension` whose name is not empty, in order,
+// without the list being made: `row(path, split)` with the slot's folder and file side by side
+// in `path` (a file without a folder is in the fonts directory) and where the file begins.
+template <class Row>
+void ForEachRow(FontFunctions& f, const char* extension, Row&& row) {
+  String fonts_dir;  // asked for once for all files without a folder
+  bool asked = false;
+  String path;  // one storage for every row
+  EnumerateFonts(extension, [&](int32_t, std::string_view name, const String& file) {
+    // Bytes of a name in the code page are never an empty String.
+    if (name.empty()) return;
+    const std::u16string_view v = file.view();
+    size_t slash = v.rfind(u'\\');
+    if (slash != std::u16string_view::npos) {
+      path.mutable_str().assign(v);
+      row(path, slash + 1);
+      return;
+    }
+    if (!asked) fonts_dir = f.GetRegFontsPath(), asked = true;
+    path.mutable_str().assign(fonts_dir.view()).append(v);
+    row(path, fonts_dir.size());
+  });
+}
+
+String Before(const String& path, size_t split) {
+  return String(path.view().substr(0, split));
+}
+String From(const String& path, size_t split) {
+  return String(path.view().substr(split));
+}
+
+}  // namespace
+
+Array FontFunctions::InstalledFonts(const char* extension) {
+  Array list(vbString, {{0, 1}, {0, 10}});
+  const int32_t count =
+      EnumerateFonts(extension, [&](int32_t index, std::string_view name, String& text) {
+        // A slot behind the last one grows the list to ten slots behind it.
+        if (index > list.UBound(2)) list.RedimPreserve(index + 10);
+        list.Set({0, index}, Variant(FromAnsi(name)));
+        list.Set({1, index}, Variant(std::move(text)));
+      });
+  list.RedimPreserve(count);
   return list;
 }
 
@@ -167,25 +198,25 @@ String FontFunctions::FontFamilyname(String& sFaceName, String& sStyle) {
   platform::FontResourceWalk walk;
   String family;
   bool found = false, quiet = false;
-  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
-    if (!(GetFontFriedlyName(row.path) == sFaceName)) continue;
+  ForEachRow(*this, ".TTF", [&](String& path, size_t split) {
+    if (!(GetFontFriedlyName(path) == sFaceName)) return;
     FONTINFO info;
-    String dir = row.Dir(), file = row.File();
+    String dir = Before(path, split), file = From(path, split);
     if (GetTTFontInfo(dir, file, info, quiet)) {
       sStyle = info.FontStyle;
       family = info.FontFamily;
       found = true;
     }
-  }
-  for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
+  });
+  ForEachRow(*this, ".FON", [&](String& path, size_t split) {
     FONTINFO info;
-    String dir = row.Dir(), file = row.File();
+    String dir = Before(path, split), file = From(path, split);
     if (GetBitmapFontInfo(dir, file, info, quiet) && StartsWith(info.FontName, sFaceName)) {
       family = info.FontName;
       sStyle = info.FontStyle;
       found = true;
     }
-  }
+  });
   return found ? family : sFaceName;
 }
 
@@ -193,28 +224,27 @@ String FontFunctions::FontFilename(String& sFontName, String& sFontStyle) {
   platform::FontResourceWalk walk;
   String last, exact;
   bool found = false, quiet = false;
-  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
+  ForEachRow(*this, ".TTF", [&](String& path, size_t split) {
     FONTINFO info;
-    String dir = row.Dir(), file = row.File();
-    if (!GetTTFontInfo(dir, file, info, quiet) || !(info.FontFamily == sFontName)) continue;
-    last = row.path;
+    String dir = Before(path, split), file = From(path, split);
+    if (!GetTTFontInfo(dir, file, info, quiet) || !(info.FontFamily == sFontName)) return;
+    last = path;
     if (sFontStyle.empty()) sFontStyle = info.FontStyle;
     if (sFontStyle == info.FontStyle) {
-      exact = row.path;
+      exact = path;
       found = true;
     }
-  }
-  for (Row& row : Rows(GetInstalledBitmapFonts(), *this)) {
+  });
+  ForEachRow(*this, ".FON", [&](String& path, size_t split) {
     FONTINFO info;
-    String dir = row.Dir(), file = row.File();
-    if (!GetBitmapFontInfo(dir, file, info, quiet) || !StartsWith(info.FontName, sFontName))
-      continue;
-    last = row.path;
+    String dir = Before(path, split), file = From(path, split);
+    if (!GetBitmapFontInfo(dir, file, info, quiet) || !StartsWith(info.FontName, sFontName)) return;
+    last = path;
     if (sFontStyle == info.FontStyle) {
-      exact = row.path;
+      exact = path;
       found = true;
     }
-  }
+  });
   return found ? exact : last;
 }
 
@@ -222,14 +252,14 @@ void FontFunctions::GetFontStylename(String& sBold, String& sItalic) {
   platform::FontResourceWalk walk;
   std::vector<String> styles;
   bool quiet = false;
-  for (Row& row : Rows(GetInstalledTTFonts(), *this)) {
+  ForEachRow(*this, ".TTF", [&](String& path, size_t split) {
     FONTINFO info;
-    String dir = row.Dir(), file = row.File();
-    if (!GetTTFontInfo(dir, file, info, quiet)) continue;
+    String dir = Before(path, split), file = From(path, split);
+    if (!GetTTFontInfo(dir, file, info, quiet)) return;
     bool known = false;
     for (const String& s : styles) known |= s == info.FontStyle;
     if (!known) styles.push_back(info.FontStyle);
-  }
+  });
   auto is_style = [&](const String& word) {
     for (const String& s : styles)
       if (s == word) return true;

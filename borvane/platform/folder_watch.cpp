@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 
@@ -47,7 +48,20 @@ std::string Parent(const std::string& path) {
   return slash == 0 ? std::string("/") : path.substr(0, slash);
 }
 
+// The OneLook scope of this thread (0 for none), numbered across the process.
+std::atomic<uint64_t> next_scope{1};
+thread_local uint64_t scope = 0;
+thread_local int scope_depth = 0;
+
 }  // namespace
+
+FolderWatch::OneLook::OneLook() {
+  if (scope_depth++ == 0) scope = next_scope.fetch_add(1, std::memory_order_relaxed);
+}
+
+FolderWatch::OneLook::~OneLook() {
+  if (--scope_depth == 0) scope = 0;
+}
 
 FolderWatch::~FolderWatch() {
   if (fd_ >= 0) ::close(fd_);
@@ -129,6 +143,8 @@ bool FolderWatch::WatchFolder(const std::string& folder) {
 FolderWatch::Changes FolderWatch::TakeChanges() {
   std::lock_guard<std::mutex> lock(mutex_);
   Changes changes;
+  if (scope != 0 && looked_in_ == scope) return changes;
+  looked_in_ = scope;
   if (fd_ < 0) return changes;
   alignas(inotify_event) char buffer[8192];
   for (;;) {

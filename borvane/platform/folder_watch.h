@@ -3,6 +3,7 @@
 #ifndef BORVANE_PLATFORM_FOLDER_WATCH_H_
 #define BORVANE_PLATFORM_FOLDER_WATCH_H_
 
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -45,6 +46,17 @@ class FolderWatch {
   Changes TakeChanges();
   bool Changed() { return TakeChanges().any; }
 
+  // While one lives on this thread, each watch is read by the first look of the thread and
+  // answers the later ones that nothing changed: a walk over many files reads them as they stood
+  // when it began, and does not pay a read of every watch for each of them. Scopes nest.
+  class OneLook {
+   public:
+    OneLook();
+    ~OneLook();
+    OneLook(const OneLook&) = delete;
+    OneLook& operator=(const OneLook&) = delete;
+  };
+
  private:
   // The watch descriptor, or -1.
   int Add(const std::string& path, uint32_t mask);
@@ -55,6 +67,7 @@ class FolderWatch {
   bool failed_ = false;                              // inotify is not there at all
   std::unordered_set<std::string> watched_;          // paths with their mask, as "mask:path"
   std::unordered_multimap<int, std::string> files_;  // the watches of files, by descriptor
+  uint64_t looked_in_ = 0;                           // the OneLook scope of the last look
 };
 
 }  // namespace borvane::platform

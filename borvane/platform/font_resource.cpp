@@ -300,19 +300,21 @@ uint32_t FolderError(const std::string& target) {
 class RealFontResource : public FontResource {
  public:
   void BeginWalk() override {
-    if (walk_.depth++ == 0) {
-      walk_.last = nullptr;
-      walk_.targets.clear();
-      walk_.folders.clear();
-      faces_.Look();
+    Walk& walk = walk_;
+    if (walk.depth++ > 0) return;
+    faces_.Look();
+    walk.last = nullptr;
+    // What earlier walks found of their targets holds while no folder of theirs has changed.
+    const uint64_t generation = TargetGeneration();
+    // A bound on what a thread keeps: a walk over many folders of targets does not fill memory.
+    if (walk.generation != generation || walk.targets.size() > 8192) {
+      walk.targets.clear();
+      walk.folders.clear();
+      walk.generation = generation;
     }
   }
   void EndWalk() override {
-    if (walk_.depth > 0 && --walk_.depth == 0) {
-      walk_.last = nullptr;
-      walk_.targets.clear();
-      walk_.folders.clear();
-    }
+    if (walk_.depth > 0 && --walk_.depth == 0) walk_.last = nullptr;
   }
 
   // The file a caller would only read back and delete is never made: the checks on the target
@@ -372,15 +374,25 @@ class RealFontResource : public FontResource {
     uint32_t folder_error = 0;
   };
   // A walk looks at each target and each folder once: it reads the fonts as things stood when
-  // it began.
+  // it began. A target found missing stays so for later walks on this thread while the watch on
+  // its folder has seen nothing come, go or change its rights; one found there is looked at
+  // again, as the caller replaces it.
   struct Walk {
     int depth = 0;
+    uint64_t generation = 0;  // of the target watch the entries hold for; 0 for this walk only
     std::unordered_map<std::u16string, TargetChecks, TextHash, TextEqual> targets;
     const std::pair<const std::u16string, TargetChecks>* last = nullptr;  // the last asked
     std::unordered_map<std::string, uint32_t> folders;                    // FolderError by folder
   };
 
-  static TargetChecks Checks(Walk& walk, const String& fot_path) {
+  // The watch's count of changes; the watches set under an older one may be gone.
+  uint64_t TargetGeneration() {
+    std::lock_guard<std::mutex> lock(targets_mutex_);
+    if (targets_watch_.Changed()) ++targets_generation_;
+    return targets_generation_;
+  }
+
+  TargetChecks Checks(Walk& walk, const String& fot_path) {
     if (walk.depth > 0) {
       // Most walks ask for one target again and again.
       if (walk.last && SameText(walk.last->first, fot_path.view())) return walk.last->second;
@@ -391,24 +403,31 @@ class RealFontResource : public FontResource {
       }
     }
     const std::string target = NativePath(fot_path);
+    size_t slash = target.find_last_of('/');
+    std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash);
+    const uint32_t* folder_error = nullptr;
+    if (walk.depth > 0) {
+      auto f = walk.folders.find(folder);
+      if (f == walk.folders.end()) {
+        // Watched before it is looked at, so that a change from then on is seen.
+        if (folder.empty() || !targets_watch_.WatchFolder(folder)) walk.generation = 0;
+        f = walk.folders.emplace(folder, FolderError(target)).first;
+      }
+      folder_error = &f->second;
+    }
     struct stat st;
     TargetChecks c;
     c.exists = ::lstat(target.c_str(), &st) == 0;
-    if (walk.depth == 0) {
-      if (!c.exists) c.folder_error = FolderError(target);
-      return c;
-    }
-    if (!c.exists) {
-      size_t slash = target.find_last_of('/');
-      std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash);
-      auto f = walk.folders.find(folder);
-      if (f == walk.folders.end()) f = walk.folders.emplace(folder, FolderError(target)).first;
-      c.folder_error = f->second;
-    }
-    walk.last = &*walk.targets.emplace(std::u16string(fot_path.view()), c).first;
+    if (c.exists) return c;
+    c.folder_error = folder_error ? *folder_error : FolderError(target);
+    if (walk.depth > 0)
+      walk.last = &*walk.targets.emplace(std::u16string(fot_path.view()), c).first;
     return c;
   }
 
+  std::mutex targets_mutex_;
+  uint64_t targets_generation_ = 1;
+  FolderWatch targets_watch_;
   FaceCache faces_;
   static thread_local Walk walk_;
 };

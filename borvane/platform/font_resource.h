@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "borvane/automation/string.h"
+#include "borvane/platform/folder_watch.h"
 #include "borvane/platform/service.h"
 #include "borvane/platform/sfnt_names.h"
 
@@ -61,7 +62,8 @@ class FontResource {
 
   // A walk over many fonts on this thread begins or ends; walks nest. Within a walk the real
   // service checks a target once, and asks once whether any font file changed: the walk reads
-  // the fonts as they stood when it began.
+  // the fonts as they stood when it began. A target it found missing is not looked at again by
+  // later walks while nothing in its folder changed.
   virtual void BeginWalk() {}
   virtual void EndWalk() {}
 
@@ -72,7 +74,8 @@ inline FontResource& FontResources() {
   return Current<FontResource>::Get();
 }
 
-// A walk over many fonts for as long as this lives.
+// A walk over many fonts for as long as this lives. The folder watches behind the platform's
+// caches (fonts, the registry, the font catalog) are read once for all of it.
 class FontResourceWalk {
  public:
   FontResourceWalk() : service_(FontResources()) { service_.BeginWalk(); }
@@ -81,6 +84,7 @@ class FontResourceWalk {
   FontResourceWalk& operator=(const FontResourceWalk&) = delete;
 
  private:
+  FolderWatch::OneLook one_look_;
   FontResource& service_;
 };
 

@@ -96,6 +96,10 @@ TEST(FontFunctionsTest, LateBoundOverTheRealFontResource) {
   EXPECT_EQ(info->Field(u"FontFamily"), Variant("DejaVu Sans"));
   EXPECT_EQ(info->Field(u"FontStyle"), Variant("Bold"));
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  // A ".FOT" of that name left behind is replaced, and then deleted.
+  folder.Put("DejaVuSans-Bold.FOT", "stale");
+  EXPECT_EQ(CallByName(fonts, "GetTTFontInfo", VbMethod, args), Variant(true));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
   args[1] = Variant("NoSuchFont.ttf");
   EXPECT_EQ(CallByName(fonts, "GetTTFontInfo", VbMethod, args), Variant(false));
   unsetenv("TMPDIR");

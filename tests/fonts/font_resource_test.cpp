@@ -209,6 +209,20 @@ TEST(FontResource, BytesAreTheFileAndFollowTheFont) {
   EXPECT_EQ(read(), "Older Bold");
   real.EndWalk();
   EXPECT_EQ(read(), "Newer Bold");
+  // A target one walk found missing is known missing by the next only while nothing came into
+  // its folder; one found there is looked at again on every call, as the caller replaces it.
+  auto walk = [&] {
+    real.BeginWalk();
+    uint32_t e =
+        real.ScalableFontResourceBytes(0, dir.path + "/D.FOT", font, "", bytes, written).last_error;
+    real.EndWalk();
+    return e;
+  };
+  EXPECT_EQ(walk(), 0u);
+  dir.Write("D.FOT", "in the way");
+  EXPECT_EQ(walk(), kWinFileExists);
+  fs::remove(dir.path + "/D.FOT");
+  EXPECT_EQ(walk(), 0u);
 }
 
 // The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,

@@ -48,6 +48,16 @@ TEST(FolderWatch, SeesWhatDecidesAFile) {
   fs::create_directories(dir / "later");
   EXPECT_TRUE(watch.Changed());
   EXPECT_FALSE(watch.WatchFile("relative/path.ttf"));
+  // Within a OneLook scope the watch is read by the first look alone; what changes after it is
+  // told once the scope is over.
+  {
+    FolderWatch::OneLook one_look;
+    watch.Changed();
+    ASSERT_TRUE(watch.WatchFolder((dir / "later").string()));
+    std::ofstream(dir / "later/new.ttf") << "n";
+    EXPECT_FALSE(watch.Changed());
+  }
+  EXPECT_TRUE(watch.Changed());
 }
 
 }  // namespace
