@@ -1,7 +1,8 @@
 // FontFamilyname, which walks every installed font and reads each one's names through a ".FOT"
 // file, beside fontconfig answering the same question (the family and style of a full name)
 // with FcFontList: over the fonts installed here, and over 500 installed fonts, listed either
-// as the system's fonts in the user's registry database or as values of a registry in memory.
+// as the system's fonts in the user's registry database or as values of a registry in memory,
+// and with the temporary folder changing between calls.
 #include <benchmark/benchmark.h>
 #include <fontconfig/fontconfig.h>
 #include <unistd.h>
@@ -124,6 +125,24 @@ void BM_FontFamilynameGenerated500(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_FontFamilynameGenerated500)->Unit(benchmark::kMicrosecond);
+
+// The same while other programs use the temporary folder, which holds the fonts, the registry
+// and the ".FOT" targets: every call finds the folder changed since the last.
+void BM_FontFamilyname500BusyTemp(benchmark::State& state) {
+  platform::ScopedService<platform::FontCatalog> catalog(Fonts500().catalog);
+  platform::ScopedService<platform::RegistryStore> store(*Fonts500().database);
+  FontFunctions f;
+  const std::string other = Fonts500().folder + ".other";
+  for (auto _ : state) {
+    state.PauseTiming();
+    std::ofstream(other) << "x";
+    std::filesystem::remove(other);
+    state.ResumeTiming();
+    String face = "DejaVu Sans Mono", style;
+    benchmark::DoNotOptimize(f.FontFamilyname(face, style));
+  }
+}
+BENCHMARK(BM_FontFamilyname500BusyTemp)->Unit(benchmark::kMicrosecond);
 
 void BM_FontFamilyname500InMemory(benchmark::State& state) {
   platform::ScopedService<platform::RegistryStore> scope(Fonts500().registry);

@@ -374,9 +374,9 @@ class RealFontResource : public FontResource {
     uint32_t folder_error = 0;
   };
   // A walk looks at each target and each folder once: it reads the fonts as things stood when
-  // it began. A target found missing stays so for later walks on this thread while the watch on
-  // its folder has seen nothing come, go or change its rights; one found there is looked at
-  // again, as the caller replaces it.
+  // it began. A target found missing stays so for later walks on this thread while the watch has
+  // seen nothing of that name, or of a folder on its way, come, go or change its rights; one
+  // found there is looked at again, as the caller replaces it.
   struct Walk {
     int depth = 0;
     uint64_t generation = 0;  // of the target watch the entries hold for; 0 for this walk only
@@ -407,12 +407,11 @@ class RealFontResource : public FontResource {
     std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash);
     const uint32_t* folder_error = nullptr;
     if (walk.depth > 0) {
+      // Watched before it is looked at, so that a change from then on is seen; the watch tells
+      // of this name and its way alone, not of the other files of a busy temporary folder.
+      if (!targets_watch_.WatchFile(target)) walk.generation = 0;
       auto f = walk.folders.find(folder);
-      if (f == walk.folders.end()) {
-        // Watched before it is looked at, so that a change from then on is seen.
-        if (folder.empty() || !targets_watch_.WatchFolder(folder)) walk.generation = 0;
-        f = walk.folders.emplace(folder, FolderError(target)).first;
-      }
+      if (f == walk.folders.end()) f = walk.folders.emplace(folder, FolderError(target)).first;
       folder_error = &f->second;
     }
     struct stat st;
