@@ -111,6 +111,12 @@ TEST_F(ToolTest, FontNames) {
             "Style:       Oblique\n");
   r = Run("font file 'DejaVu Sans' Bold");
   EXPECT_EQ(r.out, "\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSans-Bold.ttf\tBold\n") << r.err;
+  // The styles of one family, each once, in the list's order.
+  r = Run("font styles 'DejaVu Sans'");
+  EXPECT_NE(r.out.find("Book\n"), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("Bold Oblique\n"), std::string::npos);
+  EXPECT_EQ(r.out.find("Bold\nBold\n"), std::string::npos);
+  EXPECT_EQ(Run("font styles 'No Such Family'").status, 1);
   r = Run("font names " + Example("options.ini"));
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("not a font file"), std::string::npos);

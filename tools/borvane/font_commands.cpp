@@ -1,8 +1,10 @@
 // borvane font names | list | family | file | styles | install | uninstall
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <vector>
 
 #include "borvane/fonts/font_functions.h"
 #include "tools/borvane/tool.h"
@@ -16,7 +18,7 @@ constexpr const char* kFontUsage =
     "       borvane font list [--bitmap]\n"
     "       borvane font family NAME\n"
     "       borvane font file FAMILY [STYLE]\n"
-    "       borvane font styles\n"
+    "       borvane font styles [FAMILY]\n"
     "       borvane font install FILE [--temporary]\n"
     "       borvane font uninstall FILE\n"
     "\n"
@@ -25,7 +27,8 @@ constexpr const char* kFontUsage =
     "  list       the installed TrueType (or bitmap) fonts: name, file and font name\n"
     "  family     the family of the installed font of that full name, and its style\n"
     "  file       the file of the installed font of that family (and style)\n"
-    "  styles     the words the installed fonts use for bold and italic\n"
+    "  styles     the words the installed fonts use for bold and italic; with FAMILY, the\n"
+    "             styles of the installed fonts of that family\n"
     "  install    installs the font for the user (for this process only with --temporary);\n"
     "             prints 1 installed, 2 up to date, 3 replaced at the next start, 0 refused\n"
     "  uninstall  removes a font that was installed (FILE: its name in the fonts folder)";
@@ -75,6 +78,38 @@ int List(Object& fonts, bool bitmap) {
   return 0;
 }
 
+// The styles of the installed TrueType fonts of `family`, in the list's order, each once.
+int Styles(Object& fonts, const std::string& family) {
+  Variant list = CallByName(fonts, "GetInstalledTTFonts", VbMethod);
+  const Array& a = list.ToArray();
+  const String wanted = String::FromUtf8(family);
+  String fonts_dir;  // for files without a folder, asked for once
+  std::vector<String> seen;
+  const int total = a.UBound(2) + 1;
+  for (int32_t i = 0; i <= a.UBound(2); ++i) {
+    Progress(i + 1, total);
+    if (CStr(a.At({0, i})).empty()) continue;
+    const String path = CStr(a.At({1, i}));
+    const size_t slash = path.view().rfind(u'\\');
+    if (slash == std::u16string_view::npos && fonts_dir.empty())
+      fonts_dir = CStr(CallByName(fonts, "GetRegFontsPath", VbMethod));
+    std::vector<Variant> call = {
+        Variant(slash == std::u16string_view::npos ? fonts_dir
+                                                   : String(path.view().substr(0, slash + 1))),
+        Variant(slash == std::u16string_view::npos ? path : String(path.view().substr(slash + 1))),
+        Variant()};
+    if (!CBool(CallByName(fonts, "GetTTFontInfo", VbMethod, call))) continue;
+    const Record* info = call[2].GetIf<Record>();
+    if (!info || !(CStr(info->Field(u"FontFamily")) == wanted)) continue;
+    const String style = CStr(info->Field(u"FontStyle"));
+    if (std::find(seen.begin(), seen.end(), style) != seen.end()) continue;
+    seen.push_back(style);
+    PrintLine(style);
+  }
+  if (seen.empty()) throw ToolError{"no installed font of the family '" + family + "'"};
+  return 0;
+}
+
 }  // namespace
 
 int FontCommand(const Args& args) {
@@ -102,6 +137,7 @@ int FontCommand(const Args& args) {
     PrintLine(file + String("\t") + CStr(call[1]));
     return 0;
   }
+  if (sub == "styles" && args.size() == 2) return Styles(fonts, args[1]);
   if (sub == "styles" && args.size() == 1) {
     WalkNote note("reading the installed fonts");
     std::vector<Variant> call = {V(""), V("")};
