@@ -63,7 +63,7 @@ class FontResource {
   // A walk over many fonts on this thread begins or ends; walks nest. Within a walk the real
   // service checks a target once, and asks once whether any font file changed: the walk reads
   // the fonts as they stood when it began. A target it found missing is not looked at again by
-  // later walks while nothing in its folder changed.
+  // later walks while nothing of that name, or on its way, changed.
   virtual void BeginWalk() {}
   virtual void EndWalk() {}
 
