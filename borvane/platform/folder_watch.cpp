@@ -177,7 +177,7 @@ bool Touched(const std::string& path, const std::vector<std::string>& changed) {
 // Calls `f` for each element of the ordered `map` whose key is `prefix` or lies below it.
 template <class Map, class F>
 void ForEachUnder(Map& map, const std::string& prefix, F&& f) {
-  for (auto it = prefix == "/" ? map.begin() : map.lower_bound(prefix);
+  for (auto it = map.lower_bound(prefix);
        it != map.end() && it->first.compare(0, prefix.size(), prefix) == 0;) {
     auto next = std::next(it);
     if (Under(it->first, prefix)) f(it);

@@ -304,7 +304,7 @@ class RealFontResource : public FontResource {
     if (walk.depth++ > 0) return;
     faces_.Look();
     walk.last = nullptr;
-    // What earlier walks found of their targets holds while no folder of theirs has changed.
+    // What earlier walks found of their targets holds while nothing on their way has changed.
     const uint64_t generation = TargetGeneration();
     // A bound on what a thread keeps: a walk over many folders of targets does not fill memory.
     if (walk.generation != generation || walk.targets.size() > 8192) {
