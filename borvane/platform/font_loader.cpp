@@ -27,6 +27,18 @@ bool EndsWithFot(const std::string& path) {
   return ext == ".FOT";
 }
 
+// True when `file` (a resolved path) lies directly in the user's font folder, compared as the
+// same folder on disk so that a link or another spelling of the folder still counts.
+bool InUserFontFolder(const std::string& file) {
+  size_t slash = file.find_last_of('/');
+  if (slash == std::string::npos) return false;
+  struct stat folder, fonts;
+  const std::string user = InstalledFonts().UserFontFolder();
+  return ::stat(file.substr(0, slash + 1).c_str(), &folder) == 0 &&
+         ::stat(user.c_str(), &fonts) == 0 && folder.st_dev == fonts.st_dev &&
+         folder.st_ino == fonts.st_ino;
+}
+
 class FontconfigLoader : public FontLoader {
  public:
   int32_t AddFontResource(const String& path) override {
@@ -40,11 +52,14 @@ class FontconfigLoader : public FontLoader {
 
   // A font installed for good is not loaded by a process but found in the user's font folder,
   // by this process and every other one: removing it succeeds whenever its file is there, and
-  // the caller's removal of the file and the broadcast do the rest.
+  // the caller's removal of the file and the broadcast do the rest. A file anywhere else that
+  // this process did not load is no loaded font, as the system's font table would say: the
+  // removal fails, so an uninstall never goes on to delete a file the library did not install.
   int32_t RemoveFontResource(const String& path) override {
     std::string file = Resolve(path);
+    const bool installed = !file.empty() && InUserFontFolder(file);
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!files_.erase(file)) return file.empty() ? 0 : 1;
+    if (!files_.erase(file)) return installed ? 1 : 0;
     // fontconfig drops application fonts only all at once: the others come back.
     FcConfigAppFontClear(nullptr);
     for (const std::string& f : files_)

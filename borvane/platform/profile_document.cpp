@@ -120,7 +120,7 @@ ProfileDocument::Line ProfileDocument::AddLine(std::string_view text) {
   line.offset = added_.size();
   line.length = text.size();
   line.added = true;
-  line.eol = kCrLf;
+  line.eol = eol_;
   line.content = true;
   added_.append(text);
   modified_ = true;
@@ -138,6 +138,12 @@ void ProfileDocument::Load(std::string bytes) {
   sections_.emplace_back();
   const char* data = content_.data();
   size_t size = content_.size();
+  const size_t first_break = content_.find_first_of("\r\n");
+  eol_ = first_break == std::string::npos || (data[first_break] == '\r' && first_break + 1 < size &&
+                                              data[first_break + 1] == '\n')
+             ? kCrLf
+         : data[first_break] == '\n' ? kLf
+                                     : kCr;
   size_t pos = 0;
   // A block's lines gather here and go to the block in one piece of the right size: a large
   // file has many blocks, and growing each one's list line by line costs more than its lines.
@@ -324,7 +330,7 @@ void ProfileDocument::AppendSection(std::string_view name, std::string_view key,
     Line* line = last != s.lines.rend() ? &*last : nullptr;
     if (!line && i > 1 && !s.removed) line = &s.header;
     if (!line) continue;
-    if (line->eol == kNone) line->eol = kCrLf;
+    if (line->eol == kNone) line->eol = eol_;
     break;
   }
   Block s;
@@ -370,14 +376,16 @@ void ProfileDocument::Write(std::string_view section, const std::string* key,
     std::string text(KeyNameOf(TrimBlanks(Text(s.lines[index]))));
     text += '=';
     text += *value;
+    Eol eol = s.lines[index].eol;
     s.lines[index] = AddLine(text);
+    s.lines[index].eol = eol;
     return;
   }
   if (!value) return;
   std::string text = std::string(key_name) + "=" + *value;
   size_t at = s.end_of_keys;
   Line& before = at > 0 ? s.lines[at - 1] : s.header;
-  if (before.eol == kNone) before.eol = kCrLf;  // the file's last line, ended by no break
+  if (before.eol == kNone) before.eol = eol_;  // the file's last line, ended by no break
   s.lines.insert(s.lines.begin() + static_cast<std::ptrdiff_t>(at), AddLine(text));
   // Only blank and comment lines stand behind `at`, so no indexed line moved.
   s.keys->emplace(std::move(key_fold), at);

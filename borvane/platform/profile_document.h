@@ -4,8 +4,9 @@
 // blanks (space, tab) at both ends of a line do not count; a line whose first character is "["
 // is a header, its name running to the first "]" (or the end of the line) without surrounding
 // blanks; ";" first makes a comment; lines before the first header belong to no section.
-// Editing keeps every line it does not touch byte for byte, line ends included; the lines it
-// writes end in CR LF.
+// Editing keeps every line it does not touch byte for byte, line ends included; a replaced line
+// keeps its line end, and an added line takes the file's own (its first line's; CR LF for a
+// file without one), so that a Linux file stays LF throughout.
 #ifndef BORVANE_PLATFORM_PROFILE_DOCUMENT_H_
 #define BORVANE_PLATFORM_PROFILE_DOCUMENT_H_
 
@@ -92,6 +93,7 @@ class ProfileDocument {
   // not look each name up in a large index.
   mutable size_t next_read_ = 1;
   bool modified_ = false;
+  Eol eol_ = kCrLf;  // what written lines end in: the file's first line end, else CR LF
 };
 
 // A name folded for case-blind matching, by the platform's upper-casing of its characters.

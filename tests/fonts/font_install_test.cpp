@@ -231,6 +231,10 @@ TEST(RealInstallation, AnotherProcessSeesTheFontComeAndGo) {
   EXPECT_TRUE(listed());
   String family = "DejaVu Sans Mono", style = "Book";
   EXPECT_NE(f.FontFilename(family, style).ToUtf8().find("BorvaneTestMono.ttf"), std::string::npos);
+  // The source is no installed font: naming it fails and leaves the user's file alone.
+  String source_dir = dir;
+  EXPECT_FALSE(f.UnInstallTTFont(file, source_dir, quiet));
+  EXPECT_TRUE(std::filesystem::exists(source / "BorvaneTestMono.ttf"));
   EXPECT_TRUE(f.UnInstallTTFont(file, none, quiet));
   EXPECT_FALSE(listed());
 }

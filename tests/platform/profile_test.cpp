@@ -137,12 +137,13 @@ TEST_P(ProfileRules, WritingEditsInPlace) {
   Write("New", "n", "");                   // appended with no blank line before it
   Write("Main", "gone", String::Null());   // removing a missing key changes nothing
   EXPECT_EQ(h->Get(path),
-            "; top\n[Main]\nKey=new value \r\nadded= v \r\n;tail\n\n[Other]\tx\nz=1\r\nw=2\r\n"
-            "[New]\r\nn=\r\n");
+            "; top\n[Main]\nKey=new value \nadded= v \n;tail\n\n[Other]\tx\nz=1\nw=2\n"
+            "[New]\nn=\n");
   Write("main", "key", String::Null());
   Write("other", String::Null(), "x");  // a null key removes the section
-  EXPECT_EQ(h->Get(path), "; top\n[Main]\nadded= v \r\n;tail\n\n[New]\r\nn=\r\n");
-  // A new file starts directly with its header; tabs around arguments stay.
+  EXPECT_EQ(h->Get(path), "; top\n[Main]\nadded= v \n;tail\n\n[New]\nn=\n");
+  // Written lines end as the file's first line does; a new file starts directly with its
+  // header and ends its lines in CR LF; tabs around arguments stay.
   path = h->Path("new.ini");
   Write("s", "\tk", "v\r\nw");
   EXPECT_EQ(h->Get(path), "[s]\r\n\tk=v\r\nw\r\n");
@@ -157,7 +158,7 @@ TEST_P(ProfileRules, LineEndsOfEveryKindAndAnsiText) {
   EXPECT_EQ(Names(), "a|b|c|");
   EXPECT_EQ(SectionOf("b"), "k=2|");
   Write("b", "k", "\xC3\xA9");  // é as UTF-8 text becomes one Windows-1252 byte
-  EXPECT_EQ(h->Get(path), "[a]\rk=1\r[b]\nk=\xE9\r\n[c]\r\nk=3\r\n");
+  EXPECT_EQ(h->Get(path), "[a]\rk=1\r[b]\nk=\xE9\n[c]\r\nk=3\r\n");  // its own line end
   Write("\xC3\x89", "k", "1");  // É matches nothing yet, and is written as 0xC9
   Write("\xC3\xA9", "j", "2");  // é matches É case-blind
   EXPECT_EQ(SectionOf("\xC3\x89"), "k=1|j=2|");
@@ -175,14 +176,14 @@ TEST_P(ProfileRules, BatchSeesItsOwnWritesAndWritesOnce) {
     EXPECT_EQ(h->Get(path), "[a]\nk=1\n");  // nothing on disk yet
     EXPECT_EQ(batch.Commit(), 0);
   }
-  EXPECT_EQ(h->Get(path), "[a]\nk=2\r\n[b]\r\nj=3\r\n");
+  EXPECT_EQ(h->Get(path), "[a]\nk=2\n[b]\nj=3\n");
   // A call on another path writes the current file out first.
   String other = h->Path("b.ini");
   {
     ProfileBatch batch(p, path);
     Write("a", "k", "4");
     p.WriteString("x", "y", "z", other);
-    EXPECT_EQ(h->Get(path), "[a]\nk=4\r\n[b]\r\nj=3\r\n");
+    EXPECT_EQ(h->Get(path), "[a]\nk=4\n[b]\nj=3\n");
   }
   EXPECT_EQ(h->Get(other), "[x]\r\ny=z\r\n");
 }

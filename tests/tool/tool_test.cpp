@@ -120,6 +120,13 @@ TEST_F(ToolTest, FontNames) {
   r = Run("font names " + Example("options.ini"));
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("not a font file"), std::string::npos);
+  // Uninstalling a path outside the font folder names the user's own file: refused, kept.
+  const std::filesystem::path own = dir_ / "DejaVuSans.ttf";
+  std::filesystem::copy_file("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", own);
+  r = Run("font uninstall " + own.string());
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("not in the font folder"), std::string::npos) << r.err;
+  EXPECT_TRUE(std::filesystem::exists(own));
 }
 
 TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {
@@ -152,6 +159,22 @@ TEST_F(ToolTest, IniCommands) {
   EXPECT_EQ(Run("ini get " + copy + " Debug WatchWindow").out, "Docked\n");
   r = Run("ini dump -", "[A]\r\nx=1\r\n");
   EXPECT_EQ(r.out, "[A]\nx=1\n");
+  // A one-value edit leaves every other line alone: comments, blank lines, keyless sections,
+  // a line before the first header and the file's own LF line ends.
+  std::string kept = (dir_ / "kept.ini").string();
+  const std::string text =
+      "; top comment\ntop=1\n\n[PHP]\n; memory\nmemory_limit = 128M\nengine=On\n\n"
+      "[Empty]\n\n[Last]\nx=1";
+  std::ofstream(kept, std::ios::binary) << text;
+  EXPECT_EQ(Run("ini set " + kept + " php MEMORY_LIMIT 256M").status, 0);
+  EXPECT_EQ(ReadWholeFile(kept),
+            "; top comment\ntop=1\n\n[PHP]\n; memory\nmemory_limit=256M\n"
+            "engine=On\n\n[Empty]\n\n[Last]\nx=1");
+  EXPECT_EQ(Run("ini set " + kept + " Last y 2").status, 0);
+  EXPECT_EQ(Run("ini set " + kept + " New z 3").status, 0);
+  EXPECT_EQ(ReadWholeFile(kept),
+            "; top comment\ntop=1\n\n[PHP]\n; memory\nmemory_limit=256M\n"
+            "engine=On\n\n[Empty]\n\n[Last]\nx=1\ny=2\n[New]\nz=3\n");
   r = Run("ini get /nonexistent/options.ini A B");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "borvane: IniFile:ReadIniFile: File not found (error 30000)\n");

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "borvane/fonts/font_functions.h"
+#include "borvane/platform/file_system.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -160,6 +161,16 @@ int FontCommand(const Args& args) {
   }
   if (sub == "uninstall" && args.size() == 2) {
     auto [dir, file] = SplitPath(args[1]);
+    // Only an installed font is removed: a path into any other folder names the user's own
+    // file, which an uninstall must never delete.
+    if (!CStr(dir).empty()) {
+      const std::string folder =
+          platform::NativePath(CStr(CallByName(fonts, "GetRegFontsPath", VbMethod)));
+      std::error_code error;
+      if (!std::filesystem::equivalent(CStr(dir).ToUtf8(), folder, error))
+        throw ToolError{args[1] + ": not in the font folder " + folder +
+                        "; name an installed font by its file name"};
+    }
     bool bitmap = args[1].size() >= 4 && (args[1].substr(args[1].size() - 4) == ".fon" ||
                                           args[1].substr(args[1].size() - 4) == ".FON");
     std::vector<Variant> call = {file, Variant(LibraryPath(CStr(dir).ToUtf8())), Variant(true)};

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "borvane/platform/profile.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -16,7 +17,8 @@ constexpr const char* kIniUsage =
     "\n"
     "Reads an INI file into an Inifile (FILE may be - for standard input, except for set).\n"
     "  get      prints one value (an empty line when the section or key is missing)\n"
-    "  set      changes one value and writes the file anew (it is made if missing)\n"
+    "  set      changes one value in the file and leaves every other line as it is (the\n"
+    "           file is made if missing)\n"
     "  section  prints a whole section as one text, its entries joined by the delimiter\n"
     "           (a line break by default); --keyless leaves the names out\n"
     "  dump     prints every section and key in file order";
@@ -44,11 +46,13 @@ int IniCommand(const Args& args) {
   }
   if (sub == "set" && args.size() == 5) {
     if (args[1] == "-") throw UsageError{"ini set needs a file, not standard input"};
-    std::string path = std::filesystem::absolute(args[1]).string();
-    Object ini = CreateObject("Borvane.Inifile");
-    if (std::filesystem::exists(path)) CallByName(ini, "ReadIniFile", VbMethod, {V(path)});
-    CallByName(ini, "WriteKey", VbMethod, {V(args[2]), V(args[3]), V(args[4])});
-    CallByName(ini, "WriteIniFile", VbMethod, {V(path)});
+    // One value through the profile functions, as a program's one-value edit does: every other
+    // line of the file (comments, blank lines, order, line ends) stays as it is, and the file
+    // is replaced in one step.
+    const std::string path = std::filesystem::absolute(args[1]).string();
+    if (!platform::Profile().WriteString(String::FromUtf8(args[2]), String::FromUtf8(args[3]),
+                                         String::FromUtf8(args[4]), LibraryPath(path)))
+      throw ToolError{path + ": the file could not be written"};
     return 0;
   }
   if (sub == "section" && args.size() >= 3) {
