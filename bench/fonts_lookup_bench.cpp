@@ -13,10 +13,12 @@
 #include <string>
 
 #include "borvane/fonts/font_functions.h"
-#include "borvane/platform/font_catalog.h"
-#include "borvane/platform/font_resource.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/registry_sqlite.h"
+#include "borvane/platform/fonts/font_catalog.h"
+#include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/registry/registry_sqlite.h"
+#include "borvane/platform/testing/fonts.h"
+#include "borvane/platform/testing/registry.h"
 #include "tests/tiny_font.h"
 
 using namespace borvane;

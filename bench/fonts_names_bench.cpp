@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/font_resource.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/font_resource.h"
 
 namespace {
 

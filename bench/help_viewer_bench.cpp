@@ -10,9 +10,12 @@
 #include <string>
 
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/help_viewer.h"
-#include "borvane/platform/message_box.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/help/help_viewer.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/testing/files.h"
+#include "borvane/platform/testing/help.h"
+#include "borvane/platform/testing/session.h"
 
 using namespace borvane;
 using namespace borvane::platform;

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <string>
 
-#include "borvane/platform/registry_api.h"
-#include "borvane/platform/registry_sqlite.h"
+#include "borvane/platform/registry/registry_api.h"
+#include "borvane/platform/registry/registry_sqlite.h"
 
 using namespace borvane;
 using namespace borvane::platform;

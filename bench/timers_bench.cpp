@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "borvane/automation/dispatch.h"
-#include "borvane/platform/message_loop.h"
+#include "borvane/platform/session/message_loop.h"
+#include "borvane/platform/testing/session.h"
 #include "borvane/timers/mod_timer_event.h"
 #include "borvane/timers/timer_event.h"
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "borvane/platform/version_info.h"
+#include "borvane/platform/files/version_info.h"
 #include "tests/platform/executable_images.h"
 
 using namespace borvane;

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "borvane/platform/help_viewer.h"
+#include "borvane/platform/help/help_viewer.h"
 
 using namespace borvane::platform;
 

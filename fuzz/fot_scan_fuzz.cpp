@@ -3,7 +3,8 @@
 
 #include "borvane/automation/error.h"
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/file_system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/testing/files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace borvane;

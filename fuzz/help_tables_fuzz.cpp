@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "borvane/platform/help_tables.h"
+#include "borvane/platform/help/help_tables.h"
 
 using namespace borvane::platform;
 

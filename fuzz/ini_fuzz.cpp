@@ -6,8 +6,9 @@
 
 #include "borvane/automation/error.h"
 #include "borvane/ini/inifile.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/profile.h"
+#include "borvane/platform/testing/files.h"
 
 using namespace borvane;
 

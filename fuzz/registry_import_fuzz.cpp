@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "borvane/platform/registry.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/testing/registry.h"
 
 using namespace borvane;
 using namespace borvane::platform;

@@ -5,9 +5,10 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/font_resource_file.h"
-#include "borvane/platform/sfnt_names.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/font_resource_file.h"
+#include "borvane/platform/fonts/sfnt_names.h"
+#include "borvane/platform/testing/files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace borvane;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "borvane/platform/version_info.h"
+#include "borvane/platform/files/version_info.h"
 
 using namespace borvane::platform;
 

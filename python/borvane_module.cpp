@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "borvane/borvane.h"
-#include "borvane/platform/message_loop.h"
+#include "borvane/platform/session/message_loop.h"
 
 namespace py = pybind11;
 using namespace borvane;

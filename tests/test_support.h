@@ -16,7 +16,7 @@
 #include "borvane/automation/error.h"
 #include "borvane/automation/string.h"
 #include "borvane/frame/error_handling.h"
-#include "borvane/platform/service.h"
+#include "borvane/platform/base/service.h"
 
 namespace borvane::testing {
 

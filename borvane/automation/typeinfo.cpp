@@ -100,4 +100,10 @@ const TypeDesc& ClassInfo::AsType() const {
   return *as_type_;
 }
 
+const TypeDesc& OleColorType() {
+  static const std::unique_ptr<TypeDesc> desc =
+      TypeDesc::Alias("OLE_COLOR", TypeRef::Builtin(vbLong));
+  return *desc;
+}
+
 }  // namespace borvane

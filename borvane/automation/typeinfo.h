@@ -165,6 +165,10 @@ class ClassInfo {
   mutable std::unique_ptr<TypeDesc> as_type_;
 };
 
+// The platform's colour type: an alias of Long named "OLE_COLOR", for colour properties, which
+// Properties.Refresh then describes with the TypeName "OLE_COLOR".
+const TypeDesc& OleColorType();
+
 }  // namespace borvane
 
 #endif  // BORVANE_AUTOMATION_TYPEINFO_H_

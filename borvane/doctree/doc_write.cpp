@@ -15,7 +15,7 @@
 #include "borvane/doctree/doc.h"
 #include "borvane/frame/error_handling.h"
 #include "borvane/frame/string_builder.h"
-#include "borvane/platform/memory.h"
+#include "borvane/platform/base/memory.h"
 
 namespace borvane {
 

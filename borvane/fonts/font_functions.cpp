@@ -5,10 +5,10 @@
 #include "borvane/automation/text.h"
 #include "borvane/fonts/font_readers.h"
 #include "borvane/frame/class_table.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/font_resource.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

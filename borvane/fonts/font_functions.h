@@ -8,7 +8,7 @@
 
 #include "borvane/automation/binding.h"
 #include "borvane/fonts/font_info.h"
-#include "borvane/platform/font_resource.h"
+#include "borvane/platform/fonts/font_resource.h"
 
 namespace borvane {
 

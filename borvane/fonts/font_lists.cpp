@@ -9,12 +9,12 @@
 #include "borvane/fonts/font_functions.h"
 #include "borvane/fonts/font_readers.h"
 #include "borvane/fonts/font_system.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/folder_watch.h"
-#include "borvane/platform/font_resource.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/registry_api.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/base/folder_watch.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/registry/registry_api.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

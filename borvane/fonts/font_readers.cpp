@@ -4,7 +4,7 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/error.h"
-#include "borvane/platform/file_system.h"
+#include "borvane/platform/files/file_system.h"
 
 namespace borvane {
 

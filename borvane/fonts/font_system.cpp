@@ -5,9 +5,9 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_functions.h"
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "borvane/automation/string.h"
-#include "borvane/platform/registry_api.h"
+#include "borvane/platform/registry/registry_api.h"
 
 namespace borvane {
 

@@ -6,12 +6,6 @@
 
 namespace borvane {
 
-const TypeDesc& OleColorType() {
-  static const std::unique_ptr<TypeDesc> desc =
-      TypeDesc::Alias("OLE_COLOR", TypeRef::Builtin(vbLong));
-  return *desc;
-}
-
 void StdFont::Describe(ClassBuilder<StdFont>& b) {
   // The platform's identities of the standard font and its dispatch interface.
   b.Creatable()

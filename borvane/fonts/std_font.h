@@ -15,10 +15,6 @@
 
 namespace borvane {
 
-// The platform's colour type: an alias of Long named "OLE_COLOR", for colour properties, which
-// Properties.Refresh then describes with the TypeName "OLE_COLOR".
-const TypeDesc& OleColorType();
-
 // Position of StdFont among the classes known by name: behind the library's own class table,
 // which it is not part of.
 inline constexpr int32_t kOrderStdFont = 100;

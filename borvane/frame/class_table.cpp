@@ -4,7 +4,7 @@
 #include <string>
 
 #include "borvane/automation/dispatch.h"
-#include "borvane/platform/registry.h"
+#include "borvane/platform/registry/registry.h"
 
 namespace borvane {
 

@@ -4,11 +4,10 @@
 #include <memory>
 
 #include "borvane/automation/text.h"
-#include "borvane/fonts/std_font.h"
 #include "borvane/frame/class_table.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/help_control.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/help/help_control.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

@@ -103,6 +103,9 @@ class HTMLHelp : public Dispatchable<HTMLHelp> {
   void HHDeleteJumpURLSysMenu(int32_t& HH_hWnd);
   // The handle of the last display call; 0 with a warning when there is none.
   int32_t GetHHWndHandle();
+  // The same handle without the warning, for a host that asks the help control where the
+  // window can be seen (HelpControl::WindowAddress). Not on the automation interface.
+  int32_t LastWindowHandle() const { return wnd_handle_; }
 
   // --- Display calls. `CallingForm` is read only when HHShowOnTop is True.
   void HHDisplayTopicURL(std::optional<int32_t>& CallingForm);

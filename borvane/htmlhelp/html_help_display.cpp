@@ -2,8 +2,8 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/text.h"
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/help_control.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/help/help_control.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

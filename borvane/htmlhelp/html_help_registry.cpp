@@ -5,10 +5,10 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/text.h"
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/registry_api.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/registry/registry_api.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
 
 namespace borvane {
 

@@ -4,8 +4,8 @@
 
 #include "borvane/automation/text.h"
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/version_info.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/version_info.h"
 
 namespace borvane {
 

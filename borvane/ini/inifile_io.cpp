@@ -7,8 +7,8 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/text.h"
 #include "borvane/ini/inifile.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/profile.h"
 
 namespace borvane {
 

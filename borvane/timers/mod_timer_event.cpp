@@ -3,7 +3,7 @@
 #include <unordered_map>
 
 #include "borvane/automation/object.h"
-#include "borvane/platform/timer_service.h"
+#include "borvane/platform/session/timer_service.h"
 #include "borvane/timers/timer_event.h"
 
 namespace borvane::modTimerEvent {

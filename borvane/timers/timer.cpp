@@ -4,7 +4,7 @@
 
 #include "borvane/automation/error.h"
 #include "borvane/frame/class_table.h"
-#include "borvane/platform/clock.h"
+#include "borvane/platform/session/clock.h"
 
 namespace borvane {
 

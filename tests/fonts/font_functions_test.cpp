@@ -4,10 +4,13 @@
 
 #include "borvane/automation/dispatch.h"
 #include "borvane/fonts/font_functions.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/font_resource.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
+#include "borvane/platform/testing/files.h"
+#include "borvane/platform/testing/fonts.h"
+#include "borvane/platform/testing/session.h"
 #include "tests/test_support.h"
 
 namespace borvane {

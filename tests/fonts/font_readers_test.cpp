@@ -8,7 +8,8 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/automation/error.h"
-#include "borvane/platform/file_system.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/testing/files.h"
 #include "tests/test_support.h"
 
 namespace borvane {

@@ -1,6 +1,6 @@
 // Scalable font resource files: written from fonts made here and from every font on the
 // system, then read back by the ".FOT" scan.
-#include "borvane/platform/font_resource.h"
+#include "borvane/platform/fonts/font_resource.h"
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -21,8 +21,8 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/fonts/font_readers.h"
-#include "borvane/platform/folder_watch.h"
-#include "borvane/platform/font_resource_file.h"
+#include "borvane/platform/base/folder_watch.h"
+#include "borvane/platform/fonts/font_resource_file.h"
 #include "tests/test_support.h"
 #include "tests/tiny_font.h"
 

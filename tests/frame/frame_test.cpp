@@ -5,7 +5,8 @@
 #include "borvane/frame/error_handling.h"
 #include "borvane/frame/global.h"
 #include "borvane/frame/status_callback.h"
-#include "borvane/platform/registry.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/testing/registry.h"
 #include "tests/test_support.h"
 
 #include <thread>

@@ -4,12 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/help_control.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/system.h"
-#include "borvane/platform/version_info.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/version_info.h"
+#include "borvane/platform/help/help_control.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
+#include "borvane/platform/testing/files.h"
+#include "borvane/platform/testing/help.h"
+#include "borvane/platform/testing/registry.h"
+#include "borvane/platform/testing/session.h"
 #include "tests/platform/executable_images.h"
 #include "tests/test_support.h"
 

@@ -9,8 +9,9 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/ini/inifile.h"
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/profile.h"
+#include "borvane/platform/testing/files.h"
 #include "tests/test_support.h"
 
 namespace borvane {

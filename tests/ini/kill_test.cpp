@@ -16,7 +16,7 @@
 #include <string>
 
 #include "borvane/ini/inifile.h"
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/profile.h"
 #include "tests/test_support.h"
 
 namespace borvane {

@@ -1,5 +1,5 @@
 // The folder watch: what it sees of a file reached through links, and of a folder yet to come.
-#include "borvane/platform/folder_watch.h"
+#include "borvane/platform/base/folder_watch.h"
 
 #include <gtest/gtest.h>
 

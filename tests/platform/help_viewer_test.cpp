@@ -1,6 +1,6 @@
 // The help viewer over a help file compiled here from tests/data/help, and the readers of the
 // file's tables over hand-made bytes.
-#include "borvane/platform/help_viewer.h"
+#include "borvane/platform/help/help_viewer.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -9,8 +9,9 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/help_tables.h"
-#include "borvane/platform/message_box.h"
+#include "borvane/platform/help/help_tables.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/testing/session.h"
 #include "tests/test_support.h"
 
 namespace borvane::platform {
@@ -34,14 +35,18 @@ class Viewer : public ::testing::Test {
   // The topic the last page shows, or "" when the call opened nothing.
   std::string Shown(int32_t handle) {
     if (handle == 0) return "";
-    std::string page = ReadWholeFile(HelpViewer::LastPage());
+    std::string page = ReadWholeFile(viewer_.WindowAddress(handle));
     size_t src = page.find("<iframe name=\"topic\" src=\"");
     return src == std::string::npos ? "?"
                                     : page.substr(src + 26, page.find('"', src + 26) - src - 26);
   }
   int32_t Call(const std::string& file, int32_t command, const HelpData& data) {
-    return viewer_.HtmlHelp(0, file, command, data);
+    int32_t handle = viewer_.HtmlHelp(0, file, command, data);
+    if (handle != 0) last_ = handle;
+    return handle;
   }
+  // The page of the last window opened.
+  std::string LastPage() { return viewer_.WindowAddress(last_); }
   HH_AKLINK Link(const char* keywords) {
     HH_AKLINK link;
     link.cbStruct = 28;
@@ -52,6 +57,7 @@ class Viewer : public ::testing::Test {
   ScratchFolder dir_;
   std::string chm_;
   HelpViewer viewer_;
+  int32_t last_ = 0;
   testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
 };
 
@@ -69,12 +75,11 @@ TEST_F(Viewer, TopicsResolveByEveryRoute) {
   EXPECT_EQ(Shown(Call(testing::WindowsPath(chm_), HH_DISPLAY_INDEX, int32_t{0})),
             "topics/welcome.htm");
   // The page lists the contents, nested, and the index, with working relative links.
-  std::string page = ReadWholeFile(HelpViewer::LastPage());
+  std::string page = ReadWholeFile(LastPage());
   EXPECT_NE(page.find("Using &amp; setting up<ul><li><a href=\"topics/install.htm\""),
             std::string::npos);
   EXPECT_LT(page.find("<h2>Index</h2>"), page.find("<h2>Contents</h2>"));  // index first
-  EXPECT_TRUE(
-      fs::exists(fs::path(HelpViewer::LastPage()).parent_path() / "topics/images/logo.png"));
+  EXPECT_TRUE(fs::exists(fs::path(LastPage()).parent_path() / "topics/images/logo.png"));
   // Nothing to show: 0, and nothing opened.
   int32_t handles = Call(chm_, HH_DISPLAY_TOPIC, int32_t{0});
   EXPECT_EQ(Call(chm_, HH_DISPLAY_TOPIC, std::string("topics/none.htm")), 0);
@@ -123,7 +128,7 @@ TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
   EXPECT_EQ(Call(dir_.path().string(), HH_DISPLAY_TOPIC, int32_t{0}), 0);  // a folder
   // The file compiled again with another default topic: extracted anew.
   ASSERT_NE(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0}), 0);
-  std::string first = HelpViewer::LastPage();
+  std::string first = LastPage();
   std::string project = ReadWholeFile(dir_.path() / "src/manual.hhp");
   project.replace(project.find("topics/welcome.htm"), 18, "topics/options.htm");
   std::ofstream(dir_.path() / "src/manual.hhp", std::ios::binary) << project;
@@ -133,7 +138,7 @@ TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
             0);
   fs::last_write_time(chm_, fs::last_write_time(chm_) + std::chrono::seconds(2));
   EXPECT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0})), "topics/options.htm");
-  EXPECT_NE(fs::path(first).parent_path(), fs::path(HelpViewer::LastPage()).parent_path());
+  EXPECT_NE(fs::path(first).parent_path(), fs::path(LastPage()).parent_path());
 }
 
 TEST_F(Viewer, TheHelpClassReachesTheViewer) {

@@ -4,8 +4,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "borvane/platform/pending_moves.h"
-#include "borvane/platform/registry.h"
+#include "borvane/platform/files/pending_moves.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/testing/registry.h"
 #include "tests/test_support.h"
 
 namespace borvane::platform {

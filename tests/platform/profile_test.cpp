@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/profile.h"
+#include "borvane/platform/testing/files.h"
 
 namespace borvane::platform {
 namespace {

@@ -10,10 +10,12 @@
 #include <fstream>
 #include <memory>
 
-#include "borvane/platform/font_catalog.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/registry_api.h"
-#include "borvane/platform/registry_sqlite.h"
+#include "borvane/platform/fonts/font_catalog.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/registry/registry_api.h"
+#include "borvane/platform/registry/registry_sqlite.h"
+#include "borvane/platform/testing/fonts.h"
+#include "borvane/platform/testing/registry.h"
 #include "tests/test_support.h"
 
 namespace borvane::platform {

@@ -6,10 +6,13 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "borvane/platform/font_catalog.h"
-#include "borvane/platform/message_box.h"
-#include "borvane/platform/registry.h"
-#include "borvane/platform/system.h"
+#include "borvane/platform/fonts/font_catalog.h"
+#include "borvane/platform/registry/registry.h"
+#include "borvane/platform/session/message_box.h"
+#include "borvane/platform/session/system.h"
+#include "borvane/platform/testing/fonts.h"
+#include "borvane/platform/testing/registry.h"
+#include "borvane/platform/testing/session.h"
 #include "tests/test_support.h"
 
 namespace borvane::platform {

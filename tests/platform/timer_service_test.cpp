@@ -3,9 +3,10 @@
 
 #include <vector>
 
-#include "borvane/platform/clock.h"
-#include "borvane/platform/message_loop.h"
-#include "borvane/platform/timer_service.h"
+#include "borvane/platform/session/clock.h"
+#include "borvane/platform/session/message_loop.h"
+#include "borvane/platform/session/timer_service.h"
+#include "borvane/platform/testing/session.h"
 
 namespace borvane::platform {
 namespace {

@@ -4,8 +4,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "borvane/platform/file_system.h"
-#include "borvane/platform/version_info.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/version_info.h"
+#include "borvane/platform/testing/files.h"
 #include "tests/platform/executable_images.h"
 #include "tests/test_support.h"
 

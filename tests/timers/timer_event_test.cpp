@@ -8,7 +8,8 @@
 
 #include "borvane/automation/dispatch.h"
 #include "borvane/automation/error.h"
-#include "borvane/platform/message_loop.h"
+#include "borvane/platform/session/message_loop.h"
+#include "borvane/platform/testing/session.h"
 #include "borvane/timers/mod_timer_event.h"
 
 namespace borvane {

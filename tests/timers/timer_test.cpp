@@ -4,7 +4,8 @@
 
 #include "borvane/automation/dispatch.h"
 #include "borvane/automation/error.h"
-#include "borvane/platform/clock.h"
+#include "borvane/platform/session/clock.h"
+#include "borvane/platform/testing/session.h"
 
 namespace borvane {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "borvane/fonts/font_functions.h"
-#include "borvane/platform/file_system.h"
+#include "borvane/platform/files/file_system.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {

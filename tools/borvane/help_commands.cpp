@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "borvane/htmlhelp/html_help.h"
-#include "borvane/platform/help_viewer.h"
+#include "borvane/platform/help/help_control.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -72,7 +72,7 @@ int Show(HTMLHelp& help, const Args& args) {
     help.LetHHTopicURL(String::FromUtf8(how));
     help.HHDisplayTopicURL(no_form);
   }
-  std::string page = platform::HelpViewer::LastPage();
+  std::string page = platform::HelpControls().WindowAddress(help.LastWindowHandle());
   if (page.empty()) throw ToolError{"the help file or the topic was not found"};
   PrintLine(String::FromUtf8(page));
   return 0;

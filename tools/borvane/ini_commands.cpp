@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "borvane/platform/profile.h"
+#include "borvane/platform/files/profile.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {

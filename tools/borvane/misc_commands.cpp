@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "borvane/platform/message_loop.h"
+#include "borvane/platform/session/message_loop.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {

@@ -1,7 +1,7 @@
 // borvane pending list | apply
 #include <cstdio>
 
-#include "borvane/platform/pending_moves.h"
+#include "borvane/platform/files/pending_moves.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {

@@ -28,7 +28,8 @@ struct ToolError {
 String ReadTextFile(const std::string& path);
 // Reads a whole file as bytes ("-" is standard input), raising as ReadTextFile does.
 std::string ReadBytes(const std::string& path);
-// A path the library can open: "-" is copied to a temporary file first (removed at exit).
+// A path the library can open: "-" is copied to a temporary file first (removed by
+// RemoveTemporaryFiles, which main calls at exit).
 // A folder raises error 75 with the path as its Source.
 std::string PathFor(const std::string& path);
 
@@ -40,6 +41,8 @@ inline Variant V(const char* utf8) {
 inline Variant V(const std::string& utf8) {
   return Variant(String::FromUtf8(utf8));
 }
+
+void RemoveTemporaryFiles();
 
 // A path as the library's members take it: "\" between names.
 String LibraryPath(const std::string& path);

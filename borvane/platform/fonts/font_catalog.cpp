@@ -1,0 +1,210 @@
+#include "borvane/platform/fonts/font_catalog.h"
+
+#include <fontconfig/fontconfig.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+
+#include "borvane/automation/text.h"
+#include "borvane/platform/base/folder_watch.h"
+#include "borvane/platform/files/file_system.h"
+#include "borvane/platform/registry/registry.h"
+
+namespace borvane::platform {
+
+namespace {
+
+class FontconfigCatalog : public FontCatalog {
+ public:
+  std::vector<InstalledFont> Fonts() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Refresh();
+    return fonts_;
+  }
+
+  uint64_t Version() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Refresh();
+    return version_;
+  }
+
+  std::string UserFontFolder() override {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data && *data) return std::string(data) + "/fonts";
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : "/tmp") + "/.local/share/fonts";
+  }
+
+ private:
+  void Refresh() {
+    // The folders of fonts and of fontconfig's configuration are watched: while none of them
+    // changed, neither did the list, and fontconfig is not asked (its own check looks at every
+    // folder). A folder that cannot be watched leaves that check to be made on every read.
+    const bool changed = watch_.Changed();
+    if (!loaded_ || changed || (!watched_ && !FcConfigUptoDate(nullptr))) {
+      // A font added or removed since: fontconfig reads its folders again, unless this
+      // process did so already when it made the change.
+      if (loaded_ && !FcConfigUptoDate(nullptr)) FcInitReinitialize();
+      watched_ = Watch();
+      Load();
+      loaded_ = true;
+      ++version_;
+    }
+  }
+
+  // Watches every folder that fontconfig reads fonts or its configuration from, and the user's
+  // font folder, which an install may make.
+  bool Watch() {
+    bool all = watch_.WatchFolder(UserFontFolder());
+    FcStrList* dirs = FcConfigGetFontDirs(nullptr);
+    while (FcChar8* dir = dirs ? FcStrListNext(dirs) : nullptr)
+      all &= watch_.WatchFolder(reinterpret_cast<const char*>(dir));
+    if (dirs) FcStrListDone(dirs);
+    FcStrList* files = FcConfigGetConfigFiles(nullptr);
+    while (FcChar8* file = files ? FcStrListNext(files) : nullptr)
+      all &= watch_.WatchFile(reinterpret_cast<const char*>(file));
+    if (files) FcStrListDone(files);
+    return all;
+  }
+
+  void Load() {
+    fonts_.clear();
+    FcPattern* pattern = FcPatternCreate();
+    FcObjectSet* objects = FcObjectSetBuild(FC_FILE, FC_FULLNAME, FC_FONTFORMAT, FC_INDEX, nullptr);
+    FcFontSet* set = FcFontList(nullptr, pattern, objects);
+    for (int i = 0; set && i < set->nfont; ++i) {
+      FcPattern* font = set->fonts[i];
+      FcChar8 *file = nullptr, *name = nullptr, *format = nullptr;
+      int index = 0;
+      if (FcPatternGetString(font, FC_FILE, 0, &file) != FcResultMatch ||
+          FcPatternGetString(font, FC_FULLNAME, 0, &name) != FcResultMatch)
+        continue;
+      FcPatternGetInteger(font, FC_INDEX, 0, &index);
+      FcPatternGetString(font, FC_FONTFORMAT, 0, &format);
+      std::string fmt = format ? reinterpret_cast<const char*>(format) : "";
+      // The library's fonts are TrueType files; of a collection only its first face counts.
+      if (index != 0 || (fmt != "TrueType" && fmt != "CFF")) continue;
+      fonts_.push_back({String::FromUtf8(reinterpret_cast<const char*>(name)),
+                        reinterpret_cast<const char*>(file)});
+    }
+    std::sort(fonts_.begin(), fonts_.end(),
+              [](const InstalledFont& a, const InstalledFont& b) { return a.path < b.path; });
+    if (set) FcFontSetDestroy(set);
+    FcObjectSetDestroy(objects);
+    FcPatternDestroy(pattern);
+  }
+
+  std::mutex mutex_;
+  FolderWatch watch_;
+  bool watched_ = false;
+  bool loaded_ = false;
+  uint64_t version_ = 0;
+  std::vector<InstalledFont> fonts_;
+};
+
+constexpr std::u16string_view kFontsKeys[] = {
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts",
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Fonts",
+};
+constexpr std::u16string_view kShellFolders =
+    u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+
+// The keys' names folded once, as every read of the registry asks about them.
+const std::u16string& Folded(size_t which) {
+  static const std::u16string folded[] = {FoldRegistryName(String(kFontsKeys[0])),
+                                          FoldRegistryName(String(kFontsKeys[1])),
+                                          FoldRegistryName(String(kShellFolders))};
+  return folded[which];
+}
+
+// Whether `key` is the key whose folded name is `folded`, folded a unit at a time as the names
+// are, without a folded copy of it.
+bool IsKey(std::u16string_view key, const std::u16string& folded) {
+  if (key.size() != folded.size()) return false;
+  for (size_t i = 0; i < key.size(); ++i)
+    if (key[i] != folded[i] && UpperChar(key[i]) != folded[i]) return false;
+  return true;
+}
+
+bool IsFontsKey(std::u16string_view key) {
+  return IsKey(key, Folded(0)) || IsKey(key, Folded(1));
+}
+
+class SystemKeys : public ComputedKeys {
+ public:
+  std::vector<RegistryValue> Values(const String& key) override {
+    std::vector<RegistryValue> out;
+    if (IsFontsKey(key.view())) return FontValues();
+    if (IsKey(key.view(), Folded(2))) {
+      // As the desktop would, once the folder is there.
+      std::string folder = InstalledFonts().UserFontFolder();
+      struct stat st;
+      if (::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        out.push_back(RegistryValue::Text("Fonts", BackslashPath(folder)));
+    }
+    return out;
+  }
+  std::vector<String> SubKeys(const String&) override { return {}; }
+  bool HasKey(const String& key) override { return IsFontsKey(key.view()); }
+  uint64_t Version(const String& key) override {
+    if (IsFontsKey(key.view())) return InstalledFonts().Version();
+    // The shell folder follows the folder itself; other keys have nothing from here.
+    return IsKey(key.view(), Folded(2)) ? 0 : 1;
+  }
+
+ private:
+  // The fonts keys' values, made again only when the catalog's list changed.
+  std::vector<RegistryValue> FontValues() {
+    FontCatalog& catalog = InstalledFonts();
+    const uint64_t version = catalog.Version();
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (version != 0 && &catalog == catalog_ && version == version_) return values_;
+    }
+    std::vector<RegistryValue> values;
+    for (const InstalledFont& f : catalog.Fonts())
+      values.push_back(
+          RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
+    std::lock_guard<std::mutex> lock(mutex_);
+    catalog_ = &catalog;
+    version_ = version;
+    values_ = values;
+    return values;
+  }
+
+  std::mutex mutex_;
+  const FontCatalog* catalog_ = nullptr;
+  uint64_t version_ = 0;
+  std::vector<RegistryValue> values_;
+};
+
+}  // namespace
+
+FontCatalog& FontCatalog::Real() {
+  static FontconfigCatalog catalog;
+  return catalog;
+}
+
+void AddSystemComputedKeys(RegistryStore& store) {
+  store.AddComputedKeys(std::make_shared<SystemKeys>());
+}
+
+}  // namespace borvane::platform
+
+// fontconfig loses a few hundred bytes while it parses its configuration files, once per
+// process; in builds that look for leaks, that one is fontconfig's, not the caller's. (Only a
+// stack inside libfontconfig can be named: the library has no frame pointers to unwind.)
+#if defined(__SANITIZE_ADDRESS__)
+#define BORVANE_LEAK_CHECKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define BORVANE_LEAK_CHECKS 1
+#endif
+#endif
+#ifdef BORVANE_LEAK_CHECKS
+extern "C" __attribute__((visibility("default"), used)) const char* __lsan_default_suppressions() {
+  return "leak:libfontconfig.so\n";
+}
+#endif
