@@ -19,12 +19,14 @@ class CMakeBuild(build_ext):
              # The module finds the library beside itself once installed.
              "-DCMAKE_BUILD_WITH_INSTALL_RPATH=ON"],
             check=True)
-        subprocess.run(["cmake", "--build", str(build), "--target", "borvane_python"],
-                       check=True)
+        subprocess.run(["cmake", "--build", str(build), "--target", "borvane_python",
+                        "borvane_helpd"], check=True)
         target = pathlib.Path(self.get_ext_fullpath(ext.name)).resolve()
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy2(next((build / "python").glob("borvane*.so")), target)
         shutil.copy2(build / "libborvane.so.1", target.parent / "libborvane.so.1")
+        # The help server, which the library looks for beside itself.
+        shutil.copy2(build / "borvane-helpd", target.parent / "borvane-helpd")
 
 
 setup(packages=[], py_modules=[], ext_modules=[Extension("borvane", sources=[])],

@@ -16,6 +16,8 @@ const bool kTestHome = [] {
   setenv("XDG_DATA_HOME", (home + "/data").c_str(), 0);
   setenv("XDG_CACHE_HOME", (home + "/cache").c_str(), 0);
   setenv("BORVANE_HELP_BROWSER", "true", 1);
+  // The help servers the tests start stop soon after them.
+  setenv("BORVANE_HELP_IDLE_SECONDS", "20", 0);
   return true;
 }();
 

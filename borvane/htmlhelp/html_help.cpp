@@ -179,7 +179,16 @@ bool HTMLHelp::IsValidPopupFile(const String& name) {
 }
 
 bool HTMLHelp::EnsureFileExists(String& FileToFind) {
-  if (FileToFind.view().find(u'\\') == std::u16string_view::npos) {
+  // "/" separates names as "\" does: a name with either is a path, taken as it stands.
+  const std::u16string_view v = FileToFind.view();
+  if (v.find(u'\\') == std::u16string_view::npos && v.find(u'/') == std::u16string_view::npos) {
+    // A bare name is first looked for in the current folder, as every Linux program takes a
+    // relative name; then among the registered help files and in the library's folder.
+    const String here = platform::System().CurrentFolder() + String("\\") + FileToFind;
+    if (!platform::FindFirstFile(here).empty()) {
+      FileToFind = here;
+      return true;
+    }
     String name = FileToFind;
     HHCheckRegistry(name);
     FileToFind = reg_file_name_.empty()
@@ -188,7 +197,8 @@ bool HTMLHelp::EnsureFileExists(String& FileToFind) {
   }
   if (!platform::FindFirstFile(FileToFind).empty()) return true;
   ShowWarningMessage(
-      String("The file ") + FileToFind + String(" does not exist.") + String(u"\n") +
+      String("The file ") + String::FromUtf8(platform::NativePath(FileToFind)) +
+      String(" does not exist.") + String(u"\n") +
       String("Please make sure the correct path and file name have been specified."));
   return false;
 }

@@ -24,14 +24,15 @@ bool SameText(const String& a, const String& b) {
 }
 
 // Everything after the last backslash.
+// "/" separates names as "\\" does, for callers that write Linux paths.
 String BareName(const String& name) {
   std::u16string_view v = name.view();
-  size_t slash = v.rfind(u'\\');
+  size_t slash = v.find_last_of(u"\\/");
   return slash == std::u16string_view::npos ? name : String(v.substr(slash + 1));
 }
 
 bool HasBackslash(const String& text) {
-  return text.view().find(u'\\') != std::u16string_view::npos;
+  return text.view().find_first_of(u"\\/") != std::u16string_view::npos;
 }
 
 int32_t ShowBox(const String& text, uint32_t style) {

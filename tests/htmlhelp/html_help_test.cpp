@@ -74,16 +74,26 @@ TEST_F(Help, SessionDefaultsFileNamesAndChecks) {
   EXPECT_FALSE(fresh.IsValidHelpFile(""));
   EXPECT_EQ(Texts(), (std::vector<String>{"x.chm.bak is not a valid HTML Help file.",
                                           " is not a valid HTML Help file."}));
-  // A bare name unknown to the registry is looked for in the library's folder, and keeps that
-  // path also when it is not there.
+  // A bare name is looked for in the current folder first; unknown there and to the registry,
+  // in the library's folder, and it keeps that path also when it is not there. The message
+  // shows the path as the system writes it.
   String name = "Local.chm";
   EXPECT_TRUE(fresh.EnsureFileExists(name));
   EXPECT_EQ(name, String("/usr/lib/borvane\\Local.chm"));
+  files_.AddFolder("/home/user/");
+  files_.Put("/home/user/Local.chm", "chm");
+  name = "Local.chm";
+  EXPECT_TRUE(fresh.EnsureFileExists(name));
+  EXPECT_EQ(name, String("/home/user\\Local.chm"));
   name = "Gone.chm";
   EXPECT_FALSE(fresh.EnsureFileExists(name));
-  EXPECT_EQ(Texts(), std::vector<String>{"The file /usr/lib/borvane\\Gone.chm does not exist.\n"
+  EXPECT_EQ(Texts(), std::vector<String>{"The file /usr/lib/borvane/Gone.chm does not exist.\n"
                                          "Please make sure the correct path and file name have "
                                          "been specified."});
+  // A path with "/" is a path, as one with "\\" is.
+  name = "/help/Manual.chm";
+  EXPECT_TRUE(fresh.EnsureFileExists(name));
+  EXPECT_EQ(name, String("/help/Manual.chm"));
 }
 
 TEST_F(Help, DisplayCallsTargetsAndHandles) {

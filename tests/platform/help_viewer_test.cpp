@@ -1,52 +1,62 @@
-// The help viewer over a help file compiled here from tests/data/help, and the readers of the
-// file's tables over hand-made bytes.
+// The help viewer and its server over a help file compiled here from tests/data/help, the
+// reader process over hand-made hostile files, and the readers of the file's tables.
 #include "borvane/platform/help/help_viewer.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
+#include <fstream>
+#include <thread>
 
 #include "borvane/automation/codepage.h"
 #include "borvane/htmlhelp/html_help.h"
+#include "borvane/platform/help/chm_reader.h"
+#include "borvane/platform/help/help_http.h"
+#include "borvane/platform/help/help_search.h"
+#include "borvane/platform/help/help_server.h"
 #include "borvane/platform/help/help_tables.h"
 #include "borvane/platform/session/message_box.h"
 #include "borvane/platform/testing/session.h"
+#include "tests/chm_builder.h"
 #include "tests/test_support.h"
 
 namespace borvane::platform {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ChmBuilder;
 using testing::ReadWholeFile;
 using testing::ScratchFolder;
 
-// The test manual compiled into a scratch folder, with a cache of its own; no browser opens.
+// The test manual compiled into a scratch folder; the help server of the test has a cache and
+// a runtime folder of its own there, and no browser opens.
 class Viewer : public ::testing::Test {
  protected:
   void SetUp() override {
     chm_ = testing::CompileTestHelp(dir_.path());
     if (chm_.empty()) GTEST_SKIP() << "chmcmd (Debian fp-utils) compiles the test help file";
     ::setenv("XDG_CACHE_HOME", (dir_.path() / "cache").c_str(), 1);
-    ::unsetenv("DISPLAY");
-    ::unsetenv("WAYLAND_DISPLAY");
-    ::unsetenv("BORVANE_HELP_BROWSER");
+    ::setenv("XDG_RUNTIME_DIR", "", 1);
+    ::setenv("BORVANE_HELP_BROWSER", "true", 1);
   }
-  // The topic the last page shows, or "" when the call opened nothing.
+  // The topic a window shows, as its address names it, or "" when the call opened nothing.
   std::string Shown(int32_t handle) {
     if (handle == 0) return "";
-    std::string page = ReadWholeFile(viewer_.WindowAddress(handle));
-    size_t src = page.find("<iframe name=\"topic\" src=\"");
-    return src == std::string::npos ? "?"
-                                    : page.substr(src + 26, page.find('"', src + 26) - src - 26);
+    std::string address = viewer_.WindowAddress(handle);
+    size_t window = address.find("/w/");
+    if (window == std::string::npos) return "?";
+    return UrlDecode(address.substr(address.find('/', window + 3) + 1));
   }
   int32_t Call(const std::string& file, int32_t command, const HelpData& data) {
-    int32_t handle = viewer_.HtmlHelp(0, file, command, data);
-    if (handle != 0) last_ = handle;
-    return handle;
+    return viewer_.HtmlHelp(0, file, command, data);
   }
-  // The page of the last window opened.
-  std::string LastPage() { return viewer_.WindowAddress(last_); }
   HH_AKLINK Link(const char* keywords) {
     HH_AKLINK link;
     link.cbStruct = 28;
@@ -57,40 +67,99 @@ class Viewer : public ::testing::Test {
   ScratchFolder dir_;
   std::string chm_;
   HelpViewer viewer_;
-  int32_t last_ = 0;
-  testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes_;
 };
 
-TEST_F(Viewer, TopicsResolveByEveryRoute) {
+TEST_F(Viewer, TopicsByPathNumberKeywordAndLink) {
+  testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes;
   EXPECT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0})), "topics/welcome.htm");
   EXPECT_EQ(Shown(Call(chm_ + ">main", HH_DISPLAY_TOPIC, std::string("/topics/install.htm"))),
             "topics/install.htm");
   EXPECT_EQ(Shown(Call(chm_ + "::/topics/options.htm", HH_DISPLAY_TOPIC, int32_t{0})),
             "topics/options.htm");
+  // Another spelling of a stored name finds it: the file compares names without case.
+  EXPECT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, std::string("Topics/OPTIONS.htm"))),
+            "Topics/OPTIONS.htm");
   EXPECT_EQ(Shown(Call(chm_, HH_HELP_CONTEXT, int32_t{1001})), "topics/install.htm");
   EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, Link("nothing; FONTS"))),
             "topics/options.htm#fonts");
   EXPECT_EQ(Shown(Call(chm_, HH_ALINK_LOOKUP, Link("Setup"))), "topics/install.htm");
-  // Paths as the library passes them, "\" between names.
+  // Paths as the library passes them, "\" between names; a relative one is the current
+  // folder's.
   EXPECT_EQ(Shown(Call(testing::WindowsPath(chm_), HH_DISPLAY_INDEX, int32_t{0})),
-            "topics/welcome.htm");
-  // The page lists the contents, nested, and the index, with working relative links.
-  std::string page = ReadWholeFile(LastPage());
-  EXPECT_NE(page.find("Using &amp; setting up<ul><li><a href=\"topics/install.htm\""),
-            std::string::npos);
-  EXPECT_LT(page.find("<h2>Index</h2>"), page.find("<h2>Contents</h2>"));  // index first
-  EXPECT_TRUE(fs::exists(fs::path(LastPage()).parent_path() / "topics/images/logo.png"));
-  // Nothing to show: 0, and nothing opened.
-  int32_t handles = Call(chm_, HH_DISPLAY_TOPIC, int32_t{0});
+            "topics/install.htm");  // the window keeps its topic and shows its index
+  const fs::path here = fs::current_path();
+  fs::current_path(fs::path(chm_).parent_path());
+  EXPECT_NE(Call("manual.chm", HH_DISPLAY_TOPIC, int32_t{0}), 0);
+  fs::current_path(here);
+  EXPECT_TRUE(boxes.boxes.empty());
+}
+
+TEST_F(Viewer, KeywordsFollowTheLevelsOfTheIndex) {
+  // "fonts" is a keyword of its own and also a sub-entry of "install" that comes first in the
+  // index: the keyword wins, and the sub-entry answers to its full name.
+  EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, Link("fonts"))), "topics/options.htm#fonts");
+  EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, Link("Install, Fonts"))), "topics/install.htm");
+  std::vector<SitemapEntry> index = {
+      {"Heading", "", 0}, {"a", "a.htm", 1},     {"b", "b.htm", 1},       {"a", "top.htm", 0},
+      {"x", "x.htm", 0},  {"deep", "d2.htm", 2}, {"Heading", "h2.htm", 0}};
+  EXPECT_EQ(KeywordEntries(index, " A "), (std::vector<size_t>{3, 1}));
+  EXPECT_EQ(KeywordEntries(index, "heading, b"), (std::vector<size_t>{2}));
+  EXPECT_EQ(KeywordEntries(index, "deep"), (std::vector<size_t>{5}));
+  EXPECT_EQ(KeywordEntries(index, "Heading"), (std::vector<size_t>{0, 6}));
+  EXPECT_EQ(EntryTopic(index, 0), "a.htm");  // a heading opens its first sub-entry
+  EXPECT_EQ(EntryTopic(index, 4), "x.htm");
+}
+
+TEST_F(Viewer, OneWindowPerFileAndWindowName) {
+  // A keyword display's two calls (open the file, then the lookup) show in one window.
+  const int32_t window = Call(chm_, HH_DISPLAY_TOPIC, int32_t{0});
+  ASSERT_NE(window, 0);
+  EXPECT_EQ(Call(chm_, HH_KEYWORD_LOOKUP, Link("welcome")), window);
+  EXPECT_EQ(Call(chm_, HH_DISPLAY_TOC, int32_t{0}), window);
+  const int32_t other = Call(chm_ + ">second", HH_DISPLAY_TOPIC, int32_t{0});
+  EXPECT_NE(other, window);
+  HH_AKLINK in_second = Link("install");
+  in_second.pszWindow = "second";
+  EXPECT_EQ(Call(chm_, HH_KEYWORD_LOOKUP, in_second), other);
+  // The window's page serves the topic straight from the file.
+  const std::string address = viewer_.WindowAddress(window);
+  const int port = std::atoi(address.c_str() + address.find(':', 6) + 1);
+  const std::string token = address.substr(address.find('/', 8) + 1, 32);
+  int status = 0;
+  std::string state;
+  ASSERT_TRUE(HttpCall(port, "GET", "/" + token + "/w/" + std::to_string(window) + "/state", "",
+                       5000, status, state));
+  EXPECT_NE(state.find("\"topic\":\"topics/welcome.htm\""), std::string::npos) << state;
+  const std::string file = state.substr(state.find("\"file\":\"") + 8, 16);
+  std::string page;
+  ASSERT_TRUE(HttpCall(port, "GET", "/" + token + "/t/" + file + "/TOPICS/Install.HTM", "", 5000,
+                       status, page));
+  EXPECT_NE(page.find("Copy the files"), std::string::npos);
+  // Without the token, or from a page (no client header), nothing answers.
+  HttpCall(port, "GET", "/" + std::string(32, '0') + "/w/1/state", "", 5000, status, page);
+  EXPECT_EQ(status, 404);
+  // The windows of this process close with HH_CLOSE_ALL; the next call opens a new one.
+  EXPECT_EQ(Call("", HH_CLOSE_ALL, int32_t{0}), 0);
+  EXPECT_EQ(viewer_.WindowAddress(window), "");
+  EXPECT_NE(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0}), window);
+}
+
+TEST_F(Viewer, FailuresGiveZero) {
+  testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes;
   EXPECT_EQ(Call(chm_, HH_DISPLAY_TOPIC, std::string("topics/none.htm")), 0);
   EXPECT_EQ(Call(chm_, HH_DISPLAY_TOPIC, std::string("../../etc/passwd")), 0);
   EXPECT_EQ(Call(chm_, HH_HELP_CONTEXT, int32_t{4242}), 0);
   EXPECT_EQ(Call(chm_ + ".missing", HH_DISPLAY_TOPIC, int32_t{0}), 0);
-  EXPECT_EQ(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0}), handles + 1);  // a handle per window
-  EXPECT_EQ(Call(chm_, HH_CLOSE_ALL, int32_t{0}), 0);
-}
-
-TEST_F(Viewer, FailedLookupsFallBackAndPopupsSpeak) {
+  EXPECT_EQ(Call(dir_.path().string(), HH_DISPLAY_TOPIC, int32_t{0}), 0);  // a folder
+  const std::string bytes = ReadWholeFile(chm_);
+  for (size_t cut : {size_t{0}, size_t{100}, bytes.size() / 2}) {
+    std::string damaged = (dir_.path() / ("cut" + std::to_string(cut) + ".chm")).string();
+    std::ofstream(damaged, std::ios::binary) << bytes.substr(0, cut);
+    EXPECT_EQ(Call(damaged, HH_DISPLAY_TOPIC, int32_t{0}), 0) << cut;
+  }
+  std::ofstream(dir_.path() / "text.chm") << "<html>not compiled</html>";
+  EXPECT_EQ(Call((dir_.path() / "text.chm").string(), HH_DISPLAY_TOPIC, int32_t{0}), 0);
+  // A failed lookup: the caller's fallback topic, else its message and 0.
   HH_AKLINK link = Link("absent");
   link.pszUrl = "topics/options.htm";
   EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, link)), "topics/options.htm");
@@ -98,9 +167,13 @@ TEST_F(Viewer, FailedLookupsFallBackAndPopupsSpeak) {
   link.pszMsgText = "No such keyword";
   link.pszMsgTitle = "Lookup";
   EXPECT_EQ(Call(chm_, HH_ALINK_LOOKUP, link), 0);
-  ASSERT_EQ(boxes_.boxes.size(), 1u);
-  EXPECT_EQ(boxes_.boxes[0].text, String("No such keyword"));
-  EXPECT_EQ(boxes_.boxes[0].caption, std::optional<String>(String("Lookup")));
+  ASSERT_EQ(boxes.boxes.size(), 1u);
+  EXPECT_EQ(boxes.boxes[0].text, String("No such keyword"));
+  EXPECT_EQ(boxes.boxes[0].caption, std::optional<String>(String("Lookup")));
+}
+
+TEST_F(Viewer, PopupsSpeak) {
+  testing::InUse<RecordingMessageBoxes, MessageBoxes> boxes;
   HH_POPUP popup;
   popup.idString = 3;
   EXPECT_NE(Call(chm_ + "::/popups.txt", HH_DISPLAY_TEXT_POPUP, popup), 0);
@@ -109,26 +182,14 @@ TEST_F(Viewer, FailedLookupsFallBackAndPopupsSpeak) {
   EXPECT_NE(viewer_.HtmlHelp(0, std::nullopt, HH_DISPLAY_TEXT_POPUP, popup), 0);
   popup.idString = 77;  // no such topic
   EXPECT_EQ(Call(chm_ + "::/popups.txt", HH_DISPLAY_TEXT_POPUP, popup), 0);
-  ASSERT_EQ(boxes_.boxes.size(), 3u);
-  EXPECT_EQ(boxes_.boxes[1].text, String("Closes the window,\nand asks first when something is "
-                                         "unsaved."));
-  EXPECT_EQ(boxes_.boxes[2].text, String(u"Caf\u00E9"));
+  ASSERT_EQ(boxes.boxes.size(), 2u);
+  EXPECT_EQ(boxes.boxes[0].text, String("Closes the window,\nand asks first when something is "
+                                        "unsaved."));
+  EXPECT_EQ(boxes.boxes[1].text, String(u"Caf\u00E9"));
 }
 
-TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
-  std::string bytes = ReadWholeFile(chm_);
-  for (size_t cut : {size_t{0}, size_t{100}, bytes.size() / 2}) {
-    std::string damaged = (dir_.path() / ("cut" + std::to_string(cut) + ".chm")).string();
-    std::ofstream(damaged, std::ios::binary) << bytes.substr(0, cut);
-    EXPECT_EQ(Call(damaged, HH_DISPLAY_TOPIC, int32_t{0}), 0) << cut;
-  }
-  std::string text = (dir_.path() / "text.chm").string();
-  std::ofstream(text) << "<html>not compiled</html>";
-  EXPECT_EQ(Call(text, HH_DISPLAY_TOPIC, int32_t{0}), 0);
-  EXPECT_EQ(Call(dir_.path().string(), HH_DISPLAY_TOPIC, int32_t{0}), 0);  // a folder
-  // The file compiled again with another default topic: extracted anew.
-  ASSERT_NE(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0}), 0);
-  std::string first = LastPage();
+TEST_F(Viewer, AChangedFileIsReadAnew) {
+  ASSERT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0})), "topics/welcome.htm");
   std::string project = ReadWholeFile(dir_.path() / "src/manual.hhp");
   project.replace(project.find("topics/welcome.htm"), 18, "topics/options.htm");
   std::ofstream(dir_.path() / "src/manual.hhp", std::ios::binary) << project;
@@ -138,18 +199,142 @@ TEST_F(Viewer, BadFilesGiveZeroAndAChangedFileIsReadAnew) {
             0);
   fs::last_write_time(chm_, fs::last_write_time(chm_) + std::chrono::seconds(2));
   EXPECT_EQ(Shown(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0})), "topics/options.htm");
-  EXPECT_NE(fs::path(first).parent_path(), fs::path(LastPage()).parent_path());
+}
+
+TEST_F(Viewer, HelpFromAMessageBoxHandlerDoesNotWait) {
+  // The handler of a lookup's message shows help itself, and waits until help shown on
+  // another thread meanwhile is through: no lock of the viewer is held across the box.
+  std::mutex m;
+  std::condition_variable cv;
+  bool other_done = false;
+  int32_t from_handler = 0;
+  SetMessageBoxHandler([&](const MessageBoxRequest&) {
+    from_handler = Call(chm_, HH_DISPLAY_TOPIC, std::string("topics/install.htm"));
+    std::unique_lock<std::mutex> lock(m);
+    cv.wait_for(lock, std::chrono::seconds(60), [&] { return other_done; });
+    return IDOK;
+  });
+  std::thread box([&] {
+    HH_AKLINK link = Link("absent");
+    link.pszMsgText = "Not found";
+    Call(chm_, HH_KEYWORD_LOOKUP, link);
+  });
+  std::thread other([&] {
+    int32_t window = 0;
+    while (window == 0) window = Call(chm_ + ">other", HH_DISPLAY_TOPIC, int32_t{0});
+    std::lock_guard<std::mutex> lock(m);
+    other_done = true;
+    cv.notify_all();
+  });
+  other.join();
+  box.join();
+  SetMessageBoxHandler(nullptr);
+  EXPECT_TRUE(other_done);
+  EXPECT_EQ(Shown(from_handler), "topics/install.htm");
 }
 
 TEST_F(Viewer, TheHelpClassReachesTheViewer) {
   ScopedService<HelpControl> real(HelpControl::Real());
   Ref<HTMLHelp> help = MakeRef<HTMLHelp>();
-  help->LetCHMFile(String::FromUtf8(testing::WindowsPath(chm_)));
+  help->LetCHMFile(String::FromUtf8(chm_));  // a Linux path, "/" between names
   help->LetHHTopicID(1002);
   std::optional<int32_t> no_form;
   help->HHDisplayTopicID(no_form);
   EXPECT_NE(help->GetHHWndHandle(), 0);
   EXPECT_EQ(Shown(help->GetHHWndHandle()), "topics/options.htm");
+  // The browser component is the help server, whatever opens its pages.
+  EXPECT_EQ(help->GetIEVersion(), String("5.50.3825.1300"));
+  EXPECT_EQ(help->GetIEFriendlyName(), String("5.5 Platform Preview"));
+}
+
+// A reader over a hand-made file, with short limits.
+std::unique_ptr<ChmReader> Reader(const std::string& path, std::string* why = nullptr) {
+  ReaderLimits limits;
+  limits.open_ms = limits.request_ms = limits.pass_ms = 2000;
+  return ChmReader::Start({HelpServerProgram()}, path, limits, why);
+}
+
+TEST(ChmReaderTest, HostileFilesAreRefusedOrContained) {
+  ScratchFolder dir;
+  ASSERT_FALSE(HelpServerProgram().empty());
+  const std::string system = ChmBuilder::System("a.htm", "T");
+  ChmBuilder good;
+  good.Add("/#SYSTEM", system).Add("/a.htm", "<title>A</title>alpha").Add("/../../up.htm", "x");
+  good.Add("/etc/passwd", "not yours").Add("/long.htm", "short", 1'000'000);
+  good.Add("/huge.htm", "", int64_t{1} << 40);
+  std::unique_ptr<ChmReader> reader = Reader(dir.Put("good.chm", good.Build()).ToUtf8());
+  ASSERT_TRUE(reader);
+  std::string bytes;
+  EXPECT_EQ(reader->Read("A.HTM", bytes), ReadStatus::kOk);
+  EXPECT_EQ(bytes, "<title>A</title>alpha");
+  // Stored names are only keys: nothing is written, a climbing name reads as any other.
+  EXPECT_EQ(reader->Read("../../up.htm", bytes), ReadStatus::kOk);
+  EXPECT_EQ(reader->Read("etc/passwd", bytes), ReadStatus::kOk);
+  EXPECT_EQ(bytes, "not yours");
+  EXPECT_EQ(reader->Read("long.htm", bytes), ReadStatus::kDamaged);  // a length past the end
+  EXPECT_EQ(reader->Read("huge.htm", bytes), ReadStatus::kTooLarge);
+  EXPECT_EQ(reader->Read("none.htm", bytes), ReadStatus::kMissing);
+  EXPECT_FALSE(reader->damaged());
+  // A listing whose chunk names itself as the next one goes round in circles: the pass ends
+  // where a name comes again, with each page once.
+  ChmBuilder loop = good;
+  loop.next_chunk = 0;
+  reader = Reader(dir.Put("loop.chm", loop.Build()).ToUtf8());
+  ASSERT_TRUE(reader);
+  ASSERT_EQ(reader->BuildSearchIndex(bytes), ReadStatus::kOk);
+  SearchIndex index;
+  ASSERT_TRUE(index.Load(bytes));
+  EXPECT_EQ(index.Find("alpha", 10).size(), 1u);
+  // A reader that takes longer than its limit is killed, and answers no more.
+  ReaderLimits limits;
+  limits.request_ms = 300;
+  reader = ChmReader::Start({"/bin/sh", "-c", "echo 'ok 0'; exec sleep 60"},
+                            dir.Put("slow.chm", good.Build()).ToUtf8(), limits, nullptr);
+  ASSERT_TRUE(reader);
+  EXPECT_EQ(reader->Read("a.htm", bytes), ReadStatus::kDamaged);
+  EXPECT_TRUE(reader->damaged());
+  EXPECT_EQ(reader->Read("a.htm", bytes), ReadStatus::kDamaged);
+  // Not a help file at all, or one without its settings.
+  std::string why;
+  EXPECT_FALSE(Reader(dir.Put("text.chm", "ITSF but no more").ToUtf8(), &why));
+  ChmBuilder bare;
+  bare.Add("/a.htm", "x");
+  EXPECT_FALSE(Reader(dir.Put("bare.chm", bare.Build()).ToUtf8(), &why));
+  EXPECT_EQ(why, "not a compiled help file");
+}
+
+TEST(ChmReaderTest, AReaderEndsWithItsParent) {
+  ScratchFolder dir;
+  ChmBuilder loop;
+  loop.Add("/#SYSTEM", ChmBuilder::System("a.htm", "T")).Add("/a.htm", "x");
+  loop.next_chunk = 0;
+  const std::string path = dir.Put("orphan-test.chm", loop.Build()).ToUtf8();
+  const std::string program = HelpServerProgram();
+  // A process starts a reader and is killed; another one still holds the reader's line, so
+  // that the reader learns of its parent's end only by looking.
+  pid_t parent = ::fork();
+  if (parent == 0) {
+    ::setpgid(0, 0);
+    std::unique_ptr<ChmReader> reader = ChmReader::Start({program}, path, ReaderLimits(), nullptr);
+    if (::fork() == 0) ::sleep(30);
+    ::pause();
+    ::_exit(0);
+  }
+  auto readers = [&] {
+    int n = 0;
+    for (const auto& e : fs::directory_iterator("/proc")) {
+      std::string cmdline = ReadWholeFile(e.path() / "cmdline");
+      if (cmdline.find("--reader") != std::string::npos && cmdline.find(path) != std::string::npos)
+        ++n;
+    }
+    return n;
+  };
+  for (int i = 0; i < 100 && readers() == 0; ++i) ::usleep(50'000);
+  ASSERT_EQ(readers(), 1);
+  ::kill(-parent, SIGKILL);
+  ::waitpid(parent, nullptr, 0);
+  for (int i = 0; i < 100 && readers() > 0; ++i) ::usleep(50'000);
+  EXPECT_EQ(readers(), 0);
 }
 
 TEST(HelpTables, ReadersOfHandMadeBytes) {

@@ -120,3 +120,20 @@ def test_timer_ticks_three_times():
     timer.Enabled = False
     borvane.disconnect(timer, cookie)
     assert len(ticks) >= 3
+
+
+def test_help_file_by_a_linux_path(tmp_path):
+    import shutil
+    import subprocess
+    if not shutil.which("chmcmd"):
+        pytest.skip("chmcmd (Debian fp-utils) compiles the test help file")
+    source = os.path.join(os.environ.get("BORVANE_SOURCE_DIR", os.path.dirname(__file__) + "/../.."),
+                          "tests/data/help")
+    shutil.copytree(source, tmp_path / "help")
+    subprocess.run(["chmcmd", "--verbosity", "0", "manual.hhp"], cwd=tmp_path / "help",
+                   check=True, capture_output=True)
+    help_object = borvane.CreateObject("Borvane.HTMLHelp")
+    help_object.CHMFile = str(tmp_path / "help" / "manual.chm")
+    help_object.HHTopicID = 1001
+    help_object.HHDisplayTopicID()
+    assert result(help_object.HHWndHandle) != 0

@@ -24,12 +24,14 @@ using borvane::testing::ReadWholeFile;
 
 class ToolTest : public ::testing::Test {
  protected:
-  // `args` is shell text; `input` goes to standard input.
-  Result Run(const std::string& args, const std::string& input = "") {
+  // `args` is shell text; `input` goes to standard input; `folder` is the current one.
+  Result Run(const std::string& args, const std::string& input = "",
+             const std::string& folder = "") {
     std::string in = (dir_ / "in").string(), out = (dir_ / "out").string(),
                 err = (dir_ / "err").string();
     std::ofstream(in, std::ios::binary) << input;
-    std::string cmd = std::string(BORVANE_TOOL) + " " + args + " <" + in + " >" + out + " 2>" + err;
+    std::string cmd = (folder.empty() ? "" : "cd '" + folder + "' && ") +
+                      std::string(BORVANE_TOOL) + " " + args + " <" + in + " >" + out + " 2>" + err;
     int raw = std::system(cmd.c_str());
     Result r;
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
@@ -208,15 +210,38 @@ TEST_F(ToolTest, TimerTicks) {
 TEST_F(ToolTest, HelpShowsATopicPageOrSaysWhyNot) {
   std::string chm = borvane::testing::CompileTestHelp(dir_);
   if (chm.empty()) GTEST_SKIP() << "needs chmcmd";
+  // The address names the window and its topic; a later show of the file goes to the same
+  // window, also from another process.
   Result shown = Run("help show " + chm + " --id 1001");
   ASSERT_EQ(shown.status, 0) << shown.err;
-  ASSERT_FALSE(shown.out.empty());
-  std::string page = ReadWholeFile(shown.out.substr(0, shown.out.size() - 1));
-  EXPECT_NE(page.find("src=\"topics/install.htm\""), std::string::npos);
+  EXPECT_EQ(shown.out.rfind("http://127.0.0.1:", 0), 0u) << shown.out;
+  EXPECT_NE(shown.out.find("/w/"), std::string::npos);
+  EXPECT_NE(shown.out.find("/topics/install.htm\n"), std::string::npos) << shown.out;
+  Result again = Run("help show " + chm + " --keyword fonts");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out.substr(0, again.out.find("/topics/")),
+            shown.out.substr(0, shown.out.find("/topics/")));
+  EXPECT_NE(again.out.find("/topics/options.htm#fonts"), std::string::npos);
+  // What was not found is told, and the status says so.
   Result missing = Run("help show " + chm + " topics/none.htm");
   EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(missing.err, "borvane: the help file or the topic was not found\n");
+  EXPECT_NE(missing.err.find("no such topic"), std::string::npos) << missing.err;
+  missing = Run("help show " + chm + " --keyword nothing");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "borvane: " + chm + ": no topic for the keyword 'nothing'\n");
   EXPECT_EQ(Run("help show " + chm + " --id x").status, 2);
+  // A relative name is the current folder's.
+  Result relative = Run("help show manual.chm --id 1001", "", chm.substr(0, chm.rfind('/')));
+  EXPECT_EQ(relative.status, 0) << relative.err;
+  // Registration: each command's status says whether it did what it was asked.
+  EXPECT_EQ(Run("help check " + chm).status, 1);
+  EXPECT_EQ(Run("help unregister " + chm).status, 1);
+  EXPECT_EQ(Run("help register " + chm).status, 0);
+  EXPECT_EQ(Run("help check manual.chm").status, 0);
+  EXPECT_EQ(Run("help unregister " + chm).status, 0);
+  Result usage = Run("help");
+  EXPECT_EQ(usage.status, 0);
+  EXPECT_EQ(usage.out.rfind("usage: borvane help show", 0), 0u);
   Result version = Run("help version");
   EXPECT_EQ(version.status, 0);
   EXPECT_NE(version.out.find("help viewer: 4.74.8702.00 (1.3)"), std::string::npos);

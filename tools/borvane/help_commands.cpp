@@ -3,6 +3,8 @@
 #include <cstdlib>
 
 #include "borvane/htmlhelp/html_help.h"
+#include "borvane/platform/base/process.h"
+#include "borvane/platform/files/file_system.h"
 #include "borvane/platform/help/help_control.h"
 #include "tools/borvane/tool.h"
 
@@ -17,10 +19,13 @@ constexpr const char* kHelpUsage =
     "       borvane help unregister FILE\n"
     "       borvane help version\n"
     "\n"
-    "  show        opens a topic of a compiled help file (.chm) in the desktop's browser, with\n"
-    "              the file's contents and index beside it, and prints the page's path;\n"
-    "              without TOPIC the file's default topic\n"
+    "  show        shows a topic of a compiled help file (.chm) in a help window of the\n"
+    "              desktop's browser, with the file's contents, index and search beside it,\n"
+    "              and prints the window's address; without TOPIC the file's default topic.\n"
+    "              A later show of the same file goes to the same window. FILE may be a\n"
+    "              registered help file's bare name\n"
     "  check       whether the file's name is registered, where, and whether it is there\n"
+    "              (exit status 1 unless it is registered and there)\n"
     "  register    registers the file under its name, so that the name alone finds it\n"
     "  unregister  removes that registration\n"
     "  version     the versions and names of the help viewer and the browser component";
@@ -73,8 +78,19 @@ int Show(HTMLHelp& help, const Args& args) {
     help.HHDisplayTopicURL(no_form);
   }
   std::string page = platform::HelpControls().WindowAddress(help.LastWindowHandle());
-  if (page.empty()) throw ToolError{"the help file or the topic was not found"};
+  if (page.empty()) {
+    const std::string file = platform::NativePath(help.GetCHMFile());
+    if (how == "--keyword") throw ToolError{file + ": no topic for the keyword '" + args[3] + "'"};
+    if (how == "--id") throw ToolError{file + ": no topic with the context number " + args[3]};
+    throw ToolError{file + ": no such topic, or no compiled help file that can be read"};
+  }
   PrintLine(String::FromUtf8(page));
+  const char* browser = std::getenv("BORVANE_HELP_BROWSER");
+  if (!(browser && *browser) && !platform::HasDisplay())
+    std::fputs(
+        "borvane: no display to show it on: open the address above in a browser (or set "
+        "BORVANE_HELP_BROWSER to the browser to run)\n",
+        stderr);
   return 0;
 }
 
@@ -83,7 +99,7 @@ int Show(HTMLHelp& help, const Args& args) {
 int HelpCommand(const Args& args) {
   if (args.empty() || WantsHelp(args)) {
     std::puts(kHelpUsage);
-    return args.empty() ? 2 : 0;
+    return 0;
   }
   const std::string& what = args[0];
   Ref<HTMLHelp> help = MakeRef<HTMLHelp>();
@@ -99,18 +115,28 @@ int HelpCommand(const Args& args) {
   if (what == "show" && args.size() <= 4) return Show(*help, args);
   if (args.size() != 2) throw UsageError{std::string(kHelpUsage)};
   String file = HelpPath(args[1]);
+  // Each fails when it leaves the file otherwise than asked: check, unless registered and
+  // there; register, unless registered afterwards; unregister, unless it was registered and no
+  // longer is.
+  bool done = false;
   if (what == "check") {
     help->HHCheckRegistry(file);
+    done = !help->GetHHRegFileName().empty() && help->GetHHRegFileExists();
   } else if (what == "register") {
     help->HHRegister(file);
     help->HHCheckRegistry(file);
+    done = !help->GetHHRegFileName().empty();
   } else if (what == "unregister") {
+    String name = file;
+    help->HHCheckRegistry(name);
+    const bool was = !help->GetHHRegFileName().empty();
     help->HHUnRegister(file);
+    done = was && help->GetHHRegFileName().empty();
   } else {
     throw UsageError{"unknown help command '" + what + "'\n" + kHelpUsage};
   }
   PrintRegistration(*help);
-  return 0;
+  return done ? 0 : 1;
 }
 
 }  // namespace borvane::tool

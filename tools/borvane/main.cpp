@@ -41,8 +41,7 @@ constexpr const char* kUsage =
 int main(int argc, char** argv) {
   using namespace borvane::tool;
   Args args(argv + 1, argv + argc);
-  if (args.empty() || args[0] == "--help" || args[0] == "-h" ||
-      (args[0] == "help" && args.size() == 1)) {
+  if (args.empty() || args[0] == "--help" || args[0] == "-h") {
     std::fputs(kUsage, args.empty() ? stderr : stdout);
     return args.empty() ? 2 : 0;
   }
@@ -66,7 +65,7 @@ int main(int argc, char** argv) {
       status = Call(rest);
     } else if (command == "font") {
       status = FontCommand(rest);
-    } else if (command == "help" && !rest.empty()) {
+    } else if (command == "help") {
       status = HelpCommand(rest);
     } else if (command == "pending") {
       status = PendingCommand(rest);

@@ -1,24 +1,55 @@
-// The contents of a compiled help file (.chm), through chmlib.
+// The contents of a compiled help file (.chm), read through chmlib.
+//
+// chmlib is loaded when the first help file is opened, not when the library is: a machine
+// without it loses help and nothing else. chmlib trusts the file's structures, so a damaged file
+// can make it crash or loop: the help server reads archives only in a reader process of its own
+// (chm_reader.h), never in a caller's.
 #ifndef BORVANE_PLATFORM_HELP_CHM_ARCHIVE_H_
 #define BORVANE_PLATFORM_HELP_CHM_ARCHIVE_H_
 
+#include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
+#include <string_view>
+
+struct chmFile;
 
 namespace borvane::platform {
 
-// Writes every file stored in the compiled help file at `chm` (native path) below `folder`,
-// with its folders; the internal tables ("#SYSTEM", "#IVB", ...) too, the storage's own
-// entries ("::DataSpace/...") not. A stored name that would leave `folder` is skipped. False
-// when the file cannot be opened as a compiled help file or a write fails.
-//
-// chmlib trusts the file's structures: run this where a damaged file can do no harm (a
-// child process; see RunInChild in process.h).
-bool ExtractHelpFile(const std::string& chm, const std::string& folder);
+// The Debian package whose absence the messages name.
+inline constexpr const char* kChmLibraryPackage = "libchm1";
 
-// Writes the one stored file at `path` (relative, "/" between names) below `folder`: for a
-// file that the whole extraction did not reach. False when the help file has none.
-bool ExtractHelpFileEntry(const std::string& chm, const std::string& folder,
-                          const std::string& path);
+// Loads chmlib once per process. False, with the reason in `why`, when it cannot be loaded.
+bool LoadChmLibrary(std::string* why = nullptr);
+
+class ChmArchive {
+ public:
+  ~ChmArchive();
+  ChmArchive(const ChmArchive&) = delete;
+  ChmArchive& operator=(const ChmArchive&) = delete;
+
+  // Opens the file at the native `path`: nullptr, with the reason in `why`, when chmlib is
+  // missing or the file is no compiled help file (it has no "#SYSTEM" table).
+  static std::unique_ptr<ChmArchive> Open(const std::string& path, std::string* why = nullptr);
+
+  enum class Result { kOk, kMissing, kTooLarge, kDamaged };
+  // The stored file `name` ("/dir/page.htm" or "dir/page.htm"; the archive compares names
+  // without regard to case). A stored length above `limit` is not read (kTooLarge); a read that
+  // ends early is kDamaged.
+  Result Read(std::string_view name, std::string& bytes, uint64_t limit);
+
+  // Whether the stored file `name` is there (compared as Read compares).
+  bool Exists(std::string_view name);
+
+  // Every stored file (not the storage's own "::" entries, not folders), with its length.
+  // `visit` returns false to stop.
+  void List(const std::function<bool(std::string_view name, uint64_t length)>& visit);
+
+ private:
+  explicit ChmArchive(::chmFile* handle) : handle_(handle) {}
+  ::chmFile* handle_;
+};
 
 }  // namespace borvane::platform
 

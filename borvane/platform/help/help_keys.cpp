@@ -8,6 +8,7 @@
 
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/files/version_info.h"
+#include "borvane/platform/help/help_viewer.h"
 #include "borvane/platform/session/system.h"
 
 namespace borvane::platform {
@@ -20,7 +21,6 @@ constexpr std::u16string_view kControlServer =
 constexpr std::u16string_view kBrowserServer =
     u"CLSID\\{0A89A860-D7B1-11CE-8350-444553540000}\\InProcServer32";
 constexpr std::u16string_view kTypeLib = u"TypeLib\\{ADB880A2-D8FF-11CF-9377-00AA003B7A11}";
-constexpr const char* kBrowserLauncher = "/usr/bin/xdg-open";
 
 class HelpKeys : public ComputedKeys {
  public:
@@ -30,10 +30,14 @@ class HelpKeys : public ComputedKeys {
       RegisterBuiltInVersion(library, 4u << 16 | 74u, 8702u << 16);
       servers_.push_back({Full(kControlServer), BackslashPath(library)});
     }
-    struct stat st;
-    if (::stat(kBrowserLauncher, &st) == 0) {
-      RegisterBuiltInVersion(kBrowserLauncher, 6u << 16, 2900u << 16 | 2180u);
-      servers_.push_back({Full(kBrowserServer), BackslashPath(kBrowserLauncher)});
+    // The browser component is the help server, which shows the pages whatever browser
+    // opens them: 5.50.3825.1300, the release the help control of this version came with.
+    std::string server = HelpServerProgram();
+    if (server.empty() && !library.empty())
+      server = library.substr(0, library.rfind('/') + 1) + "borvane-helpd";  // told as missing
+    if (!server.empty()) {
+      RegisterBuiltInVersion(server, 5u << 16 | 50u, 3825u << 16 | 1300u);
+      servers_.push_back({Full(kBrowserServer), BackslashPath(server)});
     }
     keys_ = {Full(kTypeLib)};
     for (const Server& s : servers_) keys_.push_back(s.key);

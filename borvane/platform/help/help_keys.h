@@ -10,8 +10,8 @@ namespace borvane::platform {
 
 // Adds the keys to `store` (made when read, never stored) and gives the two files their
 // version records. The help control's file is the library's own (version 4.74.8702.0); the
-// browser component's is the desktop's browser launcher, xdg-open (6.0.2900.2180, the browser
-// of the system release the library reports), and is missing where there is none.
+// browser component's is the help server program (5.50.3825.1300), which is missing only
+// where the library was installed without it.
 void AddHelpComputedKeys(RegistryStore& store);
 
 }  // namespace borvane::platform

@@ -1,5 +1,6 @@
 #include "borvane/platform/help/help_tables.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -175,6 +176,44 @@ std::vector<SitemapEntry> ParseSitemap(std::string_view html) {
     }
   }
   return entries;
+}
+
+std::vector<size_t> KeywordEntries(const std::vector<SitemapEntry>& index,
+                                   std::string_view keyword) {
+  const std::string_view wanted = TrimSpaces(keyword);
+  std::vector<size_t> top, by_path, deeper;
+  std::vector<std::string_view> path;  // the names from the top down to the current entry
+  int deepest = 0;
+  for (size_t i = 0; i < index.size(); ++i) {
+    const int depth = std::max(0, index[i].depth);
+    path.resize(std::min<size_t>(path.size(), static_cast<size_t>(depth)));
+    path.resize(static_cast<size_t>(depth));
+    path.push_back(TrimSpaces(index[i].name));
+    deepest = std::max(deepest, depth);
+    if (!EqualsNoCase(path.back(), wanted)) {
+      if (depth == 0) continue;
+      std::string joined;
+      for (std::string_view part : path) {
+        if (!joined.empty()) joined += ", ";
+        joined += part;
+      }
+      if (EqualsNoCase(joined, wanted)) by_path.push_back(i);
+      continue;
+    }
+    (depth == 0 ? top : deeper).push_back(i);
+  }
+  std::vector<size_t> out = top;
+  out.insert(out.end(), by_path.begin(), by_path.end());
+  for (int d = 1; d <= deepest; ++d)
+    for (size_t i : deeper)
+      if (index[i].depth == d) out.push_back(i);
+  return out;
+}
+
+std::string EntryTopic(const std::vector<SitemapEntry>& index, size_t i) {
+  for (size_t k = i; k < index.size() && (k == i || index[k].depth > index[i].depth); ++k)
+    if (!TrimSpaces(index[k].local).empty()) return index[k].local;
+  return std::string();
 }
 
 std::map<uint32_t, std::string> ParsePopupTexts(std::string_view text) {

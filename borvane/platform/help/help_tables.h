@@ -39,6 +39,17 @@ struct SitemapEntry {
 // and "Local" parameters, nested by <UL>. Character references in values are decoded.
 std::vector<SitemapEntry> ParseSitemap(std::string_view html);
 
+// The index entries that `keyword` names, best first: entries of that name at the top level,
+// then a sub-entry named by its path ("parent, child": the names from the top joined by ", "),
+// then entries of that name further down, the shallower first. Each group in the index's
+// order; names compare without regard to case and to blanks at either end.
+std::vector<size_t> KeywordEntries(const std::vector<SitemapEntry>& index,
+                                   std::string_view keyword);
+
+// The topic of entry `i`: its own, else that of the first entry below it that has one (a
+// heading of the index opens its first sub-entry); empty when none has.
+std::string EntryTopic(const std::vector<SitemapEntry>& index, size_t i);
+
 // A popup text file: ".topic N" lines, each followed by its text up to the next ".topic".
 // Topics named by a symbol (".topic IDH_X") have no number here and are left out; the text is
 // trimmed of blank lines at either end.

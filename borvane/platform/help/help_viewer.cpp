@@ -1,67 +1,165 @@
 #include "borvane/platform/help/help_viewer.h"
 
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cctype>
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <set>
-#include <sstream>
 #include <vector>
 
 #include "borvane/automation/codepage.h"
+#include "borvane/automation/error.h"
 #include "borvane/platform/base/process.h"
+#include "borvane/platform/base/user_folders.h"
 #include "borvane/platform/files/file_system.h"
-#include "borvane/platform/help/chm_archive.h"
+#include "borvane/platform/help/help_http.h"
+#include "borvane/platform/help/help_server.h"
 #include "borvane/platform/help/help_tables.h"
 #include "borvane/platform/session/message_box.h"
+
+#ifndef BORVANE_LIBEXEC_DIR
+#define BORVANE_LIBEXEC_DIR "/usr/local/libexec/borvane"
+#endif
 
 namespace borvane::platform {
 
 namespace {
 
-namespace fs = std::filesystem;
+// The platform's error for a control that cannot be loaded.
+constexpr int32_t kErrLoadingDll = 48;
+constexpr int kShowTimeoutMs = 180'000;  // a lookup may wait for a help file's search index
+constexpr int kStartTimeoutMs = 10'000;
 
-// A help file as extracted, with the tables the viewer reads.
-struct HelpFile {
-  std::string chm;  // the help file itself, for what its extraction did not reach
-  std::string folder;
-  std::set<std::string> absent;  // paths the help file was asked for and does not hold
-  HelpSystemInfo info;
-  std::map<uint32_t, std::string> context;
-  std::vector<SitemapEntry> contents;
-  std::vector<SitemapEntry> index;
-  std::string contents_html, index_html;  // the page's two lists, made once
-  bool alinks_read = false;
-  std::vector<std::pair<std::string, std::string>> alinks;  // name, topic
+struct ServerAddress {
+  int port = 0;
+  std::string token;
 };
 
+// Held only to read or change the two below, never across a call of the server, a box or a
+// child process.
 std::mutex g_mutex;
-int32_t g_next_handle = 0;
-std::map<int32_t, std::string> g_windows;  // by handle, the page each window shows
-// By the file's identity (path, size, time); nullptr for a file that is no help file.
-std::map<std::string, std::shared_ptr<HelpFile>> g_files;
+ServerAddress g_server;
+std::map<int32_t, std::string> g_windows;  // this process's windows: handle, address
 
-uint64_t Fnv(std::string_view text, uint64_t hash = 14695981039346656037ull) {
-  for (unsigned char c : text) hash = (hash ^ c) * 1099511628211ull;
-  return hash;
+int64_t NowMs() {
+  timespec ts;
+  ::clock_gettime(CLOCK_MONOTONIC, &ts);
+  return int64_t{ts.tv_sec} * 1000 + ts.tv_nsec / 1'000'000;
 }
 
-std::string Hex(uint64_t n) {
-  char buffer[17];
-  std::snprintf(buffer, sizeof buffer, "%016llx", static_cast<unsigned long long>(n));
-  return buffer;
-}
-
-bool IsFile(const std::string& path) {
+bool Executable(const std::string& path) {
   struct stat st;
-  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+  return !path.empty() && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+         ::access(path.c_str(), X_OK) == 0;
+}
+
+bool ReadRendezvous(ServerAddress& a) {
+  std::string text = ReadNativeFile(HelpRuntimeFolder() + "/help-server");
+  size_t space = text.find(' ');
+  if (space == std::string::npos) return false;
+  a.port = std::atoi(text.c_str());
+  size_t end = text.find(' ', space + 1);
+  a.token = text.substr(space + 1, end == std::string::npos ? std::string::npos : end - space - 1);
+  return a.port > 0 && a.port < 65536 && a.token.size() == 32;
+}
+
+bool Ping(const ServerAddress& a) {
+  int status = 0;
+  std::string answer;
+  return HttpCall(a.port, "GET", "/" + a.token + "/api/ping", "", 3000, status, answer) &&
+         status == 200 && answer == "borvane-help";
+}
+
+// Starts the server program detached from the caller: in a session of its own, with nothing
+// of the caller's open but what every program gets, so that it outlives the caller and never
+// holds a caller's pipe open.
+bool SpawnServer(const std::string& program) {
+  std::string serve = "--serve";
+  std::vector<char*> argv = {const_cast<char*>(program.c_str()), serve.data(), nullptr};
+  pid_t child = ::fork();
+  if (child < 0) return false;
+  if (child == 0) {
+    ::setsid();
+    if (::fork() == 0) {
+      int null = ::open("/dev/null", O_RDWR);
+      if (null >= 0) {
+        ::dup2(null, 0);
+        ::dup2(null, 1);
+        ::dup2(null, 2);
+      }
+      ::close_range(3, ~0U, 0);
+      ::signal(SIGPIPE, SIG_DFL);
+      ::execv(argv[0], argv.data());
+    }
+    ::_exit(0);
+  }
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return true;
+}
+
+[[noreturn]] void Unavailable(const std::string& why) {
+  throw Error(kErrLoadingDll, String(kPlatformSource),
+              String::FromUtf8("Error in loading DLL: the help viewer cannot run (" + why + ")"));
+}
+
+// The address of a running server of this user, started when none answers. Throws the
+// platform's error 48 when none can be started.
+ServerAddress EnsureServer(bool fresh) {
+  {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    if (!fresh && g_server.port) return g_server;
+  }
+  ServerAddress a;
+  if (!(ReadRendezvous(a) && Ping(a))) {
+    const std::string folder = HelpRuntimeFolder();
+    if (!MakePrivateFolders(folder)) Unavailable("cannot make " + folder);
+    const std::string program = HelpServerProgram();
+    if (program.empty()) Unavailable("the program borvane-helpd is missing");
+    // One process starts the server; the others wait for it and use it.
+    int lock = ::open((folder + "/help-server.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const int64_t deadline = NowMs() + kStartTimeoutMs;
+    while (lock >= 0 && ::flock(lock, LOCK_EX | LOCK_NB) != 0 && NowMs() < deadline)
+      ::usleep(10'000);
+    bool up = ReadRendezvous(a) && Ping(a);
+    if (!up && SpawnServer(program)) {
+      while (!up && NowMs() < deadline) {
+        ::usleep(5'000);
+        up = ReadRendezvous(a) && Ping(a);
+      }
+    }
+    if (lock >= 0) ::close(lock);
+    if (!up) Unavailable("the help server did not start");
+  }
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_server = a;
+  return a;
+}
+
+// A call of the server's interface; the server is started, and started again once when the
+// one known has gone.
+Form CallServer(const std::string& what,
+                const std::vector<std::pair<std::string, std::string>>& fields) {
+  const std::string body = EncodeForm(fields);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    ServerAddress a = EnsureServer(attempt > 0);
+    int status = 0;
+    std::string answer;
+    if (HttpCall(a.port, "POST", "/" + a.token + "/api/" + what, body, kShowTimeoutMs, status,
+                 answer) &&
+        status == 200)
+      return ParseForm(answer);
+  }
+  Unavailable("the help server does not answer");
 }
 
 // Text the caller passed (ANSI) as UTF-8, with "\" as "/".
@@ -72,9 +170,11 @@ std::string Utf8Path(const std::string& ansi) {
   return text;
 }
 
-// The parts of a file argument: "file.chm", "file.chm>window" or "file.chm::/inner/path".
+// The parts of a file argument: "file.chm", "file.chm>window" or "file.chm::/inner/path". A
+// relative file is one in the current folder, which the server (another process) needs whole.
 struct FileArgument {
   std::string chm;
+  std::string window;
   std::string inner;
 };
 
@@ -88,275 +188,38 @@ FileArgument ParseFile(const AnsiText& file) {
     text.resize(inner);
   }
   size_t window = text.find('>');
-  if (window != std::string::npos) text.resize(window);
+  if (window != std::string::npos) {
+    a.window = text.substr(window + 1);
+    text.resize(window);
+  }
   a.chm = std::string(TrimSpaces(text));
+  if (!a.chm.empty() && a.chm.front() != '/') {
+    char* cwd = ::getcwd(nullptr, 0);
+    if (cwd) a.chm = std::string(cwd) + "/" + a.chm;
+    std::free(cwd);
+  }
   return a;
 }
 
-// The topic as a path inside the file ("dir/page.htm#anchor") when its page is there, else
-// empty. A path that would leave the file's folder is never one.
-std::string ExistingTopic(HelpFile& f, std::string_view topic) {
-  size_t inner = topic.find("::");
-  if (inner != std::string_view::npos) topic = topic.substr(inner + 2);
-  topic = TrimSpaces(topic);
-  while (!topic.empty() && topic.front() == '/') topic.remove_prefix(1);
-  size_t hash = topic.find('#');
-  std::string path(topic.substr(0, hash));
-  if (path.empty()) return "";
-  for (size_t at = 0; at <= path.size();) {
-    size_t slash = path.find('/', at);
-    if (slash == std::string::npos) slash = path.size();
-    std::string_view part = std::string_view(path).substr(at, slash - at);
-    if (part == "." || part == "..") return "";
-    at = slash + 1;
-  }
-  if (!IsFile(f.folder + "/" + path)) {
-    // Taken from the help file when the extraction did not reach it (a file no page links
-    // to, such as a popup text file); asked once.
-    if (f.absent.count(path)) return "";
-    if (!RunInChild([&] { return ExtractHelpFileEntry(f.chm, f.folder, path); })) {
-      f.absent.insert(path);
-      return "";
-    }
-  }
-  return std::string(topic);
-}
-
-std::string DefaultTopic(HelpFile& f) {
-  std::string topic = ExistingTopic(f, f.info.default_topic);
-  for (const SitemapEntry& e : f.contents)
-    if (topic.empty()) topic = ExistingTopic(f, e.local);
-  return topic;
-}
-
-// A context number's topic: the compiler may have recorded the page's path as it stood on its
-// own disk, so the path is also tried without its leading folders.
-std::string ContextTopic(HelpFile& f, uint32_t id) {
-  auto it = f.context.find(id);
-  if (it == f.context.end()) return "";
-  const std::string& s = it->second;
-  std::string topic = ExistingTopic(f, s);
-  for (size_t slash = s.find('/'); topic.empty() && slash != std::string::npos;
-       slash = s.find('/', slash + 1))
-    topic = ExistingTopic(f, std::string_view(s).substr(slash + 1));
-  return topic;
-}
-
-// The associative link names of every page, read once.
-void ReadALinks(HelpFile& f) {
-  if (f.alinks_read) return;
-  f.alinks_read = true;
-  std::vector<std::string> pages;
-  std::error_code ec;
-  for (auto it = fs::recursive_directory_iterator(f.folder, ec);
-       !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
-    std::string ext = it->path().extension().string();
-    if (it->is_regular_file(ec) && (EqualsNoCase(ext, ".htm") || EqualsNoCase(ext, ".html")))
-      pages.push_back(it->path().lexically_relative(f.folder).generic_string());
-  }
-  std::sort(pages.begin(), pages.end());
-  for (const std::string& page : pages)
-    for (std::string& name : ParseALinkNames(ReadNativeFile(f.folder + "/" + page)))
-      f.alinks.emplace_back(std::move(name), page);
-}
-
-std::string LinkTopic(HelpFile& f, const HH_AKLINK& link, bool alink) {
-  std::string keywords = link.pszKeywords ? FromAnsi(*link.pszKeywords).ToUtf8() : "";
-  if (alink) ReadALinks(f);
-  for (size_t start = 0; start <= keywords.size();) {
-    size_t semi = keywords.find(';', start);
-    if (semi == std::string::npos) semi = keywords.size();
-    std::string_view keyword = TrimSpaces(std::string_view(keywords).substr(start, semi - start));
-    start = semi + 1;
-    if (keyword.empty()) continue;
-    if (alink) {
-      for (const auto& [name, page] : f.alinks)
-        if (EqualsNoCase(name, keyword)) return page;
-    } else {
-      for (const SitemapEntry& e : f.index)
-        if (EqualsNoCase(TrimSpaces(e.name), keyword)) {
-          std::string topic = ExistingTopic(f, e.local);
-          if (!topic.empty()) return topic;
-        }
-    }
-  }
-  if (link.pszUrl) {
-    std::string topic = ExistingTopic(f, Utf8Path(*link.pszUrl));
-    if (!topic.empty()) return topic;
-  }
-  if (link.pszMsgText) {
-    std::optional<String> title;
-    if (link.pszMsgTitle) title = FromAnsi(*link.pszMsgTitle);
-    Boxes().Show({FromAnsi(*link.pszMsgText), title, MB_OK});
-  }
-  return "";
-}
-
-std::shared_ptr<HelpFile> LoadTables(const std::string& chm, const std::string& folder) {
-  auto f = std::make_shared<HelpFile>();
-  f->chm = chm;
-  f->folder = folder;
-  f->info = ParseHelpSystem(ReadNativeFile(folder + "/#SYSTEM"));
-  f->context =
-      ParseContextMap(ReadNativeFile(folder + "/#IVB"), ReadNativeFile(folder + "/#STRINGS"));
-  auto sitemap = [&](const std::string& name) {
-    const std::string topic = ExistingTopic(*f, name);
-    return topic.empty() ? std::vector<SitemapEntry>()
-                         : ParseSitemap(ReadNativeFile(folder + "/" + topic));
-  };
-  f->contents = sitemap(f->info.contents_file);
-  f->index = sitemap(f->info.index_file);
-  return f;
-}
-
-// The help file, extracted into the cache once per content: a file changed on disk has
-// another identity and is extracted anew. nullptr for a file that is missing or no help file.
-std::shared_ptr<HelpFile> OpenHelpFile(const std::string& chm) {
-  char* real = ::realpath(chm.c_str(), nullptr);
-  if (!real) return nullptr;
-  std::string path = real;
-  std::free(real);
-  struct stat st;
-  if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return nullptr;
-  std::string key =
-      Hex(Fnv(path + '\0' + std::to_string(st.st_size) + '\0' + std::to_string(st.st_mtim.tv_sec) +
-              '.' + std::to_string(st.st_mtim.tv_nsec)));
-  auto known = g_files.find(key);
-  if (known != g_files.end()) return known->second;
-  std::string cache = HelpViewer::CacheFolder();
-  std::string folder = cache + "/" + key;
-  if (!IsFile(folder + "/.extracted")) {
-    // Into a folder of its own beside, which gets its name only when complete: a process
-    // that dies midway leaves no half-extracted file under that name. chmlib runs in a child,
-    // so that a damaged file cannot take the caller down.
-    static std::atomic<unsigned> counter{0};
-    std::string partial = cache + "/.partial-" + key + "-" + std::to_string(::getpid()) + "-" +
-                          std::to_string(counter++);
-    MakeFolders(partial);
-    bool ok = RunInChild([&] { return ExtractHelpFile(path, partial); }) &&
-              ReplaceFileContent(partial + "/.extracted", "") == 0;
-    std::error_code ec;
-    if (ok && ::rename(partial.c_str(), folder.c_str()) != 0) ok = IsFile(folder + "/.extracted");
-    fs::remove_all(partial, ec);
-    if (!ok) {
-      g_files[key] = nullptr;
-      return nullptr;
-    }
-  }
-  return g_files[key] = LoadTables(path, folder);
-}
-
-std::string HtmlEscape(std::string_view text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
-
-// A topic path as a relative URL: reserved characters escaped, the anchor kept.
-std::string UrlOf(std::string_view topic) {
-  std::string out;
-  for (unsigned char c : topic) {
-    if (std::isalnum(c) ||
-        std::string_view("/#.-_~").find(static_cast<char>(c)) != std::string_view::npos) {
-      out += static_cast<char>(c);
-    } else {
-      char buffer[4];
-      std::snprintf(buffer, sizeof buffer, "%%%02X", c);
-      out += buffer;
-    }
-  }
-  return out;
-}
-
-// A sitemap as nested lists, each deeper list inside the item above it.
-void AppendTree(std::string& html, HelpFile& f, const std::vector<SitemapEntry>& entries) {
-  int depth = -1;
-  for (const SitemapEntry& e : entries) {
-    int d = std::max(0, std::min(e.depth, depth + 1));
-    if (d > depth) {
-      html += "<ul>";
-      depth = d;
-    } else {
-      for (; depth > d; --depth) html += "</li></ul>";
-      html += "</li>";
-    }
-    std::string topic = ExistingTopic(f, e.local);
-    html += topic.empty() ? "<li>" + HtmlEscape(e.name)
-                          : "<li><a href=\"" + HtmlEscape(UrlOf(topic)) + "\" target=\"topic\">" +
-                                HtmlEscape(e.name) + "</a>";
-  }
-  for (; depth >= 0; --depth) html += "</li></ul>";
-}
-
-// The page of one topic: the contents and the index beside it (the index first when asked).
-// A page depends on the extracted file and the topic alone, so one written is used again.
-std::string WritePage(HelpFile& f, const std::string& topic, bool index_first) {
-  std::string page =
-      f.folder + "/.view-" + Hex(Fnv(topic + (index_first ? "\nindex" : "\ncontents"))) + ".html";
-  if (IsFile(page)) return page;
-  if (f.contents_html.empty()) {
-    f.contents_html = "<section><h2>Contents</h2>";
-    AppendTree(f.contents_html, f, f.contents);
-    f.contents_html += "</section>";
-    f.index_html = "<section><h2>Index</h2>";
-    AppendTree(f.index_html, f, f.index);
-    f.index_html += "</section>";
-  }
-  std::string title = f.info.title.empty() ? "Help" : f.info.title;
-  std::string html =
-      "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + HtmlEscape(title) +
-      "</title><style>body{margin:0;display:flex;height:100vh;font-family:sans-serif}"
-      "nav{width:18em;overflow:auto;padding:0 1em;border-right:1px solid #ccc;font-size:90%}"
-      "nav ul{padding-left:1.2em}iframe{flex:1;border:0}</style></head>\n<body><nav>" +
-      (index_first ? f.index_html + f.contents_html : f.contents_html + f.index_html) +
-      "</nav>\n<iframe name=\"topic\" src=\"" + HtmlEscape(UrlOf(topic)) +
-      "\"></iframe></body></html>\n";
-  if (ReplaceFileContent(page, html) != 0) return "";
-  return page;
-}
-
-int32_t OpenWindow(const std::string& page) {
-  if (page.empty()) return 0;
+void OpenInBrowser(const std::string& address) {
   const char* browser = std::getenv("BORVANE_HELP_BROWSER");
   if (browser && *browser) {
-    SpawnDetached({browser, page});
+    SpawnDetached({browser, address});
   } else if (HasDisplay()) {
-    SpawnDetached({"xdg-open", page});
+    SpawnDetached({"xdg-open", address});
   }
-  g_windows[++g_next_handle] = page;
-  return g_next_handle;
 }
 
 int32_t ShowPopup(const AnsiText& file, const HH_POPUP& popup) {
   String text;
   if (popup.idString != 0) {
     FileArgument a = ParseFile(file);
-    std::shared_ptr<HelpFile> f = OpenHelpFile(a.chm);
-    if (!f) return 0;
-    std::string inner = ExistingTopic(*f, a.inner);
-    if (inner.empty()) return 0;
-    std::map<uint32_t, std::string> topics =
-        ParsePopupTexts(ReadNativeFile(f->folder + "/" + inner));
-    auto it = topics.find(popup.idString);
-    if (it == topics.end()) return 0;
-    text = FromAnsi(it->second);
+    if (a.chm.empty()) return 0;
+    Form answer = CallServer(
+        "popup", {{"file", a.chm}, {"inner", a.inner}, {"id", std::to_string(popup.idString)}});
+    if (answer["result"] == "unavailable") Unavailable(answer["why"]);
+    if (answer["result"] != "ok") return 0;
+    text = FromAnsi(answer["text"]);
   } else if (popup.pszText) {
     text = FromAnsi(*popup.pszText);
   } else {
@@ -368,11 +231,20 @@ int32_t ShowPopup(const AnsiText& file, const HH_POPUP& popup) {
 
 }  // namespace
 
-std::string HelpViewer::CacheFolder() {
-  const char* cache = std::getenv("XDG_CACHE_HOME");
-  if (cache && *cache == '/') return std::string(cache) + "/borvane/help";
-  const char* home = std::getenv("HOME");
-  return std::string(home && *home ? home : "/tmp") + "/.cache/borvane/help";
+std::string HelpServerProgram() {
+  const char* set = std::getenv("BORVANE_HELP_SERVER");
+  if (set && *set) return Executable(set) ? set : std::string();
+  Dl_info info;
+  if (::dladdr(reinterpret_cast<void*>(&HelpServerProgram), &info) && info.dli_fname) {
+    std::string library = info.dli_fname;
+    size_t slash = library.rfind('/');
+    std::string beside =
+        (slash == std::string::npos ? std::string(".") : library.substr(0, slash)) +
+        "/borvane-helpd";
+    if (Executable(beside)) return beside;
+  }
+  const std::string installed = std::string(BORVANE_LIBEXEC_DIR) + "/borvane-helpd";
+  return Executable(installed) ? installed : std::string();
 }
 
 std::string HelpViewer::WindowAddress(int32_t window) {
@@ -382,10 +254,24 @@ std::string HelpViewer::WindowAddress(int32_t window) {
 }
 
 int32_t HelpViewer::HtmlHelp(int32_t, const AnsiText& file, int32_t command, const HelpData& data) {
-  std::lock_guard<std::mutex> lock(g_mutex);
   if (command == HH_CLOSE_ALL) {
-    // The browser's windows are the user's: the viewer forgets its own, and closes nothing.
-    g_windows.clear();
+    // The server closes this process's windows (their pages say so); nothing is started for
+    // it.
+    std::string handles;
+    ServerAddress a;
+    {
+      std::lock_guard<std::mutex> lock(g_mutex);
+      for (const auto& [handle, address] : g_windows)
+        handles += (handles.empty() ? "" : ",") + std::to_string(handle);
+      g_windows.clear();
+      a = g_server;
+    }
+    if (a.port && !handles.empty()) {
+      int status = 0;
+      std::string answer;
+      HttpCall(a.port, "POST", "/" + a.token + "/api/close", EncodeForm({{"windows", handles}}),
+               3000, status, answer);
+    }
     return 0;
   }
   if (command == HH_DISPLAY_TEXT_POPUP) {
@@ -393,41 +279,52 @@ int32_t HelpViewer::HtmlHelp(int32_t, const AnsiText& file, int32_t command, con
     return popup ? ShowPopup(file, *popup) : 0;
   }
   FileArgument a = ParseFile(file);
-  std::shared_ptr<HelpFile> f = OpenHelpFile(a.chm);
-  if (!f) return 0;
-  std::string topic;
-  bool index_first = false;
+  if (a.chm.empty()) return 0;
+  std::vector<std::pair<std::string, std::string>> fields = {
+      {"file", a.chm}, {"window", a.window}, {"command", std::to_string(command)}};
+  if (!a.inner.empty()) fields.emplace_back("inner", a.inner);
+  const HH_AKLINK* link = std::get_if<HH_AKLINK>(&data);
   switch (command) {
-    case HH_DISPLAY_TOPIC: {
-      const auto* text = std::get_if<std::string>(&data);
-      std::string wanted = text ? Utf8Path(*text) : a.inner;
-      topic = TrimSpaces(wanted).empty() ? DefaultTopic(*f) : ExistingTopic(*f, wanted);
+    case HH_DISPLAY_TOPIC:
+      if (const auto* text = std::get_if<std::string>(&data))
+        fields.emplace_back("topic", Utf8Path(*text));
       break;
-    }
-    case HH_HELP_CONTEXT: {
-      const auto* id = std::get_if<int32_t>(&data);
-      if (id) topic = ContextTopic(*f, static_cast<uint32_t>(*id));
-      break;
-    }
-    case HH_DISPLAY_INDEX:
-      index_first = true;
-      topic = DefaultTopic(*f);
+    case HH_HELP_CONTEXT:
+      if (const auto* id = std::get_if<int32_t>(&data))
+        fields.emplace_back("id", std::to_string(static_cast<uint32_t>(*id)));
       break;
     case HH_DISPLAY_TOC:
+    case HH_DISPLAY_INDEX:
     case HH_DISPLAY_SEARCH:
-      topic = DefaultTopic(*f);
       break;
     case HH_KEYWORD_LOOKUP:
-    case HH_ALINK_LOOKUP: {
-      const auto* link = std::get_if<HH_AKLINK>(&data);
-      if (link) topic = LinkTopic(*f, *link, command == HH_ALINK_LOOKUP);
+    case HH_ALINK_LOOKUP:
+      if (!link) return 0;
+      if (link->pszKeywords) fields.emplace_back("keywords", FromAnsi(*link->pszKeywords).ToUtf8());
+      if (link->pszUrl) fields.emplace_back("url", Utf8Path(*link->pszUrl));
+      // The record names the window of a lookup.
+      fields[1].second = link->pszWindow ? FromAnsi(*link->pszWindow).ToUtf8() : std::string();
       break;
-    }
     default:
       return 0;
   }
-  if (topic.empty()) return 0;
-  return OpenWindow(WritePage(*f, topic, index_first));
+  Form answer = CallServer("show", fields);
+  const std::string& result = answer["result"];
+  if (result == "unavailable") Unavailable(answer["why"]);
+  if (result == "notfound" && link && link->pszMsgText) {
+    std::optional<String> title;
+    if (link->pszMsgTitle) title = FromAnsi(*link->pszMsgTitle);
+    Boxes().Show({FromAnsi(*link->pszMsgText), title, MB_OK});
+  }
+  if (result != "ok") return 0;
+  const int32_t handle = std::atoi(answer["window"].c_str());
+  const std::string& address = answer["address"];
+  {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    g_windows[handle] = address;
+  }
+  if (answer["open"] == "1") OpenInBrowser(address);
+  return handle;
 }
 
 }  // namespace borvane::platform

@@ -99,6 +99,13 @@ class RealSystem : public SystemService {
     return folder;
   }
 
+  String CurrentFolder() override {
+    char* cwd = ::getcwd(nullptr, 0);
+    String folder = String::FromUtf8(cwd ? cwd : "");
+    std::free(cwd);
+    return folder;
+  }
+
   String ExpandEnvironmentStrings(const String& text) override {
     return ExpandPercentVariables(text, [](const std::u16string& name) -> std::optional<String> {
       const char* v = std::getenv(String(name).ToUtf8().c_str());

@@ -61,6 +61,8 @@ class SystemService {
   // The library's own file, and its folder without a closing "/".
   virtual String LibraryPath() = 0;
   virtual String LibraryFolder() = 0;
+  // The process's current folder, without a closing separator.
+  virtual String CurrentFolder() = 0;
   // "%NAME%" replaced by the variable's value; an unknown name and a lone "%" stay as written.
   virtual String ExpandEnvironmentStrings(const String& text) = 0;
   // The long form of an existing path: the path itself (Linux names have one form); the empty

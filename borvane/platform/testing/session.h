@@ -67,6 +67,7 @@ class FakeSystem : public SystemService {
   String TempFolder() override { return temp_folder; }
   String LibraryPath() override { return library_folder + String("/libborvane.so.1"); }
   String LibraryFolder() override { return library_folder; }
+  String CurrentFolder() override { return current_folder; }
   String ExpandEnvironmentStrings(const String& text) override;
   String LongPathName(const String& path) override { return path; }
   std::pair<int32_t, int32_t> CursorPos() override { return cursor; }
@@ -88,6 +89,7 @@ class FakeSystem : public SystemService {
   String windows_folder = "/windows";
   String temp_folder = "/tmp/";
   String library_folder = "/usr/lib/borvane";
+  String current_folder = "/home/user";
   std::map<std::u16string, String> environment;
   std::pair<int32_t, int32_t> cursor{0, 0};
   std::map<int32_t, String> resources;

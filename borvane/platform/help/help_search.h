@@ -1,0 +1,60 @@
+// The full-text search of a help file, and the associative link names of its pages: both need
+// every page read once, so one pass makes both, in the reader process, and the result is kept in
+// the user's cache beside nothing else of the file.
+#ifndef BORVANE_PLATFORM_HELP_HELP_SEARCH_H_
+#define BORVANE_PLATFORM_HELP_HELP_SEARCH_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace borvane::platform {
+
+class ChmArchive;
+
+// Reads every page (.htm, .html) of `archive`, at most `bound` bytes in all, and gives the
+// index in its stored form. Empty when the pages passed the bound.
+std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound);
+
+// The words of a text as the index keeps them: runs of letters and digits (any byte of 0x80
+// and above counts as a letter, so UTF-8 words stay whole), ASCII letters in lower case, at
+// least two bytes long.
+std::vector<std::string> SearchWords(std::string_view text);
+
+// The visible text and the title of a page's HTML (tags, scripts and styles left out, character
+// references decoded), as UTF-8: a page that is no valid UTF-8 is read as Windows-1252.
+std::string PageText(std::string_view html, std::string* title = nullptr);
+
+class SearchIndex {
+ public:
+  // The stored form; false when it is damaged (the index is then empty).
+  bool Load(std::string_view stored);
+
+  struct Page {
+    std::string path;
+    std::string title;
+  };
+  // Pages that hold every word of `query` (the last word also as the beginning of a longer
+  // one, so that results come while the user types), in the file's order, at most `limit`.
+  std::vector<const Page*> Find(std::string_view query, size_t limit) const;
+
+  // The associative link names of the pages, in page order: (name, page path).
+  const std::vector<std::pair<std::string, std::string>>& alinks() const { return alinks_; }
+  size_t pages() const { return pages_.size(); }
+
+ private:
+  // The pages of one word, from its postings.
+  std::vector<uint32_t> PagesOf(size_t word) const;
+
+  std::vector<Page> pages_;
+  std::vector<std::pair<std::string, std::string>> alinks_;
+  std::vector<std::string> words_;  // sorted
+  std::vector<uint32_t> offsets_;   // postings of words_[i] start at postings_[offsets_[i]]
+  std::string postings_;            // per word: page numbers as growing varint deltas
+};
+
+}  // namespace borvane::platform
+
+#endif  // BORVANE_PLATFORM_HELP_HELP_SEARCH_H_
