@@ -31,12 +31,13 @@ class Browser:
                  "--disable-site-isolation-trials",
                  "--disable-features=IsolateOrigins,site-per-process",
                  "--user-data-dir=" + self.profile, "--remote-debugging-pipe", "about:blank"]
-        # The protocol runs on descriptors 3 (commands in) and 4 (answers out).
+        # The protocol runs on descriptors 3 (commands in) and 4 (answers out); bash, as dash
+        # takes no descriptor above 9 in a redirection.
         script = 'exec "$0" "$@" 3<&%d 4>&%d' % (commands_r, answers_w)
-        self.process = subprocess.Popen(["sh", "-c", script, executable] + flags,
+        self.process = subprocess.Popen(["bash", "-c", script, executable] + flags,
                                         pass_fds=(commands_r, answers_w),
                                         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL)
+                                        stderr=open(os.environ.get("BORVANE_CHROMIUM_LOG", os.devnull), "w"))
         os.close(commands_r)
         os.close(answers_w)
         self._next = 0
@@ -136,7 +137,7 @@ class Page:
                                   frameId=frame["id"], worldName="test")
         return frame["url"], world["executionContextId"]
 
-    def wait(self, check, timeout=10, what="condition"):
+    def wait(self, check, timeout=10, what="condition", pause=0.05):
         deadline = time.time() + timeout
         last = None
         while time.time() < deadline:
@@ -146,7 +147,7 @@ class Page:
                     return last
             except RuntimeError as e:
                 last = e
-            time.sleep(0.05)
+            time.sleep(pause)
         raise AssertionError("timed out waiting for %s (last: %r)" % (what, last))
 
     def screenshot(self, path):

@@ -119,7 +119,11 @@ function buildToc(entries) {
 
 // The index: keywords with their sub-entries; the filter finds a keyword by its beginning
 // first, then anywhere in it, a sub-entry also as "keyword, sub-entry".
-const kShown = 2000;
+// A list of tens of thousands of keywords is found at once but shown a page at a time: more
+// rows follow as the list scrolls to its end.
+const kPage = 300;
+let found = [];
+let shown = 0;
 function loadIndex() {
   if (index || !file) return;
   index = [];
@@ -138,8 +142,7 @@ function loadIndex() {
 }
 function renderIndex() {
   const text = $('filter').value.trim().toLowerCase();
-  const list = $('keywords');
-  let found = index;
+  found = index;
   if (text) {
     const first = [];
     const later = [];
@@ -149,20 +152,23 @@ function renderIndex() {
     }
     found = first.concat(later);
   }
+  $('keywords').replaceChildren();
+  $('index').scrollTop = 0;
+  shown = 0;
+  moreIndex();
+}
+function moreIndex() {
+  const text = $('filter').value.trim();
   const items = document.createDocumentFragment();
-  for (const e of found.slice(0, kShown)) {
+  const end = Math.min(found.length, shown + kPage);
+  for (; shown < end; ++shown) {
+    const e = found[shown];
     const li = document.createElement('li');
     if (!text) li.className = 'd' + Math.min(e.depth, 3);
     li.appendChild(link(text && e.depth ? e.full : e.name, e.topic));
     items.appendChild(li);
   }
-  if (found.length > kShown) {
-    const li = document.createElement('li');
-    li.className = 'note';
-    li.textContent = (found.length - kShown) + ' more: type to narrow the list';
-    items.appendChild(li);
-  }
-  list.replaceChildren(items);
+  $('keywords').appendChild(items);
 }
 
 // The full-text search; the server makes its index on the first search of a file.
@@ -204,6 +210,10 @@ function follow(state) {
 
 for (const p of ['toc', 'index', 'search']) $('tab-' + p).addEventListener('click', () => pane(p));
 $('filter').addEventListener('input', () => { if (index) renderIndex(); });
+$('index').addEventListener('scroll', () => {
+  const pane = $('index');
+  if (shown < found.length && pane.scrollTop + pane.clientHeight > pane.scrollHeight - 200) moreIndex();
+});
 $('find').addEventListener('submit', search);
 
 const first = decodeURIComponent(where[3]) + location.hash;

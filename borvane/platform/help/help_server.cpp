@@ -377,6 +377,12 @@ std::shared_ptr<HelpFile> Server::Open(const std::string& native, std::string& w
   if (!ok) return nullptr;
   f->last_used = NowMs();
   files_[id] = f;
+  // The window's page asks for the two lists next: they are made meanwhile.
+  std::thread([f] {
+    std::lock_guard<std::mutex> lists(f->data_mutex);
+    f->contents_json = f->SitemapJson(f->contents);
+    f->index_json = f->SitemapJson(f->index);
+  }).detach();
   if (files_.size() > kMaxFiles) {
     // The file used longest ago that no window shows goes (its reader ends with it).
     std::string oldest;
@@ -779,6 +785,8 @@ void Server::CleanCache() {
 
 int Server::Run() {
   ::signal(SIGPIPE, SIG_IGN);
+  // The server holds no folder of its caller's: every path it gets is absolute.
+  if (::chdir("/") != 0) return 1;
   const std::string self = SelfPath();
   if (self.empty()) return 1;
   reader_argv_ = {self};
