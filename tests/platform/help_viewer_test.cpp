@@ -17,12 +17,15 @@
 
 #include "borvane/automation/codepage.h"
 #include "borvane/htmlhelp/html_help.h"
+#include "borvane/platform/files/file_system.h"
 #include "borvane/platform/help/chm_reader.h"
 #include "borvane/platform/help/help_http.h"
+#include "borvane/platform/help/help_keys.h"
 #include "borvane/platform/help/help_search.h"
 #include "borvane/platform/help/help_server.h"
 #include "borvane/platform/help/help_tables.h"
 #include "borvane/platform/session/message_box.h"
+#include "borvane/platform/testing/registry.h"
 #include "borvane/platform/testing/session.h"
 #include "tests/chm_builder.h"
 #include "tests/test_support.h"
@@ -245,6 +248,28 @@ TEST_F(Viewer, TheHelpClassReachesTheViewer) {
   // The browser component is the help server, whatever opens its pages.
   EXPECT_EQ(help->GetIEVersion(), String("5.50.3825.1300"));
   EXPECT_EQ(help->GetIEFriendlyName(), String("5.5 Platform Preview"));
+}
+
+TEST(HelpKeys, TheControlIsTheLibraryAndTheBrowserComponentTheServer) {
+  testing::InUse<MemoryRegistry, RegistryStore> registry;
+  testing::InUse<FakeSystem, SystemService> system;
+  AddHelpComputedKeys(registry);
+  const String classes = "HKEY_CLASSES_ROOT\\CLSID\\";
+  EXPECT_EQ(registry.GetValue(classes + String("{4662DAB0-D393-11D0-9A56-00C04FB68B66}\\"
+                                               "InprocServer32"),
+                              String()),
+            std::optional<String>(String("\\usr\\lib\\borvane\\libborvane.so.1")));
+  std::optional<String> browser =
+      registry.GetValue(classes + String("{0A89A860-D7B1-11CE-8350-444553540000}\\"
+                                         "InProcServer32"),
+                        String());
+  ASSERT_TRUE(browser);
+  EXPECT_EQ(NativePath(*browser), HelpServerProgram());
+  EXPECT_TRUE(registry.KeyExists(
+      "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\TypeLib\\{ADB880A2-D8FF-11CF-9377-00AA003B7A11}"));
+  // The keys on their way are there too, and list what is below them once.
+  std::vector<String> below = registry.SubKeys("HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID");
+  EXPECT_EQ(below.size(), 2u);
 }
 
 // A reader over a hand-made file, with short limits.

@@ -1,5 +1,6 @@
 #include "borvane/platform/base/process.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,14 +11,23 @@
 namespace borvane::platform {
 
 bool SpawnDetached(const std::vector<std::string>& argv) {
+  if (argv.empty()) return false;
+  // Made before the fork: a child of a process with threads may only make system calls.
+  std::vector<char*> args;
+  for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
   pid_t child = ::fork();
   if (child < 0) return false;
   if (child == 0) {
     ::setsid();
     if (::fork() == 0) {
-      std::vector<char*> args;
-      for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-      args.push_back(nullptr);
+      int null = ::open("/dev/null", O_RDWR);
+      if (null >= 0) {
+        ::dup2(null, 0);
+        ::dup2(null, 1);
+        ::dup2(null, 2);
+      }
+      ::close_range(3, ~0U, 0);
       ::execvp(args[0], args.data());
     }
     ::_exit(0);
@@ -34,17 +44,6 @@ bool HasDisplay() {
     return v && *v;
   };
   return set("DISPLAY") || set("WAYLAND_DISPLAY");
-}
-
-bool RunInChild(const std::function<bool()>& work) {
-  pid_t child = ::fork();
-  if (child < 0) return false;
-  if (child == 0) ::_exit(work() ? 0 : 1);
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return false;
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 void MakeFolders(const std::string& path, unsigned mode) {
