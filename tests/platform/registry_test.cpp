@@ -92,6 +92,23 @@ TEST_P(RegistryRules, AwkwardNamesAndDeepKeysComeBack) {
   EXPECT_EQ(info.longest_value_data, 2u * 10003u);
 }
 
+TEST_P(RegistryRules, ARootHoldsValuesAsAnyKeyDoes) {
+  RegistryStore& r = *store_;
+  ASSERT_EQ(r.Set("HKEY_USERS", RegistryValue::Text("on the root", "v")), 0);
+  EXPECT_EQ(r.GetValue("HKU", "ON THE ROOT"), String("v"));
+  std::vector<RegistryValue> values;
+  ASSERT_EQ(r.Values("HKEY_USERS", values), 0);
+  EXPECT_EQ(values.size(), 1u);
+  // Through the single-byte calls on a root's handle too.
+  ScopedService<RegistryStore> in_use(r);
+  const char data[] = "d";
+  EXPECT_EQ(RegSetValueExA(HKEY_CURRENT_USER, "root value", REG_SZ,
+                           reinterpret_cast<const uint8_t*>(data), 1),
+            0);
+  EXPECT_EQ(r.GetValue("HKCU", "root value"), String("d"));
+  EXPECT_TRUE(r.SubKeys("HKU").empty());  // no key came of it
+}
+
 TEST_P(RegistryRules, ClassesRootIsTheUsersKeyOverTheMachines) {
   RegistryStore& r = *store_;
   ASSERT_TRUE(r.SetValue("HKEY_CLASSES_ROOT\\Thing", "", "machine"));
@@ -264,6 +281,44 @@ TEST(SqliteRegistryTest, ADamagedFileIsSetAsideAndTheTextStoreImportedOnce) {
     aside += e.path().filename().string().rfind("r.db.damaged-", 0) == 0;
   EXPECT_EQ(aside, 1);
   EXPECT_TRUE(fs::exists(text));
+}
+
+// Eight processes open one damaged store at once, twenty times over: every round keeps the
+// damaged file under a name of its own, and every value whose write was acknowledged is there.
+TEST(SqliteRegistryTest, ManyProcessesOpeningADamagedStoreLoseNothing) {
+  ScratchFolder folder;
+  const std::string db = (folder / "r.db").string();
+  for (int round = 0; round < 20; ++round) {
+    const std::string garbage = "not a database, round " + std::to_string(round);
+    fs::remove(db + "-wal");
+    fs::remove(db + "-shm");
+    std::ofstream(db, std::ios::binary) << garbage;
+    pid_t writers[8];
+    for (int w = 0; w < 8; ++w) {
+      writers[w] = fork();
+      if (writers[w] == 0) {
+        freopen("/dev/null", "w", stderr);
+        SqliteRegistry r(db);
+        _exit(r.SetValue("HKCU\\Round", String(std::to_string(w).c_str()), "v") ? 0 : 1);
+      }
+    }
+    std::vector<int> acknowledged;
+    for (int w = 0; w < 8; ++w) {
+      int status = 0;
+      waitpid(writers[w], &status, 0);
+      if (WIFEXITED(status) && WEXITSTATUS(status) == 0) acknowledged.push_back(w);
+    }
+    EXPECT_EQ(acknowledged.size(), 8u) << "round " << round;
+    SqliteRegistry r(db);
+    for (int w : acknowledged)
+      EXPECT_TRUE(r.GetValue("HKCU\\Round", String(std::to_string(w).c_str())))
+          << "round " << round << ", writer " << w;
+    int kept = 0;
+    for (const auto& e : fs::directory_iterator(folder.path()))
+      kept += e.path().filename().string().find(".damaged-") != std::string::npos &&
+              testing::ReadWholeFile(e.path()) == garbage;
+    EXPECT_EQ(kept, 1) << "round " << round;
+  }
 }
 
 // A list read once is kept, and read again after a write through another connection, a write

@@ -355,7 +355,8 @@ int32_t RegistryStore::Query(const String& key, const String& name, RegistryValu
 
 int32_t RegistryStore::Set(const String& key, const RegistryValue& value) {
   String c = Canonical(key);
-  if (c.empty() || BelowRoot(c).empty()) return kRegInvalidParameter;
+  // A root holds values too, as HKEY_CURRENT_USER does on Windows.
+  if (c.empty()) return kRegInvalidParameter;
   if (IsReadOnly(c)) return kRegAccessDenied;
   // Counted once written, so that a reader that saw the old count read the old values.
   const bool done = StoredSet(WriteTarget(c), value);

@@ -8,9 +8,14 @@
 // writer loses another's values and a crash leaves the last committed state.
 #include "borvane/platform/registry/registry_sqlite.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +24,7 @@
 #include <sstream>
 
 #include "borvane/platform/base/process.h"
+#include "borvane/platform/base/user_folders.h"
 
 namespace borvane::platform {
 
@@ -133,33 +139,61 @@ constexpr const char* kSchema =
 std::string RegistryDatabasePath() {
   std::string path = Env("BORVANE_REGISTRY");
   if (!path.empty()) return path;
-  std::string config = Env("XDG_CONFIG_HOME");
-  if (config.empty()) config = Env("HOME").empty() ? "/tmp" : Env("HOME") + "/.config";
-  return config + "/borvane/registry.db";
+  return XdgFolder("XDG_CONFIG_HOME", "/.config") + "/borvane/registry.db";
 }
 
 std::string EarlierRegistryTextPath() {
-  std::string data = Env("XDG_DATA_HOME");
-  if (data.empty()) data = Env("HOME").empty() ? "/tmp" : Env("HOME") + "/.local/share";
-  return data + "/borvane/registry";
+  return XdgFolder("XDG_DATA_HOME", "/.local/share") + "/borvane/registry";
 }
+
+namespace {
+
+// Renames `from` to `to` unless `to` is there: false then, and when `from` is missing.
+bool RenameNoReplace(const std::string& from, const std::string& to) {
+  return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+}
+
+// Sets the damaged store at `path` (and its log and index files) aside under a name no earlier
+// store of that path has, and gives the name; empty when it could not be moved.
+std::string SetAside(const std::string& path) {
+  const std::string stamp = path + ".damaged-" + std::to_string(std::time(nullptr));
+  for (int n = 0; n < 10'000; ++n) {
+    std::string aside = n == 0 ? stamp : stamp + "-" + std::to_string(n);
+    if (!RenameNoReplace(path, aside)) {
+      if (errno == EEXIST) continue;
+      return std::string();
+    }
+    for (const char* suffix : {"-wal", "-shm"}) RenameNoReplace(path + suffix, aside + suffix);
+    return aside;
+  }
+  return std::string();
+}
+
+}  // namespace
 
 SqliteRegistry::SqliteRegistry(std::string path, std::string import_path) : path_(std::move(path)) {
   // The folders on the way to the store's file, private to the user.
   if (size_t slash = path_.rfind('/'); slash != std::string::npos)
     MakeFolders(path_.substr(0, slash), 0700);
+  // Opening, and setting a damaged store aside, is one step among the processes of the user:
+  // the one that finds the damage moves the file and makes the new store while the others
+  // wait, and they then open that new store, not the damaged one, nor a second new one.
+  int lock = ::open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock >= 0)
+    while (::flock(lock, LOCK_EX) != 0 && errno == EINTR) {
+    }
   OpenResult opened = Open();
   if (opened == OpenResult::kDamaged) {
     // Not a database, or a damaged one: set it aside, never delete it, and start afresh.
     Close();
-    std::string aside = path_ + ".damaged-" + std::to_string(std::time(nullptr));
-    std::rename(path_.c_str(), aside.c_str());
-    for (const char* suffix : {"-wal", "-shm"})
-      std::rename((path_ + suffix).c_str(), (aside + suffix).c_str());
-    std::fprintf(stderr, "borvane: the registry store %s was damaged; kept as %s, started anew\n",
-                 path_.c_str(), aside.c_str());
-    opened = Open();
+    const std::string aside = SetAside(path_);
+    if (!aside.empty()) {
+      std::fprintf(stderr, "borvane: the registry store %s was damaged; kept as %s, started anew\n",
+                   path_.c_str(), aside.c_str());
+      opened = Open();
+    }
   }
+  if (lock >= 0) ::close(lock);
   if (opened != OpenResult::kOpen) {
     Close();
     std::fprintf(stderr, "borvane: the registry store %s cannot be opened: nothing is kept\n",

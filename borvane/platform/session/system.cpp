@@ -10,6 +10,7 @@
 #include "borvane/automation/error.h"
 #include "borvane/automation/text.h"
 #include "borvane/platform/base/process.h"
+#include "borvane/platform/base/user_folders.h"
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/fonts/font_catalog.h"
 #include "borvane/platform/registry/registry.h"
@@ -65,10 +66,8 @@ class RealSystem : public SystemService {
   }
 
   String WindowsFolder() override {
-    std::string data = Env("XDG_DATA_HOME");
-    if (data.empty()) data = (Env("HOME").empty() ? "/tmp" : Env("HOME")) + "/.local/share";
-    std::string folder = data + "/borvane/windows";
-    MakeFolders(folder);
+    std::string folder = XdgFolder("XDG_DATA_HOME", "/.local/share") + "/borvane/windows";
+    MakePrivateFolders(folder);
     return String::FromUtf8(folder);
   }
 

@@ -22,7 +22,8 @@ bool MemoryRegistry::StoredCreateKey(const String& key) {
   std::lock_guard<std::mutex> lock(mutex_);
   std::u16string_view v = key.view();
   size_t first = v.find(u'\\');
-  for (size_t i = first; i != std::u16string_view::npos && i <= v.size(); ++i) {
+  if (first == std::u16string_view::npos) first = v.size();  // a root
+  for (size_t i = first; i <= v.size(); ++i) {
     if (i == v.size() || v[i] == u'\\') {
       String part(v.substr(0, i));
       Key& k = keys_[FoldRegistryName(part)];
