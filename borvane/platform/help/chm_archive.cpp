@@ -89,27 +89,32 @@ bool ChmArchive::Exists(std::string_view name) {
   return Resolve(handle_, name, ui);
 }
 
-ChmArchive::Result ChmArchive::Read(std::string_view name, std::string& bytes, uint64_t limit) {
-  bytes.clear();
+ChmArchive::Result ChmArchive::ReadInPieces(std::string_view name, uint64_t limit,
+                                            const std::function<void(uint64_t)>& length,
+                                            const std::function<void(std::string_view)>& piece) {
   struct chmUnitInfo ui;
   if (!Resolve(handle_, name, ui)) return Result::kMissing;
   if (ui.length > limit) return Result::kTooLarge;
+  length(ui.length);
   // In pieces: a stored length is the file's word, and the reads show whether it holds.
   constexpr LONGUINT64 kPiece = 1 << 20;
-  bytes.resize(static_cast<size_t>(std::min<LONGUINT64>(ui.length, kPiece)));
+  std::string buffer(static_cast<size_t>(std::min<LONGUINT64>(ui.length, kPiece)), '\0');
   for (LONGUINT64 at = 0; at < ui.length;) {
-    LONGUINT64 want = std::min(kPiece, ui.length - at);
-    if (bytes.size() < at + want) bytes.resize(static_cast<size_t>(at + want));
-    LONGINT64 got =
-        Lib().retrieve(handle_, &ui, reinterpret_cast<unsigned char*>(bytes.data() + at), at,
-                       static_cast<LONGINT64>(want));
-    if (got <= 0) {
-      bytes.resize(static_cast<size_t>(at));
-      return Result::kDamaged;
-    }
+    LONGUINT64 want = std::min<LONGUINT64>(buffer.size(), ui.length - at);
+    LONGINT64 got = Lib().retrieve(handle_, &ui, reinterpret_cast<unsigned char*>(buffer.data()),
+                                   at, static_cast<LONGINT64>(want));
+    if (got <= 0) return Result::kDamaged;
+    piece(std::string_view(buffer.data(), static_cast<size_t>(got)));
     at += static_cast<LONGUINT64>(got);
   }
   return Result::kOk;
+}
+
+ChmArchive::Result ChmArchive::Read(std::string_view name, std::string& bytes, uint64_t limit) {
+  bytes.clear();
+  return ReadInPieces(
+      name, limit, [&](uint64_t n) { bytes.reserve(static_cast<size_t>(n)); },
+      [&](std::string_view p) { bytes.append(p); });
 }
 
 void ChmArchive::List(const std::function<bool(std::string_view, uint64_t)>& visit) {

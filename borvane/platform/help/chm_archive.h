@@ -38,6 +38,12 @@ class ChmArchive {
   // without regard to case). A stored length above `limit` is not read (kTooLarge); a read that
   // ends early is kDamaged.
   Result Read(std::string_view name, std::string& bytes, uint64_t limit);
+  // The same in pieces of up to 1 MB, for a reader that passes them on without holding the
+  // whole file: `length` first (once the stored length is known and within `limit`), then
+  // `piece` for each piece in order. kDamaged after `length` means the pieces ended early.
+  Result ReadInPieces(std::string_view name, uint64_t limit,
+                      const std::function<void(uint64_t)>& length,
+                      const std::function<void(std::string_view)>& piece);
 
   // Whether the stored file `name` is there (compared as Read compares).
   bool Exists(std::string_view name);

@@ -1,6 +1,7 @@
 #include "borvane/platform/help/chm_reader.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -142,9 +143,21 @@ int RunChmReader(const std::string& chm, uint64_t bound) {
       line += c;
     }
     if (line.rfind("R ", 0) == 0) {
-      ReadStatus s = FromArchive(archive->Read(line.substr(2), bytes, bound));
-      if (s != ReadStatus::kOk) bytes.clear();
-      if (!Answer(s, bytes)) return 1;
+      // Passed on as read, so that the reader never holds a whole large file: once the head
+      // is out, a file that ends early can only end the reader (its parent sees the answer
+      // cut, and counts the file as damaged).
+      bool started = false, sent = true;
+      ReadStatus s = FromArchive(archive->ReadInPieces(
+          line.substr(2), bound,
+          [&](uint64_t n) {
+            std::string head = "ok " + std::to_string(n) + "\n";
+            started = true;
+            sent = WriteAll(1, head.data(), head.size());
+          },
+          [&](std::string_view piece) { sent = sent && WriteAll(1, piece.data(), piece.size()); }));
+      if (!sent || (started && s != ReadStatus::kOk)) return 1;
+      if (!started && !Answer(s, std::string())) return 1;
+      ::malloc_trim(0);
     } else if (line.rfind("E ", 0) == 0) {
       if (!Answer(archive->Exists(line.substr(2)) ? ReadStatus::kOk : ReadStatus::kMissing,
                   std::string()))
@@ -152,6 +165,8 @@ int RunChmReader(const std::string& chm, uint64_t bound) {
     } else if (line == "S") {
       bytes = MakeSearchIndex(*archive, bound);
       if (!Answer(bytes.empty() ? ReadStatus::kTooLarge : ReadStatus::kOk, bytes)) return 1;
+      std::string().swap(bytes);
+      ::malloc_trim(0);
     } else {
       return 2;
     }
@@ -243,8 +258,14 @@ bool ChmReader::ReadAnswer(std::string& head, std::string& bytes, int timeout_ms
   char* end = nullptr;
   unsigned long long length =
       space == std::string::npos ? 0 : std::strtoull(line.c_str() + space + 1, &end, 10);
-  if (space == std::string::npos || !end || *end != '\n' || length > bound_ ||
-      !ReadUntil(from_, bytes, length, deadline)) {
+  if (space == std::string::npos || !end || *end != '\n' || length > bound_) {
+    Kill();
+    return false;
+  }
+  // Made to size once (the length is within the bound): a growing string would hold up to
+  // twice a large file for a moment.
+  bytes.reserve(static_cast<size_t>(length));
+  if (!ReadUntil(from_, bytes, length, deadline)) {
     Kill();
     return false;
   }

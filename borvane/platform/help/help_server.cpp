@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <malloc.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
@@ -175,9 +176,6 @@ struct HelpFile {
   std::vector<SitemapEntry> contents, index;
   std::string title;
 
-  std::mutex data_mutex;  // the lists below, made on first ask
-  std::string contents_json, index_json;
-
   std::mutex search_mutex;
   std::condition_variable search_done;
   enum class Search { kNone, kBuilding, kReady, kFailed } search_state = Search::kNone;
@@ -230,7 +228,11 @@ struct HelpFile {
   }
 
   std::string SitemapJson(const std::vector<SitemapEntry>& entries) {
-    std::string json = "[";
+    size_t size = 2;
+    for (const SitemapEntry& e : entries) size += e.name.size() + e.local.size() + 14;
+    std::string json;
+    json.reserve(size);
+    json += "[";
     for (const SitemapEntry& e : entries) {
       std::string path, anchor;
       std::string local = TopicPath(e.local, path, anchor) ? path + anchor : "";
@@ -377,12 +379,8 @@ std::shared_ptr<HelpFile> Server::Open(const std::string& native, std::string& w
   if (!ok) return nullptr;
   f->last_used = NowMs();
   files_[id] = f;
-  // The window's page asks for the two lists next: they are made meanwhile.
-  std::thread([f] {
-    std::lock_guard<std::mutex> lists(f->data_mutex);
-    f->contents_json = f->SitemapJson(f->contents);
-    f->index_json = f->SitemapJson(f->index);
-  }).detach();
+  // What reading the file's lists took goes back to the system: the server lives on.
+  ::malloc_trim(0);
   if (files_.size() > kMaxFiles) {
     // The file used longest ago that no window shows goes (its reader ends with it).
     std::string oldest;
@@ -636,14 +634,11 @@ void Server::Data(int fd, const std::string& file_id, const std::string& what,
     return;
   }
   if (what == "toc.json" || what == "index.json") {
-    std::string json;
-    {
-      std::lock_guard<std::mutex> lock(f->data_mutex);
-      std::string& made = what == "toc.json" ? f->contents_json : f->index_json;
-      if (made.empty()) made = f->SitemapJson(what == "toc.json" ? f->contents : f->index);
-      json = made;
-    }
-    WriteHttpResponse(fd, 200, "application/json", json);
+    // Made for each page that asks (once per window): a few tens of milliseconds for the
+    // largest index, against the megabytes that keeping it would hold for the server's life.
+    WriteHttpResponse(fd, 200, "application/json",
+                      f->SitemapJson(what == "toc.json" ? f->contents : f->index));
+    ::malloc_trim(0);
     return;
   }
   if (what == "search") {
@@ -787,6 +782,9 @@ int Server::Run() {
   ::signal(SIGPIPE, SIG_IGN);
   // The server holds no folder of its caller's: every path it gets is absolute.
   if (::chdir("/") != 0) return 1;
+  // One heap for all its threads, which lives on between pages: what a large list took goes
+  // back to the system when the answer is out (see Serve).
+  ::mallopt(M_ARENA_MAX, 1);
   const std::string self = SelfPath();
   if (self.empty()) return 1;
   reader_argv_ = {self};
