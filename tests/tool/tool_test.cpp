@@ -144,6 +144,14 @@ TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {
   EXPECT_EQ(r.err, "borvane: " + (dir_ / "empty.xml").string() + ": the file holds no document\n");
   EXPECT_EQ(Run("doc select - Font", "").err,
             "borvane: standard input: the file holds no document\n");
+  // A device is refused at once, not read until memory runs out.
+  r = Run("doc format /dev/zero");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "borvane: /dev/zero: a device, not a file\n");
+  // A NUL inside a value is written out with the rest of the value, not cut there.
+  r = Run("doc format -", std::string("<a>\nx\0y\n</a>\n", 14));
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, std::string("<a>\n\"x\0y\"\n</a>\n", 15));
 }
 
 TEST_F(ToolTest, IniCommands) {

@@ -1,7 +1,9 @@
 // The tool's shared helpers: reading files and standard input, paths, printing.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -23,11 +25,57 @@ String ReadTextFile(const std::string& path) {
   return String::FromUtf8(ReadBytes(path));
 }
 
+namespace {
+
+// The most the tool reads of one input: a text of the library holds at most 2^30 characters,
+// so a larger file can be no document or INI file it could take, and is refused before it is
+// read whole.
+constexpr uint64_t kMaxInput = uint64_t{1} << 30;
+
+[[noreturn]] void TooLarge(const std::string& path) {
+  throw ToolError{(path == "-" ? std::string("standard input") : path) +
+                  ": file too large (the library's texts hold at most 2^30 characters)"};
+}
+
+// All of `fd` up to the limit: a stream has no size to look at first.
+std::string ReadStream(int fd, const std::string& path) {
+  std::string bytes;
+  char buffer[1 << 16];
+  for (;;) {
+    ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0)
+      throw Error(kErrDeviceIO, String::FromUtf8(path), Error::StandardDescription(kErrDeviceIO));
+    if (n == 0) return bytes;
+    if (bytes.size() + static_cast<size_t>(n) > kMaxInput) TooLarge(path);
+    bytes.append(buffer, static_cast<size_t>(n));
+  }
+}
+
+}  // namespace
+
 std::string ReadBytes(const std::string& path) {
-  if (path == "-") {
-    std::ostringstream ss;
-    ss << std::cin.rdbuf();
-    return ss.str();
+  if (path == "-") return ReadStream(0, path);
+  struct stat st;
+  if (::stat(path.c_str(), &st) == 0) {
+    // A device is no file to read text from: /dev/zero would never end.
+    if (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode) || S_ISSOCK(st.st_mode))
+      throw ToolError{path + ": a device, not a file"};
+    if (S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) > kMaxInput) TooLarge(path);
+    if (S_ISFIFO(st.st_mode)) {
+      int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      if (fd >= 0) {
+        std::string bytes;
+        try {
+          bytes = ReadStream(fd, path);
+        } catch (...) {
+          ::close(fd);
+          throw;
+        }
+        ::close(fd);
+        return bytes;
+      }
+    }
   }
   std::string bytes;
   if (int32_t e = platform::Files().ReadFile(String::FromUtf8(path), bytes)) {
@@ -62,7 +110,9 @@ std::string PathFor(const std::string& path) {
 }
 
 void Print(const String& text) {
-  std::fputs(text.ToUtf8().c_str(), stdout);
+  // Written whole: a NUL inside a value is part of it.
+  const std::string bytes = text.ToUtf8();
+  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 void PrintLine(const String& text) {
   Print(text);
