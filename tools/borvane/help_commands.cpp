@@ -5,7 +5,9 @@
 #include "borvane/htmlhelp/html_help.h"
 #include "borvane/platform/base/process.h"
 #include "borvane/platform/files/file_system.h"
+#include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/help_control.h"
+#include "borvane/platform/help/help_viewer.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -79,6 +81,11 @@ int Show(HTMLHelp& help, const Args& args) {
   }
   std::string page = platform::HelpControls().WindowAddress(help.LastWindowHandle());
   if (page.empty()) {
+    // The display calls are silent when the help control cannot run: say why.
+    std::string why;
+    if (platform::HelpServerProgram().empty())
+      throw ToolError{"the help server (borvane-helpd) is not installed beside the library"};
+    if (!platform::LoadChmLibrary(&why)) throw ToolError{why};
     const std::string file = platform::NativePath(help.GetCHMFile());
     if (how == "--keyword") throw ToolError{file + ": no topic for the keyword '" + args[3] + "'"};
     if (how == "--id") throw ToolError{file + ": no topic with the context number " + args[3]};
