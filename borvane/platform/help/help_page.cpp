@@ -218,13 +218,14 @@ $('find').addEventListener('submit', search);
 
 const first = decodeURIComponent(where[3]) + location.hash;
 let events = null;
+// The page names its file: the contents are asked for at once, beside the window's state.
+file = document.body.dataset.file;
+const contents = fetch(base + 'd/' + file + '/toc.json').then((r) => r.json());
 fetch(base + 'w/' + win + '/state').then((r) => r.json()).then((state) => {
-  file = state.file;
-  if (state.title) document.title = state.title;
   seq = state.seq;
   show(first || state.topic);
   pane(state.pane || 'toc');
-  fetch(base + 'd/' + file + '/toc.json').then((r) => r.json()).then((entries) => {
+  contents.then((entries) => {
     buildToc(entries);
     mark();
   });
@@ -258,12 +259,14 @@ std::string EscapeHtml(std::string_view text) {
 
 }  // namespace
 
-std::string HelpPageHtml(const std::string& token, std::string_view title) {
+std::string HelpPageHtml(const std::string& token, std::string_view title,
+                         const std::string& file) {
   const std::string base = "/" + EscapeHtml(token) + "/s/";
   return "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" +
          EscapeHtml(title.empty() ? "Help" : title) +
          "</title>\n<link rel=\"icon\" href=\"data:,\">\n<link rel=\"stylesheet\" href=\"" + base +
-         "app.css\"></head>\n<body>\n<nav id=\"side\">\n<div id=\"tabs\" role=\"tablist\">"
+         "app.css\"></head>\n<body data-file=\"" + EscapeHtml(file) +
+         "\">\n<nav id=\"side\">\n<div id=\"tabs\" role=\"tablist\">"
          "<button id=\"tab-toc\" role=\"tab\">Contents</button>"
          "<button id=\"tab-index\" role=\"tab\">Index</button>"
          "<button id=\"tab-search\" role=\"tab\">Search</button></div>\n"

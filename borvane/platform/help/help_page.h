@@ -10,9 +10,9 @@
 
 namespace borvane::platform {
 
-// The page's markup, with the server's `token` in the addresses of its script and style and
-// the help file's `title` (UTF-8) escaped.
-std::string HelpPageHtml(const std::string& token, std::string_view title);
+// The page's markup, with the server's `token` in the addresses of its script and style, the
+// help file's `title` (UTF-8) escaped, and the server's id of the `file` it shows.
+std::string HelpPageHtml(const std::string& token, std::string_view title, const std::string& file);
 std::string_view HelpPageScript();
 std::string_view HelpPageStyle();
 

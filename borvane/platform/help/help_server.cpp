@@ -716,10 +716,11 @@ void Server::Route(int fd, const HttpRequest& request, const std::string& rest) 
         return (void)WriteHttpResponse(fd, 200, "application/json", json);
       }
       std::string title;
-      if (auto f = files_.find(it->second.file_id); f != files_.end()) title = f->second->title;
+      const std::string file_id = it->second.file_id;
+      if (auto f = files_.find(file_id); f != files_.end()) title = f->second->title;
       lock.unlock();
       return (void)WriteHttpResponse(
-          fd, 200, "text/html; charset=utf-8", HelpPageHtml(token_, title),
+          fd, 200, "text/html; charset=utf-8", HelpPageHtml(token_, title, file_id),
           {{"Content-Security-Policy",
             "default-src 'self'; img-src 'self' data:; frame-src 'self'; "
             "object-src 'none'; base-uri 'none'"}});
