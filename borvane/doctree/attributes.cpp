@@ -58,11 +58,7 @@ const AttributeObj& Attributes::PairAt(int32_t position) const {
 }
 
 void Attributes::AppendAttributeString(std::u16string& out) const {
-  int32_t count = mcolAttributes->Count();
-  for (int32_t i = 1; i <= count; ++i) {
-    if (i > 1) out += u' ';
-    PairAt(i).AppendAttributeText(out);
-  }
+  PutAttributeString([&out](std::u16string_view text) { out += text; });
 }
 
 size_t Attributes::TextBound() const {
@@ -314,10 +310,32 @@ Attributes::PackedPair Attributes::TakePackedPair(std::u16string_view& packed) {
   return pair;
 }
 
-size_t Attributes::PackedTextBound(const AttributesSlot& slot) {
-  // A packed pair takes three units and its name and value, and its text at most seven
-  // characters more ("=FALSE" and a space); a regular list gains two quotes per number.
-  return slot.packed().size() * 3;
+char16_t* Attributes::QuoteRegularNumbers(std::u16string_view list, char16_t* out) {
+  const char16_t* p = list.data();
+  const char16_t* const end = p + list.size();
+  while (p != end) {
+    // The name and its "=": every piece of a regular list has one.
+    while (*p != u'=') *out++ = *p++;
+    *out++ = *p++;
+    if (p != end && *p == u'"') {
+      // A quoted value, without a quote inside.
+      *out++ = *p++;
+      while (*p != u'"') *out++ = *p++;
+      *out++ = *p++;
+    } else {
+      const char16_t* const value = p;
+      while (p != end && *p != u' ') ++p;
+      const std::u16string_view v(value, static_cast<size_t>(p - value));
+      // TRUE, FALSE and nothing stand as they are; anything else is a number, which comes
+      // back as a text.
+      const bool number = !(v.empty() || v == u"TRUE" || v == u"FALSE");
+      if (number) *out++ = u'"';
+      out = std::copy(value, p, out);
+      if (number) *out++ = u'"';
+    }
+    if (p != end) *out++ = *p++;  // the one space between pieces
+  }
+  return out;
 }
 
 void Attributes::Unpack(const AttributesSlot& slot) {
