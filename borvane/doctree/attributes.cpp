@@ -209,60 +209,14 @@ std::u16string_view TakeText(std::u16string_view& in) {
 
 namespace {
 
-enum class ListForm { kOther, kRegular, kVerbatim };
-
-// Whether `text` is a regular list (ForEachRegularPair), as the writer gives one: its pieces
-// are then those that the general rules cut, and no test of theirs depends on the locale once
-// the numbers are known to be numbers. kVerbatim when the writer writes it as it stands: it
-// quotes the unquoted numbers.
-ListForm RegularList(std::u16string_view text) {
-  const char16_t* p = text.data();
-  const char16_t* const end = p + text.size();
-  if (p == end) return ListForm::kOther;
-  bool verbatim = true;
-  while (true) {
-    for (; p != end && *p != u'='; ++p)
-      if (*p == u' ' || *p == u'"' || *p == u'|') return ListForm::kOther;
-    if (p == end) return ListForm::kOther;
-    ++p;
-    if (p != end && *p == u'"') {
-      for (++p; p != end && *p != u'"'; ++p)
-        if (*p == u'|') return ListForm::kOther;
-      if (p == end) return ListForm::kOther;
-      ++p;
-    } else {
-      const char16_t* const value = p;
-      for (; p != end && *p != u' '; ++p)
-        if (*p == u'"' || *p == u'|') return ListForm::kOther;
-      const std::u16string_view v(value, static_cast<size_t>(p - value));
-      if (IsPlainNumber(v)) {
-        verbatim = false;
-      } else if (!(v.empty() || v == u"TRUE" || v == u"FALSE")) {
-        return ListForm::kOther;
-      }
-    }
-    if (p == end) return verbatim ? ListForm::kVerbatim : ListForm::kRegular;
-    // One space, and a piece behind it.
-    if (*p != u' ' || ++p == end || *p == u' ') return ListForm::kOther;
-  }
-}
-
-}  // namespace
-
-bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
-  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
-    slot.SetRegular(text, form == ListForm::kVerbatim);
-    return true;
-  }
+// The general packing, for the lists that the one pass below leaves: those with a "|", whose
+// "|_" reads as a space, and those with one quote alone, whose spaces all cut.
+bool PackByPieces(std::u16string_view text, AttributesSlot& slot) {
   // A piece packs to at most its own length and four units (kind and two lengths) when it holds
-  // "=", else to one unit; a list has at most one piece more than it has spaces. Short lists,
-  // the usual ones, are packed on the stack.
-  char16_t local[256];
-  std::u16string heap;
-  const size_t pieces =
-      text.size() < 32 ? text.size() + 1 : std::count(text.begin(), text.end(), u' ') + 1;
-  const size_t bound = text.size() + 4 * pieces;
-  char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
+  // "=", else to one unit; a list has at most one piece more than it has spaces.
+  std::u16string packed;
+  packed.resize(text.size() + 4 * (std::count(text.begin(), text.end(), u' ') + 1));
+  char16_t* const begin = packed.data();
   char16_t* out = begin;
   bool ok = true;
   ForEachListPiece(text, [&](std::u16string_view text_piece) {
@@ -278,6 +232,112 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
   if (!ok) return false;
   if (out == begin) {
     slot.Reset();
+  } else {
+    slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
+  }
+  return true;
+}
+
+}  // namespace
+
+bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
+  // One pass cuts the list and reads each piece as it ends, and tells whether the list is
+  // regular (ForEachRegularPair), which is then kept as it stands. It takes the spaces between
+  // quotes as inside them, as the rules do once the list holds two quotes or more; with none
+  // no space is inside quotes either way.
+  size_t first = 0, last = text.size();
+  while (first < last && text[first] == u' ') ++first;
+  while (last > first && text[last - 1] == u' ') --last;
+  const std::u16string_view list = text.substr(first, last - first);
+  if (list.empty()) {
+    slot.Reset();
+    return true;
+  }
+  // Room for the packed form: see PackByPieces. Short lists, the usual ones, are packed on the
+  // stack.
+  char16_t local[1024];
+  std::u16string heap;
+  const size_t bound = 5 * list.size() + 4;
+  char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
+  char16_t* out = begin;
+  const char16_t decimal = ThreadLocale().decimal;
+  bool regular = list.size() == text.size();
+  bool verbatim = true;
+  size_t quotes = 0;
+  bool quoted = false;
+  const char16_t* const data = list.data();
+  const size_t size = list.size();
+  size_t start = 0, eq = std::u16string_view::npos, piece_quotes = 0;
+  for (size_t i = 0;; ++i) {
+    if (i < size) {
+      const char16_t ch = data[i];
+      // Most units are none of these: one test passes them.
+      if (ch > u'=' && ch != u'|') continue;
+      if (ch == u'"') {
+        quoted = !quoted;
+        ++quotes;
+        ++piece_quotes;
+        continue;
+      }
+      if (ch == u'=') {
+        if (eq == std::u16string_view::npos) eq = i;
+        continue;
+      }
+      if (ch == u'|') return PackByPieces(text, slot);
+      if (ch != u' ' || quoted) continue;
+    }
+    // The piece from `start` to `i`.
+    if (eq == std::u16string_view::npos) {
+      *out++ = AttributePiece::kNoEquals;
+      regular = false;
+    } else {
+      const std::u16string_view name(data + start, eq - start);
+      const std::u16string_view value(data + eq + 1, i - eq - 1);
+      AttributePiece::Kind kind;
+      std::u16string_view text_value;
+      double ignored;
+      if (value == u"TRUE") {
+        kind = AttributePiece::kTrue;
+      } else if (value == u"FALSE") {
+        kind = AttributePiece::kFalse;
+      } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
+        // A lone quote asks for the text between the first and the last character.
+        if (value.size() == 1) {
+          if (quotes == 1) break;  // read by the rules for one quote below
+          return false;
+        }
+        kind = AttributePiece::kText;
+        text_value = value.substr(1, value.size() - 2);
+      } else if (PlainNumber(value, decimal, ignored)) {
+        kind = AttributePiece::kText;  // a number stays text: it does not come back as one
+        text_value = value;
+        verbatim = false;
+      } else if (IsNumeric(Variant(String(value)))) {
+        kind = AttributePiece::kText;
+        text_value = value;
+        regular = false;
+      } else {
+        kind = AttributePiece::kMissing;
+        regular &= value.empty();
+      }
+      // Regular: a name, and a value that is either quoted with no quote inside or free of
+      // quotes.
+      const bool quoted_value = value.size() >= 2 && value.front() == u'"' && value.back() == u'"';
+      if (name.empty() || !(piece_quotes == 0 || (piece_quotes == 2 && quoted_value)))
+        regular = false;
+      *out++ = kind;
+      out = PutText(out, name);
+      if (kind == AttributePiece::kText) out = PutText(out, text_value);
+    }
+    if (i >= size) break;
+    start = i + 1;
+    eq = std::u16string_view::npos;
+    piece_quotes = 0;
+  }
+  // With one quote alone the rules take no space as quoted.
+  if (quotes == 1) return PackByPieces(text, slot);
+  if (regular) {
+    slot.SetRegular(text, verbatim);
   } else {
     slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
   }

@@ -63,7 +63,7 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // making any object (nothing when there are none); false, with `slot` unchanged, when reading
   // the text would fail. The packed form holds the outcome of every test, so that unpacking it
   // later gives the same pairs whatever the thread's locale is by then. A list in the form the
-  // writer gives (see RegularList) is kept as it stands, which is its own packed form.
+  // writer gives (see ForEachRegularPair) is kept as it stands, which is its own packed form.
   static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
   // Appends the pairs waiting in `slot`.
   void Unpack(const AttributesSlot& slot);
