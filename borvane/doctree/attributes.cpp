@@ -209,6 +209,48 @@ std::u16string_view TakeText(std::u16string_view& in) {
 
 namespace {
 
+enum class ListForm { kOther, kRegular, kVerbatim };
+
+// Whether `text` is a regular list (ForEachRegularPair), as the writer gives one: its pieces
+// are then those that the general rules cut, and no test of theirs depends on the locale once
+// the numbers are known to be numbers. kVerbatim when the writer writes it as it stands: it
+// quotes the unquoted numbers.
+ListForm RegularList(std::u16string_view text) {
+  const char16_t* p = text.data();
+  const char16_t* const end = p + text.size();
+  if (p == end) return ListForm::kOther;
+  bool verbatim = true;
+  while (true) {
+    for (; p != end && *p != u'='; ++p)
+      if (*p == u' ' || *p == u'"' || *p == u'|') return ListForm::kOther;
+    if (p == end) return ListForm::kOther;
+    ++p;
+    if (p != end && *p == u'"') {
+      for (++p; p != end && *p != u'"'; ++p)
+        if (*p == u'|') return ListForm::kOther;
+      if (p == end) return ListForm::kOther;
+      ++p;
+    } else {
+      const char16_t* const value = p;
+      for (; p != end && *p != u' '; ++p)
+        if (*p == u'"' || *p == u'|') return ListForm::kOther;
+      const std::u16string_view v(value, static_cast<size_t>(p - value));
+      if (IsPlainNumber(v)) {
+        verbatim = false;
+      } else if (!(v.empty() || v == u"TRUE" || v == u"FALSE")) {
+        return ListForm::kOther;
+      }
+    }
+    if (p == end) return verbatim ? ListForm::kVerbatim : ListForm::kRegular;
+    // One space, and a piece behind it.
+    if (*p != u' ' || ++p == end || *p == u' ') return ListForm::kOther;
+  }
+}
+
+}  // namespace
+
+namespace {
+
 // The general packing, for the lists that the one pass below leaves: those with a "|", whose
 // "|_" reads as a space, and those with one quote alone, whose spaces all cut.
 bool PackByPieces(std::u16string_view text, AttributesSlot& slot) {
@@ -241,10 +283,14 @@ bool PackByPieces(std::u16string_view text, AttributesSlot& slot) {
 }  // namespace
 
 bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
-  // One pass cuts the list and reads each piece as it ends, and tells whether the list is
-  // regular (ForEachRegularPair), which is then kept as it stands. It takes the spaces between
-  // quotes as inside them, as the rules do once the list holds two quotes or more; with none
-  // no space is inside quotes either way.
+  // Most lists are in the writer's form, which is kept as it stands: one tight look tells.
+  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
+    slot.SetRegular(text, form == ListForm::kVerbatim);
+    return true;
+  }
+  // Any other list: one pass cuts it and reads each piece as it ends. It takes the spaces
+  // between quotes as inside them, as the rules do once the list holds two quotes or more;
+  // with none no space is inside quotes either way.
   size_t first = 0, last = text.size();
   while (first < last && text[first] == u' ') ++first;
   while (last > first && text[last - 1] == u' ') --last;
@@ -261,22 +307,21 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
   char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
   char16_t* out = begin;
   const char16_t decimal = ThreadLocale().decimal;
-  bool regular = list.size() == text.size();
-  bool verbatim = true;
   size_t quotes = 0;
   bool quoted = false;
   const char16_t* const data = list.data();
   const size_t size = list.size();
-  size_t start = 0, eq = std::u16string_view::npos, piece_quotes = 0;
+  size_t start = 0, eq = std::u16string_view::npos;
+  // The units that end a run of the pass below, besides "|".
+  constexpr uint64_t kListStops = uint64_t{1} << u' ' | uint64_t{1} << u'"' | uint64_t{1} << u'=';
   for (size_t i = 0;; ++i) {
     if (i < size) {
       const char16_t ch = data[i];
       // Most units are none of these: one test passes them.
-      if (ch > u'=' && ch != u'|') continue;
+      if (ch < 64 ? !((kListStops >> ch) & 1) : ch != u'|') continue;
       if (ch == u'"') {
         quoted = !quoted;
         ++quotes;
-        ++piece_quotes;
         continue;
       }
       if (ch == u'=') {
@@ -289,7 +334,6 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
     // The piece from `start` to `i`.
     if (eq == std::u16string_view::npos) {
       *out++ = AttributePiece::kNoEquals;
-      regular = false;
     } else {
       const std::u16string_view name(data + start, eq - start);
       const std::u16string_view value(data + eq + 1, i - eq - 1);
@@ -311,20 +355,12 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
       } else if (PlainNumber(value, decimal, ignored)) {
         kind = AttributePiece::kText;  // a number stays text: it does not come back as one
         text_value = value;
-        verbatim = false;
       } else if (IsNumeric(Variant(String(value)))) {
         kind = AttributePiece::kText;
         text_value = value;
-        regular = false;
       } else {
         kind = AttributePiece::kMissing;
-        regular &= value.empty();
       }
-      // Regular: a name, and a value that is either quoted with no quote inside or free of
-      // quotes.
-      const bool quoted_value = value.size() >= 2 && value.front() == u'"' && value.back() == u'"';
-      if (name.empty() || !(piece_quotes == 0 || (piece_quotes == 2 && quoted_value)))
-        regular = false;
       *out++ = kind;
       out = PutText(out, name);
       if (kind == AttributePiece::kText) out = PutText(out, text_value);
@@ -332,15 +368,10 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
     if (i >= size) break;
     start = i + 1;
     eq = std::u16string_view::npos;
-    piece_quotes = 0;
   }
   // With one quote alone the rules take no space as quoted.
   if (quotes == 1) return PackByPieces(text, slot);
-  if (regular) {
-    slot.SetRegular(text, verbatim);
-  } else {
-    slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
-  }
+  slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
   return true;
 }
 
