@@ -10,20 +10,41 @@
 //             by both, since tabs by level make an indented chain grow with its square)
 //   wide      one parent with every other node as its child
 //   settings  the tool's `doc format` of examples/settings.xml, repeated under one root
-// The table at the end gives each shape's times, their ratio to pugixml, the growth from the
-// small to the large size, and the memory per read node of both.
+//   mixed     three levels, tab indentation, values on their own lines, attribute lists that
+//             mix unquoted numbers, Booleans and quoted texts with spaces, as a person writes
+//   crlf      the same kind of document with CRLF line ends, two-space indentation, values on
+//             the tag's line or on their own, and no attributes on some nodes
+//   built     the mixed document built through Add and Attributes.Add with typed values (Long,
+//             Double, Boolean, String), as a program builds the document it saves
+//   seed-N    a random document from the seed N: shapes drawn per node (attribute count and
+//             kinds, indentation, line ends, depth, value kinds and lengths)
+// The first six are read from the library's own writing of the tree, as `doc format` leaves
+// a document; the others from their text as it stands, as a user hands it over.
+//
+// Random documents: each run draws a fresh seed and prints it. BORVANE_BENCH_SEED=N takes N
+// instead (to reproduce a run), BORVANE_BENCH_SEEDS=K runs K seeds in a row (from N on when
+// both are given), and BORVANE_BENCH_FIXED=0 leaves the fixed shapes out.
+//
+// The table at the end gives each shape's CPU times (medians of three), their ratio to pugixml, the
+// growth from the small to the large size, and the memory per read node of both, then the worst
+// shape and the worst seed for each of them.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <pugixml.hpp>
+#include <random>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "bench/bench_support.h"
+#include "borvane/automation/slab_pool.h"
 #include "borvane/doctree/attribute_obj.h"
 #include "borvane/doctree/doc.h"
 
@@ -31,8 +52,14 @@ namespace {
 
 using namespace borvane;
 
-const char* const kShapes[] = {"attrs", "texts", "unquoted", "deep", "wide", "settings"};
-constexpr int kShapeCount = 6;
+enum Kind { kAttrs, kTexts, kUnquoted, kDeep, kWide, kSettings, kMixed, kCrlf, kBuilt, kRandom };
+
+struct Shape {
+  std::string name;
+  Kind kind;
+  uint64_t seed = 0;
+};
+std::vector<Shape> g_shapes;
 
 std::string Quoted(size_t length, int seed) {
   std::string s = "\"";
@@ -44,39 +71,362 @@ std::string Quoted(size_t length, int seed) {
   return s + "\"";
 }
 
+const char* const kWords[] = {"main", "window",   "left pane", "Courier New",      "a b c",
+                              "x",    "tool bar", "status",    "last file opened", "recent"};
+
+// The mixed and crlf documents: a root, groups of 20 sections, each of up to 25 items.
+std::string PersonText(int nodes, bool crlf) {
+  std::string out;
+  out.reserve(static_cast<size_t>(nodes) * 90);
+  const std::string eol = crlf ? "\r\n" : "\n";
+  auto indent = [&](int level) {
+    if (crlf) {
+      out.append(static_cast<size_t>(level) * 2, ' ');
+    } else {
+      out.append(static_cast<size_t>(level), '\t');
+    }
+  };
+  out += "<config version=3 name=\"Main settings\" active=TRUE>" + eol;
+  int made = 1, group = 0;
+  while (made < nodes) {
+    ++group;
+    indent(1);
+    out += "<group id=" + std::to_string(group) + " title=\"Group " + std::to_string(group) +
+           " of many\" ratio=0." + std::to_string(group % 100) + ">" + eol;
+    ++made;
+    for (int i = 0; i < 25 && made < nodes; ++i, ++made) {
+      const int n = made;
+      indent(2);
+      out += "<item";
+      if (!crlf || n % 4 != 0) {
+        out += " n=" + std::to_string(n) + " label=\"" + kWords[n % 10] + "\"";
+        if (n % 3 == 0) out += " weight=-" + std::to_string(n % 17) + ".25";
+        if (n % 2 == 0) out += std::string(" on=") + (n % 4 == 0 ? "TRUE" : "FALSE");
+        if (n % 5 == 0) out += " note=\"\"";
+      }
+      out += ">";
+      std::string value;
+      switch (n % 4) {
+        case 0:
+          value = "\"" + std::string(kWords[n % 10]) + " " + std::to_string(n) + "\"";
+          break;
+        case 1:
+          value = std::to_string(n * 7);
+          break;
+        case 2:
+          value = n % 8 == 2 ? "True" : "False";
+          break;
+        default:
+          value = std::to_string(n % 1000) + ".5";
+      }
+      if (crlf && n % 2 == 0) {
+        out += value + "</item>" + eol;
+        continue;
+      }
+      out += eol;
+      indent(3);
+      out += value + eol;
+      indent(2);
+      out += "</item>" + eol;
+    }
+    indent(1);
+    out += "</group>" + eol;
+  }
+  out += "</config>" + eol;
+  return out;
+}
+
+// The mixed document's tree built through the object model.
+Ref<Doc> BuiltDoc(int nodes) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  auto add = [&](const String& parent, const char* name, Variant value) {
+    String rel = parent, key, nm = name;
+    enumRelationship how = iagChild;
+    return doc->Add(rel, how, key, nm, value);
+  };
+  auto attr = [](DocNode* node, const char* name, Variant value) {
+    String n = name;
+    node->Attributes()->Add(n, value);
+  };
+  Ref<DocNode> root = add(String(), "config", Variant::Missing());
+  attr(root.Get(), "version", Variant(int32_t{3}));
+  attr(root.Get(), "name", Variant(String("Main settings")));
+  attr(root.Get(), "active", Variant(true));
+  int made = 1, group = 0;
+  while (made < nodes) {
+    ++group;
+    Ref<DocNode> g = add(root->Key(), "group", Variant::Missing());
+    attr(g.Get(), "id", Variant(int32_t{group}));
+    attr(g.Get(), "title", Variant(String("Group " + std::to_string(group) + " of many")));
+    attr(g.Get(), "ratio", Variant((group % 100) / 100.0));
+    ++made;
+    for (int i = 0; i < 25 && made < nodes; ++i, ++made) {
+      const int n = made;
+      Variant value;
+      switch (n % 4) {
+        case 0:
+          value = Variant(String(std::string(kWords[n % 10]) + " " + std::to_string(n)));
+          break;
+        case 1:
+          value = Variant(int32_t{n * 7});
+          break;
+        case 2:
+          value = Variant(n % 8 == 2);
+          break;
+        default:
+          value = Variant(n % 1000 + 0.5);
+      }
+      Ref<DocNode> item = add(g->Key(), "item", value);
+      attr(item.Get(), "n", Variant(int32_t{n}));
+      attr(item.Get(), "label", Variant(String(kWords[n % 10])));
+      if (n % 3 == 0) attr(item.Get(), "weight", Variant(-(n % 17) - 0.25));
+      if (n % 2 == 0) attr(item.Get(), "on", Variant(n % 4 == 0));
+      if (n % 5 == 0) attr(item.Get(), "note", Variant(String("")));
+    }
+  }
+  return doc;
+}
+
+// A random document of about `nodes` nodes. The seed draws the document's leanings (how deep,
+// how indented, which line ends, how many attributes, how long the values), and each node then
+// draws its own shape from them.
+std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
+  std::mt19937_64 rng(seed);
+  auto chance = [&](double p) { return std::uniform_real_distribution<double>(0, 1)(rng) < p; };
+  auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<uint64_t>(n)); };
+  auto between = [&](int lo, int hi) { return lo + pick(hi - lo + 1); };
+
+  // The document's leanings.
+  const int depth_kind = pick(10);  // 0: flat, 1-6: shallow, 7-8: medium, 9: deep chains
+  const int max_depth = depth_kind == 0   ? 1
+                        : depth_kind <= 6 ? between(2, 6)
+                        : depth_kind <= 8 ? between(7, 60)
+                                          : between(1000, 10000);
+  const int max_fanout = depth_kind == 9 ? 2 : between(2, 40);
+  const int indent_kind = pick(6);  // tabs, 2 spaces, 4 spaces, none, mixed per line, tabs
+  const double crlf = std::vector<double>{0, 0, 1, 0.5}[pick(4)];
+  const bool one_line = chance(0.08);  // no line ends at all
+  const double inline_value = std::vector<double>{0, 0.3, 1}[pick(3)];
+  const int max_attrs = std::vector<int>{0, 2, 4, 8}[pick(4)];
+  const double long_value = std::vector<double>{0, 0.01, 0.05}[pick(3)];
+  const double double_space = chance(0.1) ? 0.05 : 0;
+  indent_written = max_depth <= 200;
+
+  std::vector<std::string> names;
+  const int name_count = between(1, 40);
+  for (int i = 0; i < name_count; ++i) {
+    std::string name;
+    const int length = between(1, 16);
+    for (int c = 0; c < length; ++c) name += static_cast<char>('a' + pick(26));
+    if (chance(0.2)) name[0] = static_cast<char>('A' + pick(26));
+    names.push_back(name);
+  }
+  const char* const attr_names[] = {"id",    "name", "Type",  "visible", "x",    "width",
+                                    "Title", "n",    "ratio", "on",      "Dock", "label"};
+
+  std::string out;
+  out.reserve(static_cast<size_t>(nodes) * 80);
+  auto eol = [&] {
+    if (one_line) return;
+    out += chance(crlf) ? "\r\n" : "\n";
+  };
+  auto indent = [&](int level) {
+    if (one_line) return;
+    level = std::min(level, 64);
+    int kind = indent_kind == 4 ? pick(4) : indent_kind;
+    switch (kind) {
+      case 0:
+      case 5:
+        out.append(static_cast<size_t>(level), '\t');
+        break;
+      case 1:
+        out.append(static_cast<size_t>(level) * 2, ' ');
+        break;
+      case 2:
+        out.append(static_cast<size_t>(level) * 4, ' ');
+        break;
+      default:
+        break;
+    }
+  };
+  auto words = [&](int count) {
+    std::string s;
+    for (int i = 0; i < count; ++i) {
+      if (i) s += ' ';
+      s += kWords[pick(10)];
+    }
+    return s;
+  };
+  auto number = [&] {
+    switch (pick(4)) {
+      case 0:
+        return std::to_string(pick(100));
+      case 1:
+        return std::to_string(pick(1000000));
+      case 2:
+        return "-" + std::to_string(pick(1000)) + "." + std::to_string(pick(100));
+      default:
+        return std::to_string(pick(10000)) + "." + std::to_string(pick(1000));
+    }
+  };
+  auto attributes = [&] {
+    const int count = max_attrs ? pick(max_attrs + 1) : 0;
+    for (int a = 0; a < count; ++a) {
+      out += ' ';
+      if (chance(double_space)) out += ' ';
+      out += attr_names[pick(12)];
+      out += '=';
+      switch (pick(9)) {
+        case 0:
+        case 1:
+          out += '"' + words(between(1, 4)) + '"';
+          break;
+        case 2:
+          out += '"' + std::string(kWords[pick(10)]) + "{\\34}" + '"';
+          break;
+        case 3:
+        case 4:
+          out += number();
+          break;
+        case 5:
+          out += chance(0.5) ? "TRUE" : "FALSE";
+          break;
+        case 6:
+          out += "\"\"";
+          break;
+        case 7:
+          out += '"' + number() + '"';
+          break;
+        default:
+          out += '"' + std::string(kWords[pick(10)]) + '"';
+          break;
+      }
+    }
+  };
+  auto value = [&]() -> std::string {
+    if (chance(long_value)) {
+      std::string s = "\"";
+      const size_t length = static_cast<size_t>(between(100, 2000));
+      while (s.size() < length) {
+        s += words(1);
+        s += pick(9) == 0 ? "\r\n" : pick(12) == 0 ? " {\\34}" : " ";
+      }
+      return s + "\"";
+    }
+    switch (pick(10)) {
+      case 0:
+        return "";
+      case 1:
+      case 2:
+        return '"' + words(between(1, 5)) + '"';
+      case 3:
+        return "\"" + std::string(kWords[pick(10)]) + " {\\34}quoted{\\34}\"";
+      case 4:
+      case 5:
+        return number();
+      case 6:
+        return std::vector<std::string>{"True", "False", "TRUE", "false"}[pick(4)];
+      case 7:
+        return std::string(kWords[pick(10) % 2]);  // a bare word
+      case 8:
+        return "\"\"";
+      default:
+        return std::to_string(pick(10));
+    }
+  };
+
+  struct Open {
+    const std::string* name;
+    int children_left;
+  };
+  std::vector<Open> stack;
+  int made = 0;
+  auto open = [&](int level) {
+    const std::string& name = names[pick(name_count)];
+    indent(level);
+    out += '<';
+    out += name;
+    attributes();
+    out += '>';
+    ++made;
+    int children = 0;
+    if (level < max_depth && made < nodes) {
+      if (level == 0) {
+        children = nodes;
+      } else if (depth_kind == 9) {
+        children = level < max_depth ? 1 : 0;
+      } else if (chance(0.5)) {
+        children = between(1, max_fanout);
+      }
+    }
+    if (children == 0) {
+      const std::string v = value();
+      if (chance(inline_value)) {
+        out += v;
+      } else {
+        eol();
+        indent(level);
+        out += v;
+        eol();
+        indent(level);
+      }
+      out += "</" + name + '>';
+      eol();
+      return;
+    }
+    eol();
+    stack.push_back({&name, children});
+  };
+  open(0);
+  while (!stack.empty()) {
+    Open& top = stack.back();
+    const int level = static_cast<int>(stack.size());
+    if (top.children_left > 0 && made < nodes) {
+      --top.children_left;
+      open(level);
+      continue;
+    }
+    indent(level - 1);
+    out += "</" + *top.name + '>';
+    eol();
+    stack.pop_back();
+  }
+  return out;
+}
+
 // The shape's document in the library's dialect, with about `nodes` nodes.
-std::string DialectText(int shape, int nodes) {
+std::string DialectText(const Shape& shape, int nodes, bool& indent_written) {
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 60);
-  auto leaf = [&](int i, const std::string& attrs, const std::string& value) {
+  indent_written = shape.kind != kDeep;
+  auto leaf = [&](const std::string& attrs, const std::string& value) {
     out += "<item" + attrs + ">\n" + value + "\n</item>\n";
-    (void)i;
   };
-  switch (shape) {
-    case 0:  // attrs
+  switch (shape.kind) {
+    case kAttrs:
       out += "<settings>\n";
       for (int i = 1; i < nodes; ++i) {
         std::string attrs =
             " n=\"" + std::to_string(i) + "\" name=\"leaf " + std::to_string(i) + "\"";
         if (i % 2) attrs += " on=\"" + std::string(i % 4 == 1 ? "True" : "False") + "\"";
         if (i % 3 == 0) attrs += " size=\"" + std::to_string(i % 97) + ".5\"";
-        leaf(i, attrs, "\"leaf " + std::to_string(i) + "\"");
+        leaf(attrs, "\"leaf " + std::to_string(i) + "\"");
       }
       out += "</settings>\n";
       break;
-    case 1:  // texts
+    case kTexts:
       out += "<notes>\n";
-      for (int i = 1; i < nodes; ++i) leaf(i, "", Quoted(200 + (i * 37) % 1800, i));
+      for (int i = 1; i < nodes; ++i) leaf("", Quoted(200 + (i * 37) % 1800, i));
       out += "</notes>\n";
       break;
-    case 2:  // unquoted
+    case kUnquoted:
       out += "<settings>\n";
       for (int i = 1; i < nodes; ++i)
-        leaf(i, " n=" + std::to_string(i) + " ratio=" + std::to_string(i % 13) + ".25",
+        leaf(" n=" + std::to_string(i) + " ratio=" + std::to_string(i % 13) + ".25",
              std::to_string(i * 3));
       out += "</settings>\n";
       break;
-    case 3: {  // deep: chains of 10,000 levels
+    case kDeep: {  // chains of 10,000 levels
       out += "<root>\n";
       int made = 1;
       while (made < nodes) {
@@ -89,12 +439,12 @@ std::string DialectText(int shape, int nodes) {
       out += "</root>\n";
       break;
     }
-    case 4:  // wide
+    case kWide:
       out += "<list>\n";
-      for (int i = 1; i < nodes; ++i) leaf(i, "", std::to_string(i));
+      for (int i = 1; i < nodes; ++i) leaf("", std::to_string(i));
       out += "</list>\n";
       break;
-    default: {  // settings, as `doc format` writes it
+    case kSettings: {  // as `doc format` writes it
       std::ifstream in(std::string(BORVANE_SOURCE_DIR) + "/examples/settings.xml");
       std::stringstream ss;
       ss << in.rdbuf();
@@ -108,18 +458,31 @@ std::string DialectText(int shape, int nodes) {
       out += "<all>\n";
       for (int made = 1; made < nodes; made += per) out += formatted;
       out += "</all>\n";
+      break;
     }
+    case kMixed:
+    case kBuilt:
+      out = PersonText(nodes, false);
+      break;
+    case kCrlf:
+      out = PersonText(nodes, true);
+      break;
+    case kRandom:
+      out = RandomText(shape.seed, nodes, indent_written);
+      break;
   }
   return out;
 }
 
-// The same logical tree for pugixml: names, attributes and values as text.
+// The same logical tree for pugixml: names, attributes and values as text. Attributes without
+// a name (two spaces in a row) have no XML form and are left out.
 void CopyInto(pugi::xml_node parent, DocNode* node) {
   for (; node; node = node->NextSibling().Get()) {
     pugi::xml_node n = parent.append_child(node->Name().ToUtf8().c_str());
     Ref<borvane::Attributes> attrs = node->Attributes();
     for (int32_t a = 1; a <= attrs->Count(); ++a) {
       Ref<AttributeObj> at = attrs->Item(Variant(a));
+      if (at->Name().empty()) continue;
       n.append_attribute(at->Name().ToUtf8().c_str()) = CStr(at->Value()).ToUtf8().c_str();
     }
     Variant v = node->Value();
@@ -130,13 +493,19 @@ void CopyInto(pugi::xml_node parent, DocNode* node) {
 
 struct Corpus {
   int shape = -1, nodes = 0;
+  bool indent = true;
   std::string failure;        // why the tree could not be made, if it could not
   std::string write_failure;  // why it could not be written: it is then read from its source
-  std::u16string text;        // the library's writing of the tree
+  std::u16string text;        // the text read: the library's writing of the tree, or the source
   std::string pugi_text;
-  Ref<Doc> doc;
+  Ref<Doc> doc;  // the tree written
   pugi::xml_document pugi;
 };
+
+// Whether the shape is read from its text as it stands rather than from the library's writing.
+bool ReadsSource(Kind kind) {
+  return kind == kMixed || kind == kCrlf || kind == kRandom;
+}
 
 // One corpus entry at a time, so that a large one does not read into a heap the others filled.
 Corpus& CorpusFor(int shape, int nodes) {
@@ -146,47 +515,64 @@ Corpus& CorpusFor(int shape, int nodes) {
   c = std::make_unique<Corpus>();
   c->shape = shape;
   c->nodes = nodes;
+  const Kind kind = g_shapes[shape].kind;
   Ref<Doc> source = MakeRef<Doc>();
   String text, parent;
   try {
-    text = String::FromUtf8(DialectText(shape, nodes));
+    text = String::FromUtf8(DialectText(g_shapes[shape], nodes, c->indent));
     source->ReadXML(text, parent);
   } catch (const Error& e) {
     c->failure = e.what();
     return *c;
   }
   try {
-    bool indent = shape != 3;
     String start;
-    c->text = source->WriteXML(indent, start).str();
-    // The tree written is one just read, as `doc format` writes it: the copy for pugixml below
-    // asks every node for its attributes, which a reader of a document rarely does.
-    c->doc = MakeRef<Doc>();
-    String written(c->text);
-    c->doc->ReadXML(written, parent);
+    if (kind == kBuilt) {
+      c->doc = BuiltDoc(nodes);
+      c->text = c->doc->WriteXML(c->indent, start).str();
+    } else if (ReadsSource(kind)) {
+      c->text = text.str();
+      c->doc = source;
+    } else {
+      c->text = source->WriteXML(c->indent, start).str();
+      // The tree written is one just read, as `doc format` writes it: the copy for pugixml
+      // below asks every node for its attributes, which a reader of a document rarely does.
+      c->doc = MakeRef<Doc>();
+      String written(c->text);
+      c->doc->ReadXML(written, parent);
+    }
   } catch (const Error& e) {
     // A text past what WriteXML can give (2^30 characters): the read takes the source.
     c->write_failure = e.what();
     c->doc = Ref<Doc>();
     c->text = text.str();
   }
+  if (c->doc == source) {
+    // The copy for pugixml asks for every node's attributes: it is taken from a tree of its
+    // own, so that the tree written keeps the pairs as the reader left them.
+    source = MakeRef<Doc>();
+    source->ReadXML(text, parent);
+  }
   CopyInto(c->pugi, source->Count() ? source->Item(Variant(1)).Get() : nullptr);
   source = Ref<Doc>();
   std::ostringstream s;
-  c->pugi.save(s, "\t", shape != 3 ? pugi::format_indent : pugi::format_raw);
+  c->pugi.save(s, "\t", c->indent ? pugi::format_indent : pugi::format_raw);
   c->pugi_text = s.str();
   return *c;
 }
 
 std::string Name(const char* who, const char* op, int shape, int nodes) {
-  return std::string(who) + op + "/" + kShapes[shape] + "/" + std::to_string(nodes);
+  return std::string(who) + op + "/" + g_shapes[shape].name + "/" + std::to_string(nodes);
 }
 
 std::map<std::string, double> g_memory;  // bytes per read node, by benchmark name
 
-size_t HeapInUse() {
+// Heap in use, with the slabs that the pool keeps for later counted as free: a read that takes
+// them uses them as much as fresh heap.
+double HeapInUse() {
   struct mallinfo2 m = mallinfo2();
-  return m.uordblks + m.hblkhd;
+  return static_cast<double>(m.uordblks + m.hblkhd) -
+         static_cast<double>(std::max(0L, PoolCachedSlabCount())) * 32768.0;
 }
 
 void Read(benchmark::State& state, int shape, int nodes, bool ours) {
@@ -198,20 +584,20 @@ void Read(benchmark::State& state, int shape, int nodes, bool ours) {
     // The heap is measured outside the time: the walk of its bins costs as much as a read.
     state.PauseTiming();
     String text(ours ? c.text : std::u16string()), parent;
-    size_t before = HeapInUse();
+    double before = HeapInUse();
     state.ResumeTiming();
     if (ours) {
       Ref<Doc> doc = MakeRef<Doc>();
       doc->ReadXML(text, parent);
       state.PauseTiming();
-      per_node = static_cast<double>(HeapInUse() - before) / nodes;
+      per_node = (HeapInUse() - before) / nodes;
       doc = Ref<Doc>();
       state.ResumeTiming();
     } else {
       auto* doc = new pugi::xml_document;
       doc->load_buffer(c.pugi_text.data(), c.pugi_text.size());
       state.PauseTiming();
-      per_node = static_cast<double>(HeapInUse() - before) / nodes;
+      per_node = (HeapInUse() - before) / nodes;
       delete doc;
       state.ResumeTiming();
     }
@@ -226,21 +612,55 @@ void Write(benchmark::State& state, int shape, int nodes, bool ours) {
   if (!c.write_failure.empty()) return state.SkipWithError(c.write_failure.c_str());
   for (auto _ : state) {
     if (ours) {
-      bool indent = shape != 3;
+      bool indent = c.indent;
       String start;
       benchmark::DoNotOptimize(c.doc->WriteXML(indent, start));
     } else {
       std::ostringstream s;
-      c.pugi.save(s, "\t", shape != 3 ? pugi::format_indent : pugi::format_raw);
+      c.pugi.save(s, "\t", c.indent ? pugi::format_indent : pugi::format_raw);
       benchmark::DoNotOptimize(s.str());
     }
   }
 }
 
+uint64_t EnvNumber(const char* name, uint64_t otherwise) {
+  const char* text = std::getenv(name);
+  return text && *text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+// The worst of a column over the fixed shapes or over the seeds.
+struct Worst {
+  double value = 0;
+  std::string shape;
+  int nodes = 0;
+  void Take(double v, const std::string& s, int n) {
+    if (v > value) {
+      value = v;
+      shape = s;
+      nodes = n;
+    }
+  }
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  for (int shape = 0; shape < kShapeCount; ++shape)
+  if (EnvNumber("BORVANE_BENCH_FIXED", 1)) {
+    const char* fixed[] = {"attrs",    "texts", "unquoted", "deep", "wide",
+                           "settings", "mixed", "crlf",     "built"};
+    for (int k = kAttrs; k <= kBuilt; ++k) g_shapes.push_back({fixed[k], Kind(k)});
+  }
+  const uint64_t first_seed = EnvNumber("BORVANE_BENCH_SEED", std::random_device{}() % 1000000000);
+  const uint64_t seeds = EnvNumber("BORVANE_BENCH_SEEDS", 1);
+  for (uint64_t i = 0; i < seeds; ++i) {
+    const uint64_t seed = first_seed + i;
+    g_shapes.push_back({"seed-" + std::to_string(seed), kRandom, seed});
+  }
+  std::printf("random documents from seed %llu on, %llu in a row (BORVANE_BENCH_SEED=%llu)\n",
+              static_cast<unsigned long long>(first_seed), static_cast<unsigned long long>(seeds),
+              static_cast<unsigned long long>(first_seed));
+  const int shapes = static_cast<int>(g_shapes.size());
+  for (int shape = 0; shape < shapes; ++shape)
     for (int nodes : {100000, 1000000})
       for (const char* op : {"Read", "Write"})
         for (bool ours : {true, false})
@@ -251,26 +671,60 @@ int main(int argc, char** argv) {
               ->MinTime(0.5)
               ->Repetitions(3);
   benchmark::Initialize(&argc, argv);
-  borvane::bench::RatioReporter reporter;
+  // CPU time: the machines these run on are shared, and both readers and writers run on one
+  // thread. BORVANE_BENCH_WALL=1 takes the wall-clock time instead.
+  borvane::bench::RatioReporter reporter(!EnvNumber("BORVANE_BENCH_WALL", 0));
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  std::printf("\n%-6s %-9s %8s %11s %11s %7s %7s %11s %11s\n", "op", "shape", "nodes", "borvane ms",
-              "pugixml ms", "ratio", "10x->", "B/node", "pugi B/node");
+  std::printf("\n%-6s %-16s %8s %11s %11s %7s %7s %9s %9s %6s\n", "op", "shape", "nodes",
+              "borvane ms", "pugixml ms", "ratio", "10x->", "B/node", "pugi B", "B x");
+  // Worst ratio, growth and memory ratio, over the fixed shapes [0] and the seeds [1].
+  Worst worst_ratio[2][2], worst_growth[2][2], worst_memory[2];
   for (const char* op : {"Read", "Write"})
-    for (int shape = 0; shape < kShapeCount; ++shape) {
+    for (int shape = 0; shape < shapes; ++shape) {
+      const int w = op[0] == 'W';
+      const int group = g_shapes[shape].kind == kRandom;
       double small = 0;
       for (int nodes : {100000, 1000000}) {
         auto ours = reporter.times.find(Name("Borvane", op, shape, nodes));
         auto theirs = reporter.times.find(Name("Pugi", op, shape, nodes));
         if (ours == reporter.times.end() || theirs == reporter.times.end()) continue;
-        std::string growth = small > 0 ? std::to_string(ours->second / small).substr(0, 5) : "";
-        std::printf("%-6s %-9s %8d %11.1f %11.1f %6.2fx %7s", op, kShapes[shape], nodes,
-                    ours->second, theirs->second, ours->second / theirs->second, growth.c_str());
-        if (op[0] == 'R')
-          std::printf(" %11.0f %11.0f", g_memory[Name("Borvane", op, shape, nodes)],
-                      g_memory[Name("Pugi", op, shape, nodes)]);
+        const double ratio = ours->second / theirs->second;
+        const std::string& name = g_shapes[shape].name;
+        worst_ratio[group][w].Take(ratio, name, nodes);
+        std::string growth;
+        if (small > 0) {
+          growth = std::to_string(ours->second / small).substr(0, 5);
+          worst_growth[group][w].Take(ours->second / small, name, nodes);
+        }
+        std::printf("%-6s %-16s %8d %11.1f %11.1f %6.2fx %7s", op, name.c_str(), nodes,
+                    ours->second, theirs->second, ratio, growth.c_str());
+        if (!w) {
+          const double mine = g_memory[Name("Borvane", op, shape, nodes)];
+          const double pugi = g_memory[Name("Pugi", op, shape, nodes)];
+          std::printf(" %9.0f %9.0f %5.2fx", mine, pugi, mine / pugi);
+          worst_memory[group].Take(mine / pugi, name, nodes);
+        }
         std::printf("\n");
         small = ours->second;
       }
     }
+  std::printf("\n");
+  for (int group = 0; group < 2; ++group) {
+    const char* what = group ? "seed" : "shape";
+    for (int w = 0; w < 2; ++w) {
+      const char* op = w ? "Write" : "Read";
+      const Worst& r = worst_ratio[group][w];
+      const Worst& g = worst_growth[group][w];
+      if (!r.shape.empty())
+        std::printf("worst %-5s %-5s ratio  %5.2fx  %s/%d\n", what, op, r.value, r.shape.c_str(),
+                    r.nodes);
+      if (!g.shape.empty())
+        std::printf("worst %-5s %-5s growth %5.2fx  %s\n", what, op, g.value, g.shape.c_str());
+    }
+    const Worst& m = worst_memory[group];
+    if (!m.shape.empty())
+      std::printf("worst %-5s Read  memory %5.2fx  %s/%d\n", what, m.value, m.shape.c_str(),
+                  m.nodes);
+  }
   return 0;
 }

@@ -74,6 +74,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       String start;
       String written;
       Try([&] { written = doc->WriteXML(indent, start); });
+      // The writer fills storage of the size it measured first: the text stays within it.
+      if (written.size() > doc->Item(Variant(int32_t{1}))->TextBound(indent)) {
+        std::fprintf(stderr, "the written text is longer than the writer's measure\n");
+        std::abort();
+      }
       // The written form is what the reader's fast paths take: they too must keep to the steps.
       ReadAsTheSteps(written, "failure on the written text");
     }

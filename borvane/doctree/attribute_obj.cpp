@@ -24,27 +24,7 @@ void AttributeObj::SetValue(Variant Value) {
 }
 
 void AttributeObj::AppendAttributeText(std::u16string& out) const {
-  out += mstrName.view();
-  out += u'=';
-  switch (mvntValue.VarType()) {
-    case vbInteger:
-    case vbLong:
-    case vbSingle:
-    case vbDouble:
-      out += CStr(mvntValue).view();
-      break;
-    case vbString:
-      // Quotes inside the text stay as they are: the attribute form has no escape.
-      out += u'"';
-      out += mvntValue.StringRef().view();
-      out += u'"';
-      break;
-    case vbBoolean:
-      out += *mvntValue.GetIf<bool>() ? u"TRUE" : u"FALSE";
-      break;
-    default:
-      break;  // Empty, Null, Currency, Date, Byte, objects, the missing marker: no text
-  }
+  PutAttributeText([&out](std::u16string_view text) { out += text; });
 }
 
 size_t AttributeObj::TextBound() const {
@@ -56,9 +36,16 @@ size_t AttributeObj::TextBound() const {
     case vbBoolean:
       value = 5;
       break;
-    default:
-      value = kNumberTextMax;  // a number, or nothing
+    case vbInteger:
+    case vbLong:
+      value = 11;
       break;
+    case vbSingle:
+    case vbDouble:
+      value = 24;  // fifteen significant digits, a sign, a point and an exponent
+      break;
+    default:
+      break;  // no text
   }
   return mstrName.size() + 1 + value;
 }

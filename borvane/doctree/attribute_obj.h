@@ -2,12 +2,15 @@
 #ifndef BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_
 #define BORVANE_DOCTREE_ATTRIBUTE_OBJ_H_
 
+#include <charconv>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "borvane/automation/slab_pool.h"
 
 #include "borvane/automation/binding.h"
+#include "borvane/automation/convert.h"
 
 namespace borvane {
 
@@ -52,6 +55,10 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   String ToAttributeText() const;
   // The same, appended to `out`.
   void AppendAttributeText(std::u16string& out) const;
+  // The same text, given to put(std::u16string_view) in pieces without making a String: the
+  // writer puts them straight into the text it writes.
+  template <class Put>
+  void PutAttributeText(Put&& put) const;
   // Characters of that text at most.
   size_t TextBound() const;
   // Library-internal. Reads one "name=value" piece in place; a piece without "=" changes
@@ -63,6 +70,46 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   String mstrName;
   Variant mvntValue;
 };
+
+template <class Put>
+void AttributeObj::PutAttributeText(Put&& put) const {
+  put(mstrName.view());
+  char16_t text[kNumberTextMax];
+  text[0] = u'=';
+  size_t size = 1;
+  switch (mvntValue.VarType()) {
+    case vbInteger:
+    case vbLong: {
+      // Decimal digits with a minus sign, as the platform's conversion gives them.
+      char digits[16];
+      const int32_t value = mvntValue.VarType() == vbLong
+                                ? *mvntValue.GetIf<int32_t>()
+                                : static_cast<int32_t>(*mvntValue.GetIf<int16_t>());
+      const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+      for (const char* d = digits; d != end; ++d) text[size++] = static_cast<char16_t>(*d);
+      break;
+    }
+    case vbDouble:
+      size += FormatDoubleInto(*mvntValue.GetIf<double>(), text + 1);
+      break;
+    case vbSingle:
+      put(std::u16string_view(text, size));
+      put(CStr(mvntValue).view());
+      return;
+    case vbString:
+      // Quotes inside the text stay as they are: the attribute form has no escape.
+      put(std::u16string_view(u"=\""));
+      put(mvntValue.StringRef().view());
+      put(std::u16string_view(u"\""));
+      return;
+    case vbBoolean:
+      put(std::u16string_view(*mvntValue.GetIf<bool>() ? u"=TRUE" : u"=FALSE"));
+      return;
+    default:
+      break;  // Empty, Null, Currency, Date, Byte, objects, the missing marker: no text
+  }
+  put(std::u16string_view(text, size));
+}
 
 }  // namespace borvane
 

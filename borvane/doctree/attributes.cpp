@@ -58,11 +58,7 @@ const AttributeObj& Attributes::PairAt(int32_t position) const {
 }
 
 void Attributes::AppendAttributeString(std::u16string& out) const {
-  int32_t count = mcolAttributes->Count();
-  for (int32_t i = 1; i <= count; ++i) {
-    if (i > 1) out += u' ';
-    PairAt(i).AppendAttributeText(out);
-  }
+  PutAttributeString([&out](std::u16string_view text) { out += text; });
 }
 
 size_t Attributes::TextBound() const {
@@ -253,20 +249,16 @@ ListForm RegularList(std::u16string_view text) {
 
 }  // namespace
 
-bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
-  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
-    slot.SetRegular(text, form == ListForm::kVerbatim);
-    return true;
-  }
+namespace {
+
+// The general packing, for the lists that the one pass below leaves: those with a "|", whose
+// "|_" reads as a space, and those with one quote alone, whose spaces all cut.
+bool PackByPieces(std::u16string_view text, AttributesSlot& slot) {
   // A piece packs to at most its own length and four units (kind and two lengths) when it holds
-  // "=", else to one unit; a list has at most one piece more than it has spaces. Short lists,
-  // the usual ones, are packed on the stack.
-  char16_t local[256];
-  std::u16string heap;
-  const size_t pieces =
-      text.size() < 32 ? text.size() + 1 : std::count(text.begin(), text.end(), u' ') + 1;
-  const size_t bound = text.size() + 4 * pieces;
-  char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
+  // "=", else to one unit; a list has at most one piece more than it has spaces.
+  std::u16string packed;
+  packed.resize(text.size() + 4 * (std::count(text.begin(), text.end(), u' ') + 1));
+  char16_t* const begin = packed.data();
   char16_t* out = begin;
   bool ok = true;
   ForEachListPiece(text, [&](std::u16string_view text_piece) {
@@ -285,6 +277,101 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
   } else {
     slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
   }
+  return true;
+}
+
+}  // namespace
+
+bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
+  // Most lists are in the writer's form, which is kept as it stands: one tight look tells.
+  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
+    slot.SetRegular(text, form == ListForm::kVerbatim);
+    return true;
+  }
+  // Any other list: one pass cuts it and reads each piece as it ends. It takes the spaces
+  // between quotes as inside them, as the rules do once the list holds two quotes or more;
+  // with none no space is inside quotes either way.
+  size_t first = 0, last = text.size();
+  while (first < last && text[first] == u' ') ++first;
+  while (last > first && text[last - 1] == u' ') --last;
+  const std::u16string_view list = text.substr(first, last - first);
+  if (list.empty()) {
+    slot.Reset();
+    return true;
+  }
+  // Room for the packed form: see PackByPieces. Short lists, the usual ones, are packed on the
+  // stack.
+  char16_t local[1024];
+  std::u16string heap;
+  const size_t bound = 5 * list.size() + 4;
+  char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
+  char16_t* out = begin;
+  const char16_t decimal = ThreadLocale().decimal;
+  size_t quotes = 0;
+  bool quoted = false;
+  const char16_t* const data = list.data();
+  const size_t size = list.size();
+  size_t start = 0, eq = std::u16string_view::npos;
+  // The units that end a run of the pass below, besides "|".
+  constexpr uint64_t kListStops = uint64_t{1} << u' ' | uint64_t{1} << u'"' | uint64_t{1} << u'=';
+  for (size_t i = 0;; ++i) {
+    if (i < size) {
+      const char16_t ch = data[i];
+      // Most units are none of these: one test passes them.
+      if (ch < 64 ? !((kListStops >> ch) & 1) : ch != u'|') continue;
+      if (ch == u'"') {
+        quoted = !quoted;
+        ++quotes;
+        continue;
+      }
+      if (ch == u'=') {
+        if (eq == std::u16string_view::npos) eq = i;
+        continue;
+      }
+      if (ch == u'|') return PackByPieces(text, slot);
+      if (ch != u' ' || quoted) continue;
+    }
+    // The piece from `start` to `i`.
+    if (eq == std::u16string_view::npos) {
+      *out++ = AttributePiece::kNoEquals;
+    } else {
+      const std::u16string_view name(data + start, eq - start);
+      const std::u16string_view value(data + eq + 1, i - eq - 1);
+      AttributePiece::Kind kind;
+      std::u16string_view text_value;
+      double ignored;
+      if (value == u"TRUE") {
+        kind = AttributePiece::kTrue;
+      } else if (value == u"FALSE") {
+        kind = AttributePiece::kFalse;
+      } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
+        // A lone quote asks for the text between the first and the last character.
+        if (value.size() == 1) {
+          if (quotes == 1) break;  // read by the rules for one quote below
+          return false;
+        }
+        kind = AttributePiece::kText;
+        text_value = value.substr(1, value.size() - 2);
+      } else if (PlainNumber(value, decimal, ignored)) {
+        kind = AttributePiece::kText;  // a number stays text: it does not come back as one
+        text_value = value;
+      } else if (IsNumeric(Variant(String(value)))) {
+        kind = AttributePiece::kText;
+        text_value = value;
+      } else {
+        kind = AttributePiece::kMissing;
+      }
+      *out++ = kind;
+      out = PutText(out, name);
+      if (kind == AttributePiece::kText) out = PutText(out, text_value);
+    }
+    if (i >= size) break;
+    start = i + 1;
+    eq = std::u16string_view::npos;
+  }
+  // With one quote alone the rules take no space as quoted.
+  if (quotes == 1) return PackByPieces(text, slot);
+  slot.SetPacked(std::u16string_view(begin, static_cast<size_t>(out - begin)));
   return true;
 }
 
@@ -314,10 +401,32 @@ Attributes::PackedPair Attributes::TakePackedPair(std::u16string_view& packed) {
   return pair;
 }
 
-size_t Attributes::PackedTextBound(const AttributesSlot& slot) {
-  // A packed pair takes three units and its name and value, and its text at most seven
-  // characters more ("=FALSE" and a space); a regular list gains two quotes per number.
-  return slot.packed().size() * 3;
+char16_t* Attributes::QuoteRegularNumbers(std::u16string_view list, char16_t* out) {
+  const char16_t* p = list.data();
+  const char16_t* const end = p + list.size();
+  while (p != end) {
+    // The name and its "=": every piece of a regular list has one.
+    while (*p != u'=') *out++ = *p++;
+    *out++ = *p++;
+    if (p != end && *p == u'"') {
+      // A quoted value, without a quote inside.
+      *out++ = *p++;
+      while (*p != u'"') *out++ = *p++;
+      *out++ = *p++;
+    } else {
+      const char16_t* const value = p;
+      while (p != end && *p != u' ') ++p;
+      const std::u16string_view v(value, static_cast<size_t>(p - value));
+      // TRUE, FALSE and nothing stand as they are; anything else is a number, which comes
+      // back as a text.
+      const bool number = !(v.empty() || v == u"TRUE" || v == u"FALSE");
+      if (number) *out++ = u'"';
+      out = std::copy(value, p, out);
+      if (number) *out++ = u'"';
+    }
+    if (p != end) *out++ = *p++;  // the one space between pieces
+  }
+  return out;
 }
 
 void Attributes::Unpack(const AttributesSlot& slot) {

@@ -42,6 +42,15 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // Library-internal: the pairs' text forms joined by one space; empty when there are none.
   String ToAttributeString() const;
   void AppendAttributeString(std::u16string& out) const;
+  // The same text, given to put(std::u16string_view) in pieces.
+  template <class Put>
+  void PutAttributeString(Put&& put) const {
+    const int32_t count = Count();
+    for (int32_t i = 1; i <= count; ++i) {
+      if (i > 1) put(std::u16string_view(u" "));
+      PairAt(i).PutAttributeText(put);
+    }
+  }
   // Characters of the attribute text at most.
   size_t TextBound() const;
   // Library-internal: replaces all pairs by those in `Text`, which is stored back trimmed and
@@ -54,7 +63,7 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // making any object (nothing when there are none); false, with `slot` unchanged, when reading
   // the text would fail. The packed form holds the outcome of every test, so that unpacking it
   // later gives the same pairs whatever the thread's locale is by then. A list in the form the
-  // writer gives (see RegularList) is kept as it stands, which is its own packed form.
+  // writer gives (see ForEachRegularPair) is kept as it stands, which is its own packed form.
   static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
   // Appends the pairs waiting in `slot`.
   void Unpack(const AttributesSlot& slot);
@@ -74,6 +83,9 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   static void ForEachPackedText(const AttributesSlot& slot, Put&& put);
   // Characters of that text at most.
   static size_t PackedTextBound(const AttributesSlot& slot);
+  // Writes the text of the regular list `list` (see ForEachRegularPair) to `out`, which has
+  // room for twice its length, and gives the place behind it: the list with its numbers quoted.
+  static char16_t* QuoteRegularNumbers(std::u16string_view list, char16_t* out);
 
  private:
   const AttributeObj& PairAt(int32_t position) const;
@@ -136,6 +148,15 @@ class AttributesSlot {
 
   uintptr_t bits_ = 0;
 };
+
+inline size_t Attributes::PackedTextBound(const AttributesSlot& slot) {
+  // A verbatim list is its own text. A regular list gains two quotes per number, and each
+  // number stands on at least two characters of its own ("=" and a digit). A packed pair takes
+  // three units and its name and value, and its text at most seven characters more ("=FALSE"
+  // and a space).
+  const size_t size = slot.packed().size();
+  return slot.verbatim() ? size : slot.regular() ? 2 * size : 3 * size;
+}
 
 // The pairs of a regular list: name=value pieces, one space apart, each value quoted (without
 // a quote inside), TRUE, FALSE, a plain number or nothing, and no "|" anywhere.

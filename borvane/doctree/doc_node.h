@@ -77,10 +77,8 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   }
   // Library-internal: appends the text of this node and its subtree to the builder.
   void WriteNode(CStringBuilder& builder, bool& indent);
-  // The same text, as the whole content of `out`. `nodes_at_most`, when not 0, bounds the
-  // number of nodes in the subtree (a Doc's count), which lets a long text be sized without a
-  // second walk of the tree.
-  void WriteNode(std::u16string& out, bool indent, size_t nodes_at_most = 0);
+  // The same text, as the whole content of `out`, written into storage of its measured size.
+  void WriteNode(std::u16string& out, bool indent);
   // Characters of that text at most.
   size_t TextBound(bool indent);
   // Walks this node's subtree in document order without recursion: open(node, level) on the

@@ -4,10 +4,13 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <new>
 #include <vector>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
@@ -21,46 +24,17 @@ namespace borvane {
 
 namespace {
 
-// How many times the text so far a writer's estimate of the whole text may be and still be
-// trusted: the storage it reserves stays within 16 times the text written when it is taken.
-constexpr size_t kMaxEstimateGrowth = 16;
-
-// Storage for a text being written, which a thread keeps between calls while it is small.
-struct Scratch {
-  Scratch() = default;
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  ~Scratch() { std::free(data); }
-  void Swap(Scratch& other) {
-    std::swap(data, other.data);
-    std::swap(capacity, other.capacity);
-  }
-
-  char16_t* data = nullptr;
-  size_t capacity = 0;
-};
-thread_local Scratch t_scratch;
-
-// The text being written. It is collected in the thread's scratch buffer, which grows by
-// doubling, and copied once into a String of its exact size at the end, unless it becomes known
-// how long the whole text will be: the text so far then moves into storage of that size and
-// the rest is written straight into it, which spares the copy. `bound(used, may_walk)` gives
-// that size from the characters so far: past 256K characters it is asked for an estimate that
-// costs no walk of the tree (0 while there is none), past 4M characters for a bound at any
-// cost, as fresh pages then cost more than a walk. A bound that falls short costs a move of
-// the text.
+// The text being written, in storage of the size measured before: the walk that measures the
+// text costs less than growing the text as it is written, which moves it and touches its
+// pages more than once. The storage is made part of the text a step at a time as the writing
+// reaches it, so that its pages are first touched by the writing, while they are in the cache,
+// and those past the text are never touched.
 class TextSink {
  public:
-  explicit TextSink(std::function<size_t(size_t, bool)> bound) : bound_(std::move(bound)) {
-    // Taken out of the thread's slot while in use, so that a nested write gets a buffer of
-    // its own.
-    scratch_.Swap(t_scratch);
-    if (!scratch_.data) Reserve(kStart);
-    begin_ = at_ = scratch_.data;
-    end_ = at_ + scratch_.capacity;
-  }
-  ~TextSink() {
-    if (scratch_.capacity <= kKept && !t_scratch.data) scratch_.Swap(t_scratch);
+  explicit TextSink(size_t bound) {
+    text_.reserve(bound);
+    platform::AdviseWholeWrite(text_.data(), bound * sizeof(char16_t));
+    begin_ = at_ = end_ = text_.data();
   }
   TextSink(const TextSink&) = delete;
   TextSink& operator=(const TextSink&) = delete;
@@ -68,12 +42,12 @@ class TextSink {
   // Put and Tabs stand inline in the walk: they run several times per node.
   [[gnu::always_inline]] void Put(char16_t ch) {
     if (at_ == end_) [[unlikely]]
-      Grow(1);
+      Extend(1);
     *at_++ = ch;
   }
   [[gnu::always_inline]] void Put(std::u16string_view text) {
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
-      Grow(text.size());
+      Extend(text.size());
     char16_t* at = at_;
     for (char16_t ch : text) *at++ = ch;
     at_ = at;
@@ -82,128 +56,127 @@ class TextSink {
   void PutRun(std::u16string_view text) {
     if (text.empty()) return;
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
-      Grow(text.size());
+      Extend(text.size());
     std::memcpy(at_, text.data(), text.size() * sizeof(char16_t));
     at_ += text.size();
   }
   [[gnu::always_inline]] void Tabs(int32_t count) {
     if (end_ - at_ < count) [[unlikely]]
-      Grow(static_cast<size_t>(count));
+      Extend(static_cast<size_t>(count));
     char16_t* at = at_;
     for (int32_t i = 0; i < count; ++i) *at++ = u'\t';
     at_ = at;
   }
+  // Room for `count` characters at the end, to be written in place and then passed with
+  // Advance.
+  [[gnu::always_inline]] char16_t* Room(size_t count) {
+    if (static_cast<size_t>(end_ - at_) < count) [[unlikely]]
+      Extend(count);
+    return at_;
+  }
+  void Advance(char16_t* to) { at_ = to; }
   size_t size() const { return static_cast<size_t>(at_ - begin_); }
   std::u16string Take() {
-    if (direct_) {
-      text_.resize(size());
-      return std::move(text_);
-    }
-    return std::u16string(begin_, size());
+    text_.resize(size());
+    // A short text does not keep what its measure gave beyond it.
+    if (text_.size() < kShrinkBelow && text_.capacity() - text_.size() > text_.size() / 4 + 64)
+      text_.shrink_to_fit();
+    return std::move(text_);
   }
 
  private:
-  static constexpr size_t kStart = 4096;
-  // Characters collected in the scratch buffer at most.
-  static constexpr size_t kScratchMax = size_t{4} << 20;
-  // Characters in the scratch buffer from which an estimate of the whole text is asked for.
-  static constexpr size_t kEstimateFrom = 256 * 1024;
-  // Characters added to the text's own storage at a time, once the text has outgrown the scratch.
-  static constexpr size_t kDirectStep = 256 * 1024;
-  // Larger scratch buffers go back to the heap after the call.
-  static constexpr size_t kKept = 32 * 1024;
+  // Characters made part of the text at a time: few enough to stay in the cache until written.
+  static constexpr size_t kStep = 8 * 1024;
+  static constexpr size_t kShrinkBelow = 256 * 1024;
 
-  void Reserve(size_t capacity) {
-    void* grown = std::realloc(scratch_.data, capacity * sizeof(char16_t));
-    if (!grown) throw std::bad_alloc();
-    scratch_.data = static_cast<char16_t*>(grown);
-    scratch_.capacity = capacity;
-  }
-  [[gnu::noinline]] void Grow(size_t more) {
+  [[gnu::noinline]] void Extend(size_t more) {
     const size_t used = size();
-    const size_t wanted = used + more;
-    size_t capacity = 0;
-    if (!direct_ && wanted > kEstimateFrom) capacity = bound_(used, wanted > kScratchMax);
-    if (!direct_ && capacity == 0) {
-      Reserve(std::max(scratch_.capacity * 2, wanted));
-      begin_ = scratch_.data;
-    } else {
-      if (!direct_) {
-        direct_ = true;
-        capacity = std::max(capacity, wanted);
-        text_.reserve(capacity);
-        platform::AdviseWholeWrite(text_.data(), capacity * sizeof(char16_t));
-        text_.assign(begin_, used);
-      }
-      // The storage is made part of the text a step at a time, as the writing reaches it: the
-      // bound is above the text, and what lies past the text is then never touched.
-      size_t target = used + std::max(more, kDirectStep);
-      if (target > text_.capacity()) {
-        // Past the bound only when it was short of the text, which it is not meant to be.
-        target = wanted <= text_.capacity() ? text_.capacity() : std::max(wanted, 2 * used);
-      }
-      text_.resize(target);
-      begin_ = text_.data();
+    size_t target = used + std::max(more, kStep);
+    if (target > text_.capacity()) {
+      // Past the measure only when it was short of the text, which it is not meant to be.
+      target = used + more <= text_.capacity() ? text_.capacity()
+                                               : std::max(used + more, 2 * text_.capacity());
     }
+    text_.resize(target);
+    begin_ = text_.data();
     at_ = begin_ + used;
-    end_ = begin_ + (direct_ ? text_.size() : scratch_.capacity);
+    end_ = begin_ + text_.size();
   }
 
-  std::function<size_t(size_t, bool)> bound_;
-  Scratch scratch_;
-  bool direct_ = false;
   std::u16string text_;
   char16_t* begin_;
   char16_t* at_;
   char16_t* end_;
 };
 
+// The number of `ch` in `text`, eight units at a time where SSE2 is there: the measure of a
+// long String value looks at all of it.
+size_t CountUnit(std::u16string_view text, char16_t ch) {
+  size_t count = 0, i = 0;
+#ifdef __SSE2__
+  // Each match is -1 in its lane; the lanes add up a block at a time, before they could wrap.
+  const __m128i wanted = _mm_set1_epi16(static_cast<short>(ch));
+  while (i + 8 <= text.size()) {
+    __m128i sums = _mm_setzero_si128();
+    for (size_t block = 0; block < 4096 && i + 8 <= text.size(); ++block, i += 8) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
+      sums = _mm_sub_epi16(sums, _mm_cmpeq_epi16(v, wanted));
+    }
+    // The eight lane sums, each below 2^16, added in pairs to 32-bit lanes.
+    const __m128i pairs = _mm_madd_epi16(sums, _mm_set1_epi16(1));
+    alignas(16) uint32_t lanes[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), pairs);
+    count += size_t{lanes[0]} + lanes[1] + lanes[2] + lanes[3];
+  }
+#endif
+  for (; i < text.size(); ++i) count += text[i] == ch;
+  return count;
+}
+
 // Characters of a value line's text at most.
 size_t ValueTextBound(const Variant& value) {
+  if (const String* string = value.GetIf<String>())
+    return string->size() + 2 + 4 * CountUnit(string->view(), u'"');
+  if (value.GetIf<double>()) return 24;  // see below
   switch (value.VarType()) {
-    case vbString: {
-      std::u16string_view text = value.StringRef().view();
-      return text.size() + 2 + 4 * static_cast<size_t>(std::count(text.begin(), text.end(), u'"'));
-    }
     case vbBoolean:
       return 5;
     case vbEmpty:
     case vbNull:
       return 0;
+    case vbInteger:
+    case vbLong:
+      return 11;
+    case vbSingle:
+    case vbDouble:
+      // Fifteen significant digits at most: a sign, a point and "E-308" around them.
+      return 24;
     default:
-      return kNumberTextMax;  // any number, date or currency in its text form
+      return kNumberTextMax;  // a date or currency in its text form
   }
 }
 
 void AppendValueText(TextSink& out, const Variant& value) {
-  switch (value.VarType()) {
-    case vbString: {
-      out.Put(u'"');
-      std::u16string_view text = value.StringRef().view();
-      for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
-        out.PutRun(text.substr(0, quote));
-        out.Put(u"{\\34}");
-        text.remove_prefix(quote + 1);
-      }
-      out.PutRun(text);
-      out.Put(u'"');
-      break;
+  // The usual types first, without the call that VarType costs.
+  if (const String* string = value.GetIf<String>()) {
+    out.Put(u'"');
+    std::u16string_view text = string->view();
+    for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
+      out.PutRun(text.substr(0, quote));
+      out.Put(u"{\\34}");
+      text.remove_prefix(quote + 1);
     }
-    case vbBoolean:
-      out.Put(*value.GetIf<bool>() ? u"True" : u"False");
-      break;
-    case vbEmpty:
-    case vbNull:
-      break;  // a line with only the indentation
-    case vbDouble: {
-      char16_t text[kNumberTextMax];
-      out.Put(std::u16string_view(text, FormatDoubleInto(*value.GetIf<double>(), text)));
-      break;
-    }
-    default:
-      out.Put(CStr(value).view());  // objects and arrays fail here
-      break;
+    out.PutRun(text);
+    out.Put(u'"');
+  } else if (const double* number = value.GetIf<double>()) {
+    char16_t* const at = out.Room(kNumberTextMax);
+    out.Advance(at + FormatDoubleInto(*number, at));
+  } else if (const bool* boolean = value.GetIf<bool>()) {
+    out.Put(*boolean ? u"True" : u"False");
+  } else if (!value.IsEmpty() && !value.IsNull()) {
+    out.Put(CStr(value).view());  // objects and arrays fail here
   }
+  // Empty and Null: a line with only the indentation.
 }
 
 }  // namespace
@@ -235,43 +208,32 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   }
 }
 
-void DocNode::WriteNode(std::u16string& result, bool indent, size_t nodes_at_most) {
+void DocNode::WriteNode(std::u16string& result, bool indent) {
   Ref<DocNode> keep(this);
-  size_t opened = 0;
-  TextSink out([&](size_t used, bool may_walk) -> size_t {
-    // The text so far per node written, for the nodes there can be, with a quarter more: no
-    // second walk of the tree, whose cache misses cost as much as writing it. An estimate far
-    // above the text so far is not trusted, as it may only say that the Doc holds more than
-    // this subtree; the walk then gives the bound, when it may.
-    size_t bound = 0;
-    if (nodes_at_most > 0 && opened > 0) {
-      const size_t estimate = used * nodes_at_most / opened;
-      if (estimate <= kMaxEstimateGrowth * used) bound = estimate + estimate / 4;
-    }
-    if (bound == 0) {
-      if (!may_walk) return 0;
-      bound = TextBound(indent);
-    }
-    return std::min(bound, static_cast<size_t>(INT32_MAX / 2) + 1);
-  });
-  std::u16string attributes;
+  // The builder counts its bytes in a Long: a text past that fails below, and needs no room.
+  TextSink out(std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1));
+  auto put = [&out](std::u16string_view text) { out.Put(text); };
   auto open = [&](DocNode* n, int32_t level) {
-    ++opened;
     if (indent) out.Tabs(level);
     out.Put(u'<');
     out.Put(n->mstrName.view());
     // Pairs the reader packed are written as they stand, without making their objects; a node
     // whose Attributes was never read and that read none has none.
-    if (n->mobjAttributes.has_packed()) {
+    if (const AttributesSlot& slot = n->mobjAttributes; slot.has_packed()) {
       out.Put(u' ');
-      borvane::Attributes::ForEachPackedText(n->mobjAttributes,
-                                             [&](std::u16string_view text) { out.Put(text); });
+      if (slot.verbatim()) {
+        out.PutRun(slot.packed());
+      } else if (slot.regular()) {
+        const std::u16string_view list = slot.packed();
+        char16_t* const at = out.Room(2 * list.size());
+        out.Advance(borvane::Attributes::QuoteRegularNumbers(list, at));
+      } else {
+        borvane::Attributes::ForEachPackedText(slot, put);
+      }
     } else if (const borvane::Attributes* list = n->mobjAttributes.object();
                list && list->Count() > 0) {
       out.Put(u' ');
-      attributes.clear();
-      list->AppendAttributeString(attributes);
-      out.Put(attributes);
+      list->PutAttributeString(put);
     }
     out.Put(u">\n");
     if (!n->mobjChild && !n->mvntValue.IsMissing()) {
@@ -326,10 +288,11 @@ String Doc::WriteXML(bool& indent, String& StartNodeKey) {
   return Guarded("Doc:WriteXML Method", [&] {
     Ref<DocNode> start = Item(Variant(int32_t{1}));
     if (!StartNodeKey.empty()) start = Item(Variant(StartNodeKey));
-    // The text is collected in a buffer that grows by doubling, rather than in a CStringBuilder,
-    // whose fixed growth steps would make writing a large tree quadratic; the text is the same.
+    // The text is written into storage of its measured size, rather than into a
+    // CStringBuilder, whose fixed growth steps would make writing a large tree quadratic; the
+    // text is the same.
     std::u16string out;
-    start->WriteNode(out, indent, static_cast<size_t>(Count()));
+    start->WriteNode(out, indent);
     return String(std::move(out));
   });
 }
