@@ -7,6 +7,7 @@
 #define BORVANE_DOCTREE_DOC_H_
 
 #include <cstdint>
+#include <functional>
 
 #include "borvane/automation/binding.h"
 #include "borvane/doctree/doc_node.h"
@@ -43,6 +44,10 @@ class Doc : public Dispatchable<Doc> {
   void Clear();
   // The text of the tree of position 1, or of StartNodeKey (guarded: "Doc:WriteXML Method").
   String WriteXML(bool& indent, String& StartNodeKey);
+  // The same text, passed to `write` a piece at a time as it is made, for a caller that writes
+  // it out: a large tree's text is never held whole. Not on the automation interface.
+  void WriteXMLTo(const std::function<void(std::u16string_view)>& write, bool indent,
+                  const String& StartNodeKey = String());
   // Adds the nodes of the text, below ParentKey when given (guarded: "Doc:ReadXML Method").
   void ReadXML(String& XMLText, String& ParentKey);
   // The thread's path separator, shared by every Doc and DocNode of the thread.

@@ -9,6 +9,7 @@
 #define BORVANE_DOCTREE_DOC_NODE_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "borvane/automation/binding.h"
@@ -79,6 +80,9 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   void WriteNode(CStringBuilder& builder, bool& indent);
   // The same text, as the whole content of `out`, written into storage of its measured size.
   void WriteNode(std::u16string& out, bool indent);
+  // The same text, passed to `write` a piece at a time. Error 6, before anything is passed,
+  // when the text would be longer than a text of the library can be.
+  void WriteNode(const std::function<void(std::u16string_view)>& write, bool indent);
   // Characters of that text at most.
   size_t TextBound(bool indent);
   // Walks this node's subtree in document order without recursion: open(node, level) on the
@@ -86,6 +90,11 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   // `indent` is set, else they are 0.
   template <class Open, class Close>
   void Walk(bool indent, Open&& open, Close&& close);
+  // Writes the text of this node's subtree into `out` (a sink of the writer).
+  template <class Sink>
+  void WriteInto(Sink& out, bool indent);
+  // The text's length, or a measure above it; error 6 when it passes the largest text.
+  size_t CheckedTextSize(bool indent);
   // Library-internal: unlinks this node and its subtree, empties their attributes, and appends
   // their keys to Keys, comma-separated, children before parents.
   void RemoveNode(String& Keys);

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 #include <vector>
@@ -109,6 +110,72 @@ class TextSink {
   char16_t* end_;
 };
 
+// Counts what would be written, for a text whose measure passes the largest text: the exact
+// length tells at once, without writing, whether it fits.
+class CountingSink {
+ public:
+  void Put(char16_t) { ++count_; }
+  void Put(std::u16string_view text) { count_ += text.size(); }
+  void PutRun(std::u16string_view text) { count_ += text.size(); }
+  void Tabs(int32_t count) { count_ += static_cast<size_t>(count); }
+  char16_t* Room(size_t count) {
+    if (scratch_.size() < count) scratch_.resize(count);
+    return scratch_.data();
+  }
+  void Advance(char16_t* to) { count_ += static_cast<size_t>(to - scratch_.data()); }
+  size_t size() const { return count_; }
+
+ private:
+  size_t count_ = 0;
+  std::u16string scratch_;
+};
+
+// Passes the text on a piece at a time, for a caller that writes it out as it comes.
+class StreamSink {
+ public:
+  explicit StreamSink(const std::function<void(std::u16string_view)>& write) : write_(write) {
+    buffer_.resize(kPiece + kNumberTextMax);
+  }
+  void Put(char16_t ch) {
+    buffer_[used_++] = ch;
+    if (used_ >= kPiece) Flush();
+  }
+  void Put(std::u16string_view text) { PutRun(text); }
+  void PutRun(std::u16string_view text) {
+    while (!text.empty()) {
+      const size_t n = std::min(text.size(), kPiece - used_);
+      std::memcpy(buffer_.data() + used_, text.data(), n * sizeof(char16_t));
+      used_ += n;
+      text.remove_prefix(n);
+      if (used_ >= kPiece) Flush();
+    }
+  }
+  void Tabs(int32_t count) {
+    for (int32_t i = 0; i < count; ++i) Put(u'\t');
+  }
+  char16_t* Room(size_t count) {
+    if (used_ + count > buffer_.size()) {
+      Flush();
+      if (count > buffer_.size()) buffer_.resize(count);
+    }
+    return buffer_.data() + used_;
+  }
+  void Advance(char16_t* to) {
+    used_ = static_cast<size_t>(to - buffer_.data());
+    if (used_ >= kPiece) Flush();
+  }
+  void Flush() {
+    if (used_ > 0) write_(std::u16string_view(buffer_.data(), used_));
+    used_ = 0;
+  }
+
+ private:
+  static constexpr size_t kPiece = 64 * 1024;
+  const std::function<void(std::u16string_view)>& write_;
+  std::u16string buffer_;
+  size_t used_ = 0;
+};
+
 // The number of `ch` in `text`, eight units at a time where SSE2 is there: the measure of a
 // long String value looks at all of it.
 size_t CountUnit(std::u16string_view text, char16_t ch) {
@@ -156,7 +223,8 @@ size_t ValueTextBound(const Variant& value) {
   }
 }
 
-void AppendValueText(TextSink& out, const Variant& value) {
+template <class Sink>
+void AppendValueText(Sink& out, const Variant& value) {
   // The usual types first, without the call that VarType costs.
   if (const String* string = value.GetIf<String>()) {
     out.Put(u'"');
@@ -208,10 +276,8 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   }
 }
 
-void DocNode::WriteNode(std::u16string& result, bool indent) {
-  Ref<DocNode> keep(this);
-  // The builder counts its bytes in a Long: a text past that fails below, and needs no room.
-  TextSink out(std::min(TextBound(indent), static_cast<size_t>(INT32_MAX / 2) + 1));
+template <class Sink>
+void DocNode::WriteInto(Sink& out, bool indent) {
   auto put = [&out](std::u16string_view text) { out.Put(text); };
   auto open = [&](DocNode* n, int32_t level) {
     if (indent) out.Tabs(level);
@@ -249,9 +315,42 @@ void DocNode::WriteNode(std::u16string& result, bool indent) {
     out.Put(u">\n");
   };
   Walk(indent, open, close);
-  // The builder counts its bytes in a Long.
-  if (out.size() > static_cast<size_t>(INT32_MAX / 2)) ThrowPlatformError(kErrOverflow);
+}
+
+namespace {
+
+// The largest text: the builder counts its bytes in a Long.
+constexpr size_t kMaxText = static_cast<size_t>(INT32_MAX / 2);
+
+}  // namespace
+
+size_t DocNode::CheckedTextSize(bool indent) {
+  size_t bound = TextBound(indent);
+  if (bound > kMaxText) {
+    // The measure is above the exact length: count that before refusing, and refuse before
+    // writing anything (a deep tree written with indentation grows with its depth squared).
+    CountingSink count;
+    WriteInto(count, indent);
+    if (count.size() > kMaxText) ThrowPlatformError(kErrOverflow);
+    bound = count.size();
+  }
+  return bound;
+}
+
+void DocNode::WriteNode(std::u16string& result, bool indent) {
+  Ref<DocNode> keep(this);
+  TextSink out(CheckedTextSize(indent));
+  WriteInto(out, indent);
+  if (out.size() > kMaxText) ThrowPlatformError(kErrOverflow);
   result = out.Take();
+}
+
+void DocNode::WriteNode(const std::function<void(std::u16string_view)>& write, bool indent) {
+  Ref<DocNode> keep(this);
+  CheckedTextSize(indent);
+  StreamSink out(write);
+  WriteInto(out, indent);
+  out.Flush();
 }
 
 size_t DocNode::TextBound(bool indent) {
@@ -282,6 +381,15 @@ void DocNode::WriteXMLNode(String& XMLText, bool& indent) {
   std::u16string out;
   WriteNode(out, indent);
   XMLText = String(std::move(out));
+}
+
+void Doc::WriteXMLTo(const std::function<void(std::u16string_view)>& write, bool indent,
+                     const String& StartNodeKey) {
+  Guarded("Doc:WriteXML Method", [&] {
+    Ref<DocNode> start = Item(Variant(int32_t{1}));
+    if (!StartNodeKey.empty()) start = Item(Variant(StartNodeKey));
+    start->WriteNode(write, indent);
+  });
 }
 
 String Doc::WriteXML(bool& indent, String& StartNodeKey) {

@@ -35,6 +35,27 @@ TEST(DeepTest, MillionLevelsReadWriteSelectAndRemove) {
   EXPECT_EQ(doc->Count(), 0);
 }
 
+TEST(DeepTest, AnIndentedTextComesOutInPiecesAsWhole) {
+  // Indented, a chain's text grows with its depth squared: the pieces are that text, a bounded
+  // piece at a time.
+  std::u16string text;
+  for (int i = 0; i < 2000; ++i) text += u"<a>";
+  text += u"1.5";
+  Ref<Doc> doc = MakeRef<Doc>();
+  Read(*doc, String(std::move(text)));
+  std::u16string pieces;
+  size_t largest = 0;
+  doc->WriteXMLTo(
+      [&](std::u16string_view piece) {
+        pieces += piece;
+        largest = std::max(largest, piece.size());
+      },
+      true);
+  EXPECT_EQ(String(pieces), Write(*doc, true));
+  EXPECT_GT(pieces.size(), size_t{4'000'000});
+  EXPECT_LE(largest, size_t{64 * 1024 + 64});
+}
+
 TEST(DeepTest, ReleasedDocFreesItsTreeButHeldNodesStayUsable) {
   int64_t before = LiveObjectCount();
   Ref<DocNode> held_top, held_mid;

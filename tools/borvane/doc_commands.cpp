@@ -1,6 +1,7 @@
 // borvane doc format | select | find
 #include <cstdio>
 
+#include "borvane/doctree/doc_node.h"
 #include "tools/borvane/tool.h"
 
 namespace borvane::tool {
@@ -29,6 +30,20 @@ Object LoadDoc(const std::string& path) {
   return doc;
 }
 
+// Writes the node's subtree, indented, as it is made: a deep tree's indented text grows with
+// its depth squared, and is never held whole.
+void WriteOut(DocNode* node, const std::string& path) {
+  TextPrinter out;
+  try {
+    node->WriteNode(out.Sink(), true);
+  } catch (const Error& e) {
+    if (e.Number() != kErrOverflow) throw;
+    throw ToolError{(path == "-" ? std::string("standard input") : path) +
+                    ": the indented text would be longer than the 2^30 characters a text of "
+                    "the library can hold"};
+  }
+}
+
 }  // namespace
 
 int DocCommand(const Args& args) {
@@ -39,8 +54,11 @@ int DocCommand(const Args& args) {
   if (args.empty()) throw UsageError{std::string("missing doc command\n") + kDocUsage};
   const std::string& sub = args[0];
   if (sub == "format" && args.size() == 2) {
+    // Written out as it is made: a deep tree's indented text grows with its depth squared, and
+    // is never held whole.
     Object doc = LoadDoc(args[1]);
-    Print(CStr(CallByName(doc, "WriteXML", VbMethod, {Variant(true)})));
+    Object root = CallByName(doc, "Item", VbGet, {Variant(int32_t{1})}).ToObject();
+    WriteOut(static_cast<DocNode*>(root.Get()), args[1]);
     return 0;
   }
   if (sub == "select" && args.size() == 3) {
@@ -60,9 +78,7 @@ int DocCommand(const Args& args) {
       std::fprintf(stderr, "borvane: no node named '%s'\n", args[2].c_str());
       return 1;
     }
-    std::vector<Variant> write_args = {Variant(String()), Variant(true)};
-    CallByName(found, "WriteXMLNode", VbMethod, write_args);
-    Print(CStr(write_args[0]));
+    WriteOut(static_cast<DocNode*>(found.Get()), args[1]);
     return 0;
   }
   throw UsageError{kDocUsage};

@@ -114,6 +114,24 @@ void Print(const String& text) {
   const std::string bytes = text.ToUtf8();
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
+void TextPrinter::Put(std::u16string_view piece) {
+  std::u16string joined;
+  if (!pending_.empty()) {
+    joined = pending_ + std::u16string(piece);
+    piece = joined;
+    pending_.clear();
+  }
+  if (!piece.empty() && piece.back() >= 0xD800 && piece.back() < 0xDC00) {
+    pending_ = piece.back();
+    piece.remove_suffix(1);
+  }
+  Print(String(piece));
+}
+
+TextPrinter::~TextPrinter() {
+  if (!pending_.empty()) Print(String(pending_));
+}
+
 void PrintLine(const String& text) {
   Print(text);
   std::fputc('\n', stdout);

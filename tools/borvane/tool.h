@@ -3,7 +3,9 @@
 #define BORVANE_TOOLS_BORVANE_TOOL_H_
 
 #include <cstdio>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "borvane/borvane.h"
@@ -33,7 +35,20 @@ std::string ReadBytes(const std::string& path);
 // A folder raises error 75 with the path as its Source.
 std::string PathFor(const std::string& path);
 
-void Print(const String& text);           // UTF-8, no line end added
+void Print(const String& text);  // UTF-8, no line end added
+
+// Prints a text that comes in pieces (UTF-16, as the library makes it) as UTF-8 as it comes,
+// a character cut between two pieces included.
+class TextPrinter {
+ public:
+  const std::function<void(std::u16string_view)>& Sink() { return sink_; }
+  ~TextPrinter();
+
+ private:
+  void Put(std::u16string_view piece);
+  std::u16string pending_;  // a first half of a character that the next piece ends
+  std::function<void(std::u16string_view)> sink_ = [this](std::u16string_view p) { Put(p); };
+};
 void PrintLine(const String& text = "");  // UTF-8 and a line feed
 inline Variant V(const char* utf8) {
   return Variant(String(utf8));
