@@ -1,7 +1,7 @@
-// Arbitrary bytes as a compiled help file, read as the help server's reader process reads one:
-// open, the tables, the contents and index, a topic, and the pass of the search index. chmlib
-// itself is in the run, so that what it does with a hostile file is found here (the reader
-// process contains it for users; see chm_reader.h).
+// Arbitrary bytes as a compiled help file, read as the help server reads one: through a reader
+// process (chmlib crashes, loops and runs out of memory on hostile files, and the reader takes
+// that on itself), with the tables, the contents and index, a topic and the search index of
+// what it gives parsed here.
 #include <unistd.h>
 
 #include <cstddef>
@@ -11,9 +11,10 @@
 #include <fstream>
 #include <string>
 
-#include "borvane/platform/help/chm_archive.h"
+#include "borvane/platform/help/chm_reader.h"
 #include "borvane/platform/help/help_search.h"
 #include "borvane/platform/help/help_tables.h"
+#include "borvane/platform/help/help_viewer.h"
 
 using namespace borvane::platform;
 
@@ -28,29 +29,33 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                 std::filesystem::remove_all(folder, ignored);
                               }) == 0;
   (void)cleaned;
+  static const std::string program = HelpServerProgram();
+  if (program.empty()) std::abort();  // the build makes it beside the library
   const std::string path = folder + "/input.chm";
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  std::unique_ptr<ChmArchive> archive = ChmArchive::Open(path);
-  if (!archive) return 0;
-  // The reader's bound: 64 times the file, at least 16 MB.
-  const uint64_t bound = std::max<uint64_t>(16 << 20, uint64_t{64} * size);
+  ReaderLimits limits;
+  limits.open_ms = limits.request_ms = limits.pass_ms = 5000;
+  std::unique_ptr<ChmReader> reader = ChmReader::Start({program}, path, limits, nullptr);
+  if (!reader) return 0;
   std::string system, bytes;
-  archive->Read("#SYSTEM", system, bound);
+  reader->Read("#SYSTEM", system);
   HelpSystemInfo info = ParseHelpSystem(system);
-  for (const std::string& name : {info.contents_file, info.index_file, info.default_topic})
-    if (!name.empty() && archive->Read(name, bytes, bound) == ChmArchive::Result::kOk)
-      ParseSitemap(bytes);
+  for (const std::string& name : {info.contents_file, info.index_file}) {
+    if (name.empty() || reader->Read(name, bytes) != ReadStatus::kOk) continue;
+    std::vector<SitemapEntry> entries = ParseSitemap(bytes);
+    for (size_t i : KeywordEntries(entries, "a")) EntryTopic(entries, i);
+  }
+  if (!info.default_topic.empty() && reader->Read(info.default_topic, bytes) == ReadStatus::kOk)
+    PageText(bytes);
   std::string ivb, strings;
-  archive->Read("#IVB", ivb, bound);
-  archive->Read("#STRINGS", strings, bound);
+  reader->Read("#IVB", ivb);
+  reader->Read("#STRINGS", strings);
   ParseContextMap(ivb, strings);
-  // The listing can loop on a hostile file (the reader's time limit ends that for users): a
-  // fuzz run takes a bounded part of it.
-  int listed = 0;
-  archive->List([&](std::string_view, uint64_t) { return ++listed < 10'000; });
-  SearchIndex index;
-  index.Load(MakeSearchIndex(*archive, bound));
-  index.Find("a b", 10);
+  if (reader->BuildSearchIndex(bytes) == ReadStatus::kOk) {
+    SearchIndex index;
+    index.Load(bytes);
+    index.Find("a b", 10);
+  }
   return 0;
 }

@@ -331,6 +331,19 @@ TEST(ChmReaderTest, HostileFilesAreRefusedOrContained) {
   EXPECT_EQ(why, "not a compiled help file");
 }
 
+// Files on which chmlib divides by zero or asks for gigabytes, found by the fuzz target: the
+// reader process takes the fault, and the caller gets 0 at once.
+TEST_F(Viewer, FilesThatCrashTheReaderGiveZero) {
+  for (const char* name :
+       {"fpe-in-open.chm", "fpe-in-open-2.chm", "fpe-in-retrieve.chm", "huge-allocation.chm"}) {
+    const std::string file = std::string(BORVANE_SOURCE_DIR) + "/tests/data/chm-crashes/" + name;
+    EXPECT_EQ(Call(file, HH_HELP_CONTEXT, int32_t{1001}), 0) << name;
+    EXPECT_EQ(Call(file, HH_KEYWORD_LOOKUP, Link("fonts")), 0) << name;
+  }
+  // The server lives on.
+  EXPECT_NE(Call(chm_, HH_DISPLAY_TOPIC, int32_t{0}), 0);
+}
+
 TEST(ChmReaderTest, AReaderEndsWithItsParent) {
   ScratchFolder dir;
   ChmBuilder loop;
