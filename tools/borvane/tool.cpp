@@ -19,8 +19,8 @@ std::vector<std::string> g_temp_files;
 
 }  // namespace
 
-String ReadTextFile(const std::string& path) {
-  return String::FromUtf8(ReadBytes(path));
+String ReadTextFile(const std::string& path, platform::TextEncoding* encoding) {
+  return platform::DecodeText(ReadBytes(path), encoding);
 }
 
 std::string ReadBytes(const std::string& path) {

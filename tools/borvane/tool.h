@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "borvane/borvane.h"
+#include "borvane/platform/files/text_encoding.h"
 
 namespace borvane::tool {
 
@@ -22,10 +23,11 @@ struct ToolError {
   std::string message;
 };
 
-// Reads a whole file as UTF-8 text ("-" is standard input). Raises the platform's file error
-// (53 for a missing file, 70 for one that may not be read, 75 for a folder) with the path as
-// its Source.
-String ReadTextFile(const std::string& path);
+// Reads a whole text file ("-" is standard input) in its own encoding, as the platform decides
+// it (valid UTF-8 is UTF-8, else Windows-1252), which `encoding` receives when given. Raises
+// the platform's file error (53 for a missing file, 70 for one that may not be read, 75 for a
+// folder) with the path as its Source.
+String ReadTextFile(const std::string& path, platform::TextEncoding* encoding = nullptr);
 // Reads a whole file as bytes ("-" is standard input), raising as ReadTextFile does.
 std::string ReadBytes(const std::string& path);
 // A path the library can open: "-" is copied to a temporary file first (removed by
