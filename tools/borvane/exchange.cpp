@@ -1,7 +1,9 @@
 #include "tools/borvane/exchange.h"
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "borvane/platform/files/text_encoding.h"
