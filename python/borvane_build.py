@@ -79,7 +79,9 @@ def _build():
     """Builds the module for this Python: the paths of the module and of the library."""
     if shutil.which("cmake") is None:
         raise BuildError("building borvane needs CMake 3.25 or later on PATH (Debian: cmake)")
-    build = SOURCE / "build" / "pip" / _tag()
+    # One build per interpreter (venvs of one share it): CMake keeps the Python it found.
+    interpreter = hashlib.sha1(os.path.realpath(sys.executable).encode()).hexdigest()[:8]
+    build = SOURCE / "build" / "pip" / f"{_tag()}-{interpreter}"
     configure = ["cmake", "-S", str(SOURCE), "-B", str(build), "-DCMAKE_BUILD_TYPE=Release",
                  "-DBORVANE_BUILD_TESTS=OFF", f"-DPython_EXECUTABLE={sys.executable}",
                  # The module finds the library beside itself once installed.
