@@ -115,14 +115,13 @@ String GetValue(const std::string& path, const std::string& section, const std::
   platform::PrivateProfile& profile = platform::Profile();
   platform::ProfileBatch batch(profile, library_path);
   const CodePage cp = profile.CodePageOf(library_path);
-  // The whole section, however long: the buffer grows until the lines fit.
-  std::string buffer;
-  uint32_t n = 0;
-  for (uint32_t size = 32767;; size *= 4) {
-    buffer.assign(size, '\0');
-    n = profile.GetSection(String::FromUtf8(section), buffer.data(), size, library_path);
-    if (n < size - 2 || size > (1u << 29)) break;
-  }
+  // The whole section, however long: its lines, each with a NUL in place of its line end, and
+  // the list's closing NUL take no more room than the file and two bytes.
+  std::error_code ignored;
+  uint64_t room = std::max<uint64_t>(32767, std::filesystem::file_size(file, ignored) + 2);
+  std::string buffer(static_cast<size_t>(std::min<uint64_t>(room, UINT32_MAX)), '\0');
+  uint32_t n = profile.GetSection(String::FromUtf8(section), buffer.data(),
+                                  static_cast<uint32_t>(buffer.size()), library_path);
   const String wanted = UCase(Trim(String::FromUtf8(key)));
   String value;
   std::string_view rest(buffer.data(), n);
