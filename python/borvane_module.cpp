@@ -7,6 +7,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -25,11 +26,15 @@ namespace {
 
 // Held for the life of the process (never released: the interpreter may be gone when static
 // objects are destroyed).
-py::handle g_error_type;  // borvane.Error
-py::handle g_missing;     // borvane.Missing
-py::handle g_decimal;     // decimal.Decimal
-py::handle g_datetime;    // datetime.datetime
-py::handle g_timedelta;   // datetime.timedelta
+py::handle g_error_type;   // borvane.Error
+py::handle g_key_error;    // borvane.KeyNotFound: also a KeyError
+py::handle g_index_error;  // borvane.IndexOutOfRange: also an IndexError
+py::handle g_missing;      // borvane.Missing
+py::handle g_member;       // borvane._member: makes the function of one member
+py::handle g_call;         // borvane._call: what that function calls
+py::handle g_decimal;      // decimal.Decimal
+py::handle g_datetime;     // datetime.datetime
+py::handle g_timedelta;    // datetime.timedelta
 
 // An object of the library, as Python holds it.
 struct Dispatch {
@@ -41,10 +46,22 @@ struct PyRecord {
   Record record;
 };
 
-[[noreturn]] void Raise(const Error& e) {
-  py::object error = g_error_type(e.Number(), e.Source().ToUtf8(), e.Description().ToUtf8());
-  PyErr_SetObject(g_error_type.ptr(), error.ptr());
+[[noreturn]] void RaiseAs(py::handle type, const Error& e) {
+  py::object error = type(e.Number(), e.Source().ToUtf8(), e.Description().ToUtf8());
+  PyErr_SetObject(type.ptr(), error.ptr());
   throw py::error_already_set();
+}
+
+[[noreturn]] void Raise(const Error& e) {
+  RaiseAs(g_error_type, e);
+}
+
+// A failed lookup of an item, as Python's protocols name it: a missing key (5) is a KeyError,
+// a position out of range (9) an IndexError, and both stay borvane.Error with the number.
+[[noreturn]] void RaiseItemError(const Error& e) {
+  if (e.Number() == kErrInvalidCall) RaiseAs(g_key_error, e);
+  if (e.Number() == kErrSubscript) RaiseAs(g_index_error, e);
+  Raise(e);
 }
 
 template <class F>
@@ -230,10 +247,53 @@ const MemberInfo* MemberFor(const Dispatch& d, const String& name, bool get) {
   return nullptr;
 }
 
+// The by-reference parameters that a member writes back as part of its job, by class and
+// member: a call of one of these gives its result and what it wrote, every other call its
+// plain result. Other by-reference parameters are by reference only as the interface
+// declares them; what the callee may leave in them is not part of the answer.
+struct WritesBack {
+  const char16_t* cls;
+  const char16_t* member;
+  std::vector<const char16_t*> params;
+};
+
+const std::vector<WritesBack>& WritesBackTable() {
+  static const std::vector<WritesBack> table = {
+      {u"Doc", u"Add", {u"Key"}},                          // the key it generates
+      {u"DocNode", u"WriteXMLNode", {u"XMLText"}},         // the text of the subtree
+      {u"FontFunctions", u"GetTTFontInfo", {u"TTFInfo"}},  // the names found
+      {u"FontFunctions", u"GetBitmapFontInfo", {u"BitmapInfo"}},
+      {u"FontFunctions", u"FontFamilyname", {u"sStyle"}},
+      {u"FontFunctions", u"FontFilename", {u"sFontStyle"}},  // in and out
+      {u"FontFunctions", u"GetFontStylename", {u"sBold", u"sItalic"}},
+      {u"FontFunctions", u"UnInstallBitmapFont", {u"strSourcePath"}},  // the folder it used
+      {u"FontFunctions", u"UnInstallTTFont", {u"strSourcePath"}},
+      {u"HTMLHelp", u"EnsureFileExists", {u"FileToFind"}},  // the full path found
+  };
+  return table;
+}
+
+// The positions of the parameters of `m`, a member of `cls`, that it writes back.
+const std::vector<size_t>& WrittenBack(const ClassInfo& cls, const MemberInfo& m) {
+  static std::unordered_map<const MemberInfo*, std::vector<size_t>> cache;
+  auto found = cache.find(&m);
+  if (found != cache.end()) return found->second;
+  std::vector<size_t> positions;
+  for (const WritesBack& w : WritesBackTable()) {
+    if (UCase(cls.name) != UCase(String(w.cls)) || UCase(m.name) != UCase(String(w.member)))
+      continue;
+    for (const char16_t* name : w.params)
+      for (size_t i = 0; i < m.params.size(); ++i)
+        if (m.params[i].by_ref && UCase(m.params[i].name) == UCase(String(name)))
+          positions.push_back(i);
+  }
+  return cache.emplace(&m, std::move(positions)).first->second;
+}
+
 // Calls the member with Python arguments (keywords by parameter name, case-blind). Gives the
-// result, or a tuple of the result and the by-reference arguments the caller passed.
-py::object Call(const Dispatch& d, const String& name, VbCallType kind, py::args args,
-                py::kwargs kwargs) {
+// plain result, or, for a member that writes arguments back, the result and what it wrote.
+py::object Call(const Dispatch& d, const String& name, VbCallType kind, const py::tuple& args,
+                const py::dict& kwargs) {
   const MemberInfo* m = MemberFor(d, name, kind != VbLet && kind != VbSet);
   std::vector<Variant> values;
   for (py::handle a : args) values.push_back(FromPython(a));
@@ -248,44 +308,66 @@ py::object Call(const Dispatch& d, const String& name, VbCallType kind, py::args
     if (!values[at].IsMissing()) throw py::type_error(wanted.ToUtf8() + " given twice");
     values[at] = FromPython(value);
   }
-  // What each text argument held, to tell an argument the callee left alone: the binding
-  // replaces an argument only when it changed, and a replaced text has storage of its own.
-  std::vector<py::handle> given(values.size());
-  std::vector<const char16_t*> storage(values.size(), nullptr);
-  for (size_t i = 0; i < args.size(); ++i) given[i] = args[i];
-  for (auto [key, value] : kwargs)
-    for (size_t i = 0; m && i < m->params.size() && i < values.size(); ++i)
-      if (UCase(m->params[i].name) == UCase(Text(key))) given[i] = value;
-  for (size_t i = 0; i < values.size(); ++i)
-    if (values[i].IsString()) storage[i] = values[i].StringRef().data();
-  Variant result = CallByName(d.object, name, kind, values);
-  py::list by_ref;
-  for (size_t i = 0; m && i < values.size() && i < m->params.size(); ++i) {
-    if (!m->params[i].by_ref || values[i].IsMissing()) continue;
-    // A short text may sit inside the argument itself, whatever replaced it: only a text with
-    // storage of its own can be told unchanged by where it is.
-    bool unchanged = storage[i] && values[i].IsString() && values[i].StringRef().size() > 64 &&
-                     values[i].StringRef().data() == storage[i] && given[i];
-    by_ref.append(unchanged ? py::reinterpret_borrow<py::object>(given[i]) : ToPython(values[i]));
+  static const std::vector<size_t> kNone;
+  const std::vector<size_t>& outs = m ? WrittenBack(d.object->GetClassInfo(), *m) : kNone;
+  // What a member writes back need not be given: it starts out empty.
+  for (size_t i : outs) {
+    if (values.size() <= i) values.resize(i + 1, Variant::Missing());
+    if (values[i].IsMissing()) values[i] = Variant();
   }
-  if (by_ref.empty()) return ToPython(result);
+  Variant result;
+  try {
+    result = CallByName(d.object, name, kind, values);
+  } catch (const Error& e) {
+    if (m && m->memid == DISPID_VALUE) RaiseItemError(e);
+    throw;
+  }
+  if (outs.empty()) return ToPython(result);
   py::list all;
-  all.append(ToPython(result));
-  for (py::handle h : by_ref) all.append(h);
+  if (!m->return_type.IsVoid()) all.append(ToPython(result));
+  for (size_t i : outs) all.append(ToPython(values[i]));
+  if (all.size() == 1) return all[0];
   return py::tuple(all);
 }
 
-// The member as help() shows it: its name and parameters (optional ones in brackets), then
-// its help string.
-std::string Signature(const MemberInfo& m) {
-  std::string text = m.name.ToUtf8() + "(";
+// The name of a parameter's or a result's type, as the type information gives it.
+std::string TypeNameOf(const TypeRef& t) {
+  if (t.desc) {
+    // An object type bears its interface's name: the class's, behind an underscore.
+    std::string name = t.desc->Name().ToUtf8();
+    if (t.desc->Kind() == TKIND_DISPATCH && name.size() > 1 && name[0] == '_') name.erase(0, 1);
+    return name;
+  }
+  if (t.vartype == vbVariant) return "Variant";
+  if (t.vartype == vbObject) return "Object";
+  return TypeName(t.TypedVariant()).ToUtf8();
+}
+
+// The member's help text: its help string, its parameters with their types, and what a call
+// gives.
+std::string Help(const ClassInfo& cls, const MemberInfo& m) {
+  std::string text = m.help_string.ToUtf8();
+  if (!text.empty()) text += "\n\n";
+  const std::vector<size_t>& outs = WrittenBack(cls, m);
   for (size_t i = 0; i < m.params.size(); ++i) {
     const ParamInfo& p = m.params[i];
-    text += (i ? ", " : "") + std::string(p.optional ? "[" : "") + p.name.ToUtf8() +
-            (p.optional ? "]" : "");
+    text += p.name.ToUtf8() + ": " + TypeNameOf(p.type);
+    if (p.optional) text += ", optional";
+    if (std::find(outs.begin(), outs.end(), i) != outs.end()) text += ", written back";
+    text += "\n";
   }
-  text += ")";
-  if (!m.help_string.empty()) text += "\n\n" + m.help_string.ToUtf8();
+  std::string result = m.return_type.IsVoid() ? "" : TypeNameOf(m.return_type);
+  if (outs.empty()) {
+    text += result.empty() ? "Gives None." : "Gives a " + result + ".";
+  } else {
+    std::vector<std::string> parts;
+    if (!result.empty()) parts.push_back("the " + result);
+    for (size_t i : outs) parts.push_back(m.params[i].name.ToUtf8());
+    std::string list;
+    for (size_t i = 0; i < parts.size(); ++i) list += (i ? ", " : "") + parts[i];
+    text += parts.size() == 1 ? "Gives " + list + " as the call left it."
+                              : "Gives a tuple: " + list + ", as the call left them.";
+  }
   return text;
 }
 
@@ -335,7 +417,31 @@ const Lookup& FindLookup(const Dispatch& d, PyObject* name) {
   return cache.emplace(LookupKey{&cls, name}, lookup).first->second;
 }
 
-py::object GetAttribute(const Dispatch& d, const py::str& name) {
+// The Python function of a member of a class's objects, made at its first use.
+py::handle MemberFunction(const ClassInfo& cls, const MemberInfo& m) {
+  static std::unordered_map<const MemberInfo*, py::handle> functions;  // held for the process
+  auto found = functions.find(&m);
+  if (found != functions.end()) return found->second;
+  py::list params;
+  for (const ParamInfo& p : m.params) {
+    if (!p.optional) {
+      params.append(py::make_tuple(p.name.ToUtf8()));
+      continue;
+    }
+    py::object fallback = py::reinterpret_borrow<py::object>(g_missing);
+    try {
+      if (!p.default_value.IsMissing()) fallback = ToPython(p.default_value);
+    } catch (const Error&) {
+    }
+    params.append(py::make_tuple(p.name.ToUtf8(), fallback));
+  }
+  VbCallType kind = m.invoke_kind == INVOKE_FUNC ? VbMethod : VbGet;
+  py::object function =
+      g_member(g_call, m.name.ToUtf8(), static_cast<int>(kind), Help(cls, m), params);
+  return functions.emplace(&m, function.release()).first->second;
+}
+
+py::object GetAttribute(py::handle self, const Dispatch& d, const py::str& name) {
   if (!d.object) ThrowPlatformError(kErrObjectNotSet);
   const Lookup& lookup = FindLookup(d, name.ptr());
   const MemberInfo* m = lookup.member;
@@ -347,15 +453,12 @@ py::object GetAttribute(const Dispatch& d, const py::str& name) {
   if (lookup.call_later) {
     // A method is a function to call, as an automation client in Python gives it: reading
     // `doc.Clear` must not clear the document. A property is read at once unless it needs
-    // arguments (an indexed property), which then come in a call. The function bears the
-    // member's name and help, for help().
-    VbCallType kind = m->invoke_kind == INVOKE_FUNC ? VbMethod : VbGet;
-    String member_name = m->name;
-    return py::cpp_function(
-        [d, member_name, kind](py::args args, py::kwargs kwargs) {
-          return Guard([&] { return Call(d, member_name, kind, args, kwargs); });
-        },
-        py::name(m->name.ToUtf8().c_str()), py::doc(Signature(*m).c_str()));
+    // arguments (an indexed property), which then come in a call. The function is made once
+    // per member, with the member's name, parameters and help for help() and inspect, and
+    // bound to the object here.
+    PyObject* method = PyMethod_New(MemberFunction(d.object->GetClassInfo(), *m).ptr(), self.ptr());
+    if (!method) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(method);
   }
   std::vector<Variant> none;
   Object keep = d.object;
@@ -375,7 +478,7 @@ void SetAttribute(const Dispatch& d, const std::string& name, const py::object& 
   CallByName(d.object, member, has_set && (v.IsObject() || !has_let) ? VbSet : VbLet, args);
 }
 
-Variant DefaultMember(const Dispatch& d, py::args args) {
+Variant DefaultMember(const Dispatch& d, const py::tuple& args) {
   const MemberInfo* m = InterfaceOf(d).FindById(DISPID_VALUE, INVOKE_PROPERTYGET | INVOKE_FUNC);
   if (!m) ThrowPlatformError(kErrNoSuchMember);
   std::vector<Variant> values;
@@ -383,23 +486,111 @@ Variant DefaultMember(const Dispatch& d, py::args args) {
   return CallByName(d.object, m->name, VbGet, values);
 }
 
+// Which of Python's protocols a class's objects have, from their members.
+struct Protocols {
+  bool len = false;          // a Count to read
+  bool iterate = false;      // an enumerator
+  bool subscript = false;    // a default member that takes an index
+  bool call = false;         // a default member
+  bool object_item = false;  // the default member gives an object, so no object means none
+};
+
+const Protocols& ProtocolsOf(const Dispatch& d) {
+  static std::unordered_map<const ClassInfo*, Protocols> cache;
+  const ClassInfo& cls = d.object->GetClassInfo();
+  auto found = cache.find(&cls);
+  if (found != cache.end()) return found->second;
+  const InterfaceInfo& iface = cls.default_interface;
+  Protocols p;
+  for (const MemberInfo* m : iface.Find(u"Count"))
+    p.len |= (m->invoke_kind == INVOKE_PROPERTYGET || m->invoke_kind == INVOKE_FUNC) &&
+             !NeedsArguments(*m);
+  p.iterate = iface.FindById(DISPID_NEWENUM, INVOKE_PROPERTYGET | INVOKE_FUNC) != nullptr;
+  if (const MemberInfo* m = iface.FindById(DISPID_VALUE, INVOKE_PROPERTYGET | INVOKE_FUNC)) {
+    p.call = true;
+    p.subscript = !m->params.empty();
+    const TypeRef& r = m->return_type;
+    p.object_item = r.vartype == vbObject || (r.desc && r.desc->Kind() == TKIND_DISPATCH);
+  }
+  return cache.emplace(&cls, p).first->second;
+}
+
+std::string PyName(const Dispatch& d) {
+  return d.object ? d.object->GetClassInfo().name.ToUtf8() : std::string("Object");
+}
+
+// obj[index]: the default member, whose failed lookups are KeyError and IndexError, as is no
+// object from a collection of objects.
+py::object GetItem(const Dispatch& d, const py::object& index) {
+  if (!d.object || !ProtocolsOf(d).subscript)
+    throw py::type_error("'" + PyName(d) + "' object is not subscriptable");
+  Variant item;
+  try {
+    item = DefaultMember(d, py::make_tuple(index));
+  } catch (const Error& e) {
+    RaiseItemError(e);
+  }
+  if (ProtocolsOf(d).object_item && item.IsObject() && !item.ToObject()) {
+    int32_t number = py::isinstance<py::int_>(index) ? kErrSubscript : kErrInvalidCall;
+    RaiseItemError(Error(number, d.object->GetClassInfo().name + String(".Item"),
+                         Error::StandardDescription(number)));
+  }
+  return ToPython(item);
+}
+
 // --- Events and the loop ---------------------------------------------------------------------
+
+// A Python error raised by an event handler of this thread, kept for run_loop to raise.
+struct PendingError {
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+};
+thread_local PendingError t_pending;
 
 int32_t Connect(const Dispatch& d, const std::string& event, py::function callback) {
   return ConnectEvents(d.object, String::FromUtf8(event), [callback](std::vector<Variant>& args) {
     py::gil_scoped_acquire gil;
-    py::list values;
-    for (const Variant& a : args) values.append(ToPython(a));
-    callback(*values);
+    try {
+      py::list values;
+      for (const Variant& a : args) values.append(ToPython(a));
+      callback(*values);
+    } catch (py::error_already_set& e) {
+      // The first error ends the loop; later ones of the same run are dropped.
+      e.restore();
+      PendingError caught;
+      PyErr_Fetch(&caught.type, &caught.value, &caught.traceback);
+      if (t_pending.type) {
+        Py_XDECREF(caught.type);
+        Py_XDECREF(caught.value);
+        Py_XDECREF(caught.traceback);
+      } else {
+        t_pending = caught;
+      }
+    }
   });
 }
 
-// Runs this thread's message loop for `seconds`, delivering timer ticks; a Python error in a
-// handler ends the loop and is raised here.
+// Runs this thread's message loop for `seconds`, delivering timer ticks. The interpreter lock
+// is let go while the loop waits, so that other Python threads run, and taken for each tick's
+// handlers. A Python error in a handler, or a signal such as Ctrl-C, ends the loop and is
+// raised here.
 void RunLoop(double seconds) {
   platform::MessageLoop& loop = platform::MessageLoop::ForThread();
   auto deadline = static_cast<int64_t>(seconds * 1000);
-  loop.RunUntil([] { return PyErr_CheckSignals() != 0; }, deadline);
+  {
+    py::gil_scoped_release release;
+    loop.RunUntil(
+        [] {
+          py::gil_scoped_acquire gil;
+          return t_pending.type != nullptr || PyErr_CheckSignals() != 0;
+        },
+        deadline);
+  }
+  if (t_pending.type) {
+    PyErr_Restore(t_pending.type, t_pending.value, t_pending.traceback);
+    t_pending = PendingError();
+  }
   if (PyErr_Occurred()) throw py::error_already_set();
 }
 
@@ -412,7 +603,7 @@ PyObject* DispatchGetAttro(PyObject* self, PyObject* name) {
     return PyObject_GenericGetAttr(self, name);
   try {
     const Dispatch& d = py::handle(self).cast<const Dispatch&>();
-    return Guard([&] { return GetAttribute(d, py::reinterpret_borrow<py::str>(name)); })
+    return Guard([&] { return GetAttribute(self, d, py::reinterpret_borrow<py::str>(name)); })
         .release()
         .ptr();
   } catch (py::error_already_set& e) {
@@ -435,8 +626,13 @@ PYBIND11_MODULE(borvane, m) {
   g_datetime = py::object(datetime.attr("datetime")).release();
   g_timedelta = py::object(datetime.attr("timedelta")).release();
 
+  // The module's own Python: its errors, the missing marker, and the maker of member functions.
   py::dict ns;
+  ns["__builtins__"] = py::module_::import("builtins");
+  ns["__name__"] = "borvane";
   py::exec(R"py(
+import inspect as _inspect
+
 class Error(Exception):
     """A failure of the library: its error number, Source and description."""
     def __init__(self, number, source, description):
@@ -445,17 +641,43 @@ class Error(Exception):
     def __str__(self):
         return f"{self.source}: {self.description} (error {self.number})"
 
+class KeyNotFound(Error, KeyError):
+    """A key that a collection does not hold: a borvane.Error that is also a KeyError."""
+
+class IndexOutOfRange(Error, IndexError):
+    """A position out of a collection's range: a borvane.Error that is also an IndexError."""
+
 class _MissingType:
     """Passes the missing-argument marker: the parameter takes its default."""
     def __repr__(self):
         return "borvane.Missing"
+
+def _member(call, name, kind, doc, params):
+    """The function of one member, with its name, parameters and help."""
+    def member(self, *args, **kwargs):
+        return call(self, name, kind, args, kwargs)
+    member.__name__ = member.__qualname__ = name
+    member.__doc__ = doc
+    P = _inspect.Parameter
+    try:
+        member.__signature__ = _inspect.Signature(
+            [P("self", P.POSITIONAL_OR_KEYWORD)] +
+            [P(p[0], P.POSITIONAL_OR_KEYWORD, **({"default": p[1]} if len(p) > 1 else {}))
+             for p in params])
+    except (TypeError, ValueError):
+        pass  # a parameter name Python cannot take: help() shows (...)
+    return member
 )py",
-           py::globals(), ns);
+           ns, ns);
   g_error_type = py::object(ns["Error"]).release();
-  g_error_type.attr("__module__") = "borvane";
+  g_key_error = py::object(ns["KeyNotFound"]).release();
+  g_index_error = py::object(ns["IndexOutOfRange"]).release();
   m.attr("Error") = g_error_type;
+  m.attr("KeyNotFound") = g_key_error;
+  m.attr("IndexOutOfRange") = g_index_error;
   g_missing = py::object(ns["_MissingType"]()).release();
   m.attr("Missing") = g_missing;
+  g_member = py::object(ns["_member"]).release();
 
   py::class_<Dispatch>(m, "Object")
       .def("__setattr__",
@@ -464,24 +686,45 @@ class _MissingType:
            })
       .def("__call__",
            [](const Dispatch& d, py::args args) {
-             return Guard([&] { return ToPython(DefaultMember(d, args)); });
+             if (!d.object || !ProtocolsOf(d).call)
+               throw py::type_error("'" + PyName(d) + "' object is not callable");
+             return Guard([&] {
+               try {
+                 return ToPython(DefaultMember(d, args));
+               } catch (const Error& e) {
+                 RaiseItemError(e);
+               }
+             });
            })
       .def("__getitem__",
            [](const Dispatch& d, const py::object& index) {
-             return Guard([&] { return ToPython(DefaultMember(d, py::make_tuple(index))); });
+             return Guard([&] { return GetItem(d, index); });
            })
       .def(
           "__iter__",
           [](const Dispatch& d) {
+            if (!d.object || !ProtocolsOf(d).iterate)
+              throw py::type_error("'" + PyName(d) + "' object is not iterable");
             py::list items;
             Guard([&] { ForEach(d.object, [&](const Variant& v) { items.append(ToPython(v)); }); });
             return items.attr("__iter__")();
           })
       .def("__len__",
            [](const Dispatch& d) {
+             if (!d.object || !ProtocolsOf(d).len)
+               throw py::type_error("object of type '" + PyName(d) + "' has no len()");
              return Guard([&] {
                std::vector<Variant> none;
                return CLng(CallByName(d.object, "Count", VbGet, none));
+             });
+           })
+      // An object is true, and a collection while it holds something.
+      .def("__bool__",
+           [](const Dispatch& d) {
+             if (!d.object || !ProtocolsOf(d).len) return true;
+             return Guard([&] {
+               std::vector<Variant> none;
+               return CLng(CallByName(d.object, "Count", VbGet, none)) != 0;
              });
            })
       .def("__dir__",
@@ -527,6 +770,48 @@ class _MissingType:
         }
         return text + ")";
       });
+
+  m.def(
+      "_call",
+      [](const Dispatch& d, const std::string& name, int kind, const py::tuple& args,
+         const py::dict& kwargs) {
+        return Guard([&] {
+          return Call(d, String::FromUtf8(name), static_cast<VbCallType>(kind), args, kwargs);
+        });
+      },
+      "What a member's function calls: the member by name, with the call's arguments.");
+  g_call = py::object(m.attr("_call")).release();
+  m.def(
+      "_written_back",
+      [] {
+        // The marks on the parameters that members write back, as the type information has
+        // the members: a mark that names nothing there fails here.
+        py::list out;
+        std::vector<const ClassInfo*> classes = RegisteredClasses();
+        // A node comes only out of a document.
+        Object doc = CreateObject("Borvane.Doc");
+        classes.push_back(&CallByName(doc, "Add", VbMethod).ToObject()->GetClassInfo());
+        CallByName(doc, "Clear", VbMethod);
+        for (const WritesBack& w : WritesBackTable()) {
+          const ClassInfo* cls = nullptr;
+          for (const ClassInfo* c : classes)
+            if (c->name == String(w.cls)) cls = c;
+          if (!cls) throw py::value_error("no class " + String(w.cls).ToUtf8());
+          const MemberInfo* member = nullptr;
+          for (const MemberInfo* mi : cls->default_interface.Find(w.member))
+            if (mi->invoke_kind == INVOKE_FUNC) member = mi;
+          if (!member) throw py::value_error("no method " + String(w.member).ToUtf8());
+          py::list names;
+          for (size_t i : WrittenBack(*cls, *member)) names.append(member->params[i].name.ToUtf8());
+          if (names.size() != w.params.size())
+            throw py::value_error("a mark of " + String(w.member).ToUtf8() +
+                                  " names no by-reference parameter");
+          out.append(
+              py::make_tuple(cls->name.ToUtf8() + "." + member->name.ToUtf8(), py::tuple(names)));
+        }
+        return out;
+      },
+      "The members that give back what they write into arguments, with those parameters.");
 
   auto create = [](const std::string& prog_id) {
     return Guard([&] { return Dispatch{CreateObject(String::FromUtf8(prog_id))}; });

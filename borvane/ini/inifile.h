@@ -3,7 +3,9 @@
 //
 // Files are read and written only through the platform's private profile functions, so what
 // survives a round trip is what the tree holds: section and key order and the first spelling
-// of each name; no comments, blank lines, repeated keys, or sections without keys.
+// of each name; no comments, blank lines, repeated keys, or sections without keys. Text
+// crosses in the file's own code page (platform/files/text_encoding.h), which a written file
+// keeps, with its byte-order mark.
 #ifndef BORVANE_INI_INIFILE_H_
 #define BORVANE_INI_INIFILE_H_
 
@@ -27,12 +29,13 @@ class Inifile : public Dispatchable<Inifile> {
   // Replaces the file at strPath by the tree. An existing file is first copied to a new
   // temporary file and deleted; on any failure that copy is copied back, and the error leaves
   // with its own Number and Description and the Source "Inifile:WriteInifile" (or, when the
-  // copy back fails too, as that copy's own error). strPath comes back as the ANSI code page
-  // holds it.
+  // copy back fails too, as that copy's own error). strPath comes back as the code page of
+  // file names holds it (UTF-8: nothing is lost).
   void WriteIniFile(String& strPath);
   // Adds the file's content to the tree (known keys take the file's value). 30000 "File not
   // found" with "IniFile:ReadIniFile" when there is no normal file at strPath; 9 for a key
-  // line without "=", with what was read before it left in the tree.
+  // line without "=", with what was read before it left in the tree. The file's limits of
+  // 32767 characters are in bytes of its code page.
   void ReadIniFile(String& strPath);
 
   // Sets a key in the tree, making its section and itself if needed.

@@ -17,10 +17,10 @@ namespace {
 // Both profile readers get a fixed buffer of this size; what does not fit is not read.
 constexpr uint32_t kProfileBuffer = 32767;
 
-// A String handed by reference to a single-byte platform function comes back as the ANSI
-// code page holds it.
-void PassAnsi(String& text) {
-  if (!text.IsNull()) text = FromAnsi(ToAnsi(text));
+// A path handed by reference to a single-byte platform function comes back as the code page
+// of file names holds it: UTF-8, which the file system takes, so that no character is lost.
+void PassFileName(String& path) {
+  if (!path.IsNull()) path = FromCodePage(ToCodePage(path, CodePage::kUtf8), CodePage::kUtf8);
 }
 
 // Calls `item` with the bytes of each piece of the first n - 1 characters of a profile buffer
@@ -68,11 +68,14 @@ void Inifile::ReadIniFile(String& strPath) {
   // One parse of the file serves every call below.
   platform::ProfileBatch batch(profile, strPath);
   std::string buffer(kProfileBuffer, '\0');
-  PassAnsi(strPath);
+  PassFileName(strPath);
   uint32_t n = profile.GetSectionNames(buffer.data(), kProfileBuffer, strPath);
   if (n == 0) return;
+  // The readers deliver the file's text in the file's own code page.
+  const CodePage cp = profile.CodePageOf(strPath);
   std::vector<String> names;
-  ForEachProfileItem(buffer, n, [&](std::string_view name) { names.push_back(FromAnsi(name)); });
+  ForEachProfileItem(buffer, n,
+                     [&](std::string_view name) { names.push_back(FromCodePage(name, cp)); });
   Ref<IniFileSections> sections = Sections();
   for (String& name : names) {
     if (name.empty()) continue;
@@ -93,7 +96,7 @@ void Inifile::ReadIniFile(String& strPath) {
       // The line split at its first "=" into two pieces; a line without one has no second.
       size_t eq = line.find('=');
       if (eq == std::string_view::npos) ThrowPlatformError(kErrSubscript);
-      keys->Add(FromAnsi(line.substr(0, eq)), FromAnsi(line.substr(eq + 1)));
+      keys->Add(FromCodePage(line.substr(0, eq), cp), FromCodePage(line.substr(eq + 1), cp));
     });
   }
 }
@@ -115,7 +118,7 @@ void Inifile::WriteIniFile(String& strPath) {
       // once: the new content replaces the old in one step (or the file goes, when the tree
       // writes nothing), so that the path never holds a part of either.
       platform::ProfileBatch batch(profile, strPath, /*replace=*/true);
-      PassAnsi(strPath);
+      PassFileName(strPath);
       Ref<IniFileSections> sections = Sections();
       for (int32_t s = 1; s <= sections->Count(); ++s) {
         IniFileSection& section = sections->At(s);

@@ -7,21 +7,21 @@ import borvane
 IAG_CHILD = 4  # Doc.Add's relationship that makes the new node a child of its relative
 
 doc = borvane.CreateObject("Borvane.Doc")
-# The by-reference arguments given (Key, Name, Value) come back behind the result, so the
-# key that Add generated for an empty Key is the second item.
-root, key, _name, _value = doc.Add(Key="", Name="settings", Value="")
+# Add writes the key it generates back into its Key argument: the call gives the new node and
+# that key. Calls of members that write nothing back give their result alone.
+root, key = doc.Add(Name="settings", Value="")
 doc.Add(key, IAG_CHILD, borvane.Missing, "width", 640)
 doc.Add(key, IAG_CHILD, borvane.Missing, "title", "Main window")
 
-text = doc.WriteXML(True)[0]  # indent is by reference too
+text = doc.WriteXML(True)
 print(text)
 
 copy = borvane.CreateObject("Borvane.Doc")
 copy.ReadXML(text)
-for node in copy.SelectNodes("width")[0]:
+for node in copy.SelectNodes("width"):
     print(node.Path(), "=", node.Value)
 
 try:
-    copy.Item("missing")
-except borvane.Error as error:
+    copy["missing"]
+except KeyError as error:  # also a borvane.Error, with the library's number
     print("error", error.number, error.description)

@@ -98,21 +98,29 @@ TEST_F(IniFiles, LineWithoutEqualsStopsReadingWithError9) {
   EXPECT_EQ(Dump(ini), String("[a]k=1;[b]x=1;"));
 }
 
-TEST_F(IniFiles, NamesAndValuesComeBackAsTheCodePageReadsTheWholeText) {
-  // Windows-1252: its undefined bytes stay the code units of their value.
-  fs_.Put("/data/a.ini", "[\x80]\n\x81=\x9F\n");
+TEST_F(IniFiles, NamesAndValuesComeBackInTheFilesOwnCodePage) {
+  // Windows-1252: its undefined bytes stay the code units of their value, and a file that is
+  // not valid UTF-8 is Windows-1252 whatever the thread's code page.
+  SetAnsiCodePage(CodePage::kUtf8);
+  fs_.Put("/data/a.ini", "[\x80]\n\x81=\x9F\n[s]\nk\xE2\x82=\xC3v\n");
   Inifile ini;
   String path = "/data/a.ini";
   ini.ReadIniFile(path);
-  EXPECT_EQ(Dump(ini).ToUtf8(), String(u"[\u20AC]\u0081=\u0178;").ToUtf8());
-  // UTF-8: a broken sequence before "=", a NUL or the end of a line takes no more than its own
-  // bytes.
-  SetAnsiCodePage(CodePage::kUtf8);
-  fs_.Put("/data/a.ini", "[s]\nk\xE2\x82=\xC3v=\xF0\n[\xC3]\nx=1\n");
+  SetAnsiCodePage(CodePage::kWindows1252);
+  EXPECT_EQ(Dump(ini).ToUtf8(),
+            String(u"[\u20AC]\u0081=\u0178;[s]k\u00E2\u201A=\u00C3v;").ToUtf8());
+  // UTF-8 with its byte-order mark, which is no part of the first header.
+  fs_.Put("/data/a.ini", "\xEF\xBB\xBF[\xED\x95\x9C]\n\xE2\x82\xAC=\xF0\x9F\x98\x80\n");
   Inifile utf8;
   utf8.ReadIniFile(path);
-  SetAnsiCodePage(CodePage::kWindows1252);
-  EXPECT_EQ(Dump(utf8).ToUtf8(), String(u"[s]k\uFFFD=\uFFFDv=\uFFFD;[\uFFFD]x=1;").ToUtf8());
+  EXPECT_EQ(Dump(utf8).ToUtf8(), "[\xED\x95\x9C]\xE2\x82\xAC=\xF0\x9F\x98\x80;");
+  // Written back, each file keeps its code page and its mark; line ends are a new file's.
+  utf8.WriteIniFile(path);
+  EXPECT_EQ(File("/data/a.ini"), "\xEF\xBB\xBF[\xED\x95\x9C]\r\n\xE2\x82\xAC=\xF0\x9F\x98\x80\r\n");
+  fs_.Put("/data/b.ini", "[old]\nk=\xE9\n");
+  String b = "/data/b.ini";
+  ini.WriteIniFile(b);
+  EXPECT_EQ(File("/data/b.ini"), "[\x80]\r\n\x81=\x9F\r\n[s]\r\nk\xE2\x82=\xC3v\r\n");
 }
 
 TEST_F(IniFiles, NamesBeyondTheFixedBufferAreNotRead) {
@@ -201,20 +209,28 @@ TEST(IniRealFiles, RoundTripInATemporaryFolder) {
   std::string folder = mkdtemp(pattern);
   setenv("TMPDIR", folder.c_str(), 1);
   String path = String(folder) + String("\\a.ini");  // "\" is a separator on the disk
-  {
-    Inifile ini;
-    String s = "S", k = "K", v = "caf\xC3\xA9";
-    ini.WriteKey(s, k, v);
-    ini.WriteIniFile(path);
-    ini.WriteIniFile(path);  // over an existing file
+  // A new file takes the code page that BORVANE_CODEPAGE names, whatever the locale.
+  for (const char* code_page : {"1252", "utf-8"}) {
+    setenv("BORVANE_CODEPAGE", code_page, 1);
+    std::filesystem::remove(folder + "/a.ini");
+    {
+      Inifile ini;
+      String s = "S", k = "K", v = "caf\xC3\xA9";
+      ini.WriteKey(s, k, v);
+      ini.WriteIniFile(path);
+      setenv("BORVANE_CODEPAGE", "1252", 1);
+      ini.WriteIniFile(path);  // over an existing file, which keeps its own
+    }
+    std::string bytes;
+    ASSERT_EQ(platform::FileSystem::Real().ReadFile(path, bytes), 0);
+    EXPECT_EQ(bytes, code_page == std::string("1252") ? "[S]\r\nK=caf\xE9\r\n"
+                                                      : "[S]\r\nK=caf\xC3\xA9\r\n");
+    Inifile back;
+    back.ReadIniFile(path);
+    String s = "s", k = "k";
+    EXPECT_EQ(back.GetKeyValue(s, k), String("caf\xC3\xA9"));
   }
-  std::string bytes;
-  ASSERT_EQ(platform::FileSystem::Real().ReadFile(path, bytes), 0);
-  EXPECT_EQ(bytes, "[S]\r\nK=caf\xE9\r\n");
-  Inifile back;
-  back.ReadIniFile(path);
-  String s = "s", k = "k";
-  EXPECT_EQ(back.GetKeyValue(s, k), String("caf\xC3\xA9"));
+  unsetenv("BORVANE_CODEPAGE");
   int entries = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     (void)entry;

@@ -153,10 +153,10 @@ TEST(IniLateBound, CreateObjectAndCallByName) {
   EXPECT_TRUE(CallByName(sections, "Item", VbGet, {"none"}).ToObject().IsNothing());
   // The tree's classes come only out of the tree.
   EXPECT_THROW(CreateObject("Borvane.IniFileKey"), Error);
-  // A by-reference path comes back as the ANSI code page holds it.
+  // A by-reference path comes back as the code page of file names, UTF-8, holds it.
   std::vector<Variant> args = {Variant(String(u"/nonexistent/\u263A.ini"))};
   CallByName(ini, "WriteIniFile", VbMethod, args);
-  EXPECT_EQ(CStr(args[0]), String("/nonexistent/?.ini"));
+  EXPECT_EQ(CStr(args[0]), String(u"/nonexistent/\u263A.ini"));
   EXPECT_TRUE(IsError(CaughtError([&] { CallByName(ini, "ReadIniFile", VbMethod, args); }), 30000,
                       "IniFile:ReadIniFile", "File not found"));
 }

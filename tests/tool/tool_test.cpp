@@ -1,6 +1,7 @@
 // Runs the built borvane executable on the examples and on bad input.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -27,11 +28,17 @@ class ToolTest : public ::testing::Test {
   // `args` is shell text; `input` goes to standard input; `folder` is the current one.
   Result Run(const std::string& args, const std::string& input = "",
              const std::string& folder = "") {
+    return Shell(
+        (folder.empty() ? "" : "cd '" + folder + "' && ") + std::string(BORVANE_TOOL) + " " + args,
+        input);
+  }
+  // Any command line, the tool as $B.
+  Result Shell(const std::string& command, const std::string& input = "") {
     std::string in = (dir_ / "in").string(), out = (dir_ / "out").string(),
                 err = (dir_ / "err").string();
     std::ofstream(in, std::ios::binary) << input;
-    std::string cmd = (folder.empty() ? "" : "cd '" + folder + "' && ") +
-                      std::string(BORVANE_TOOL) + " " + args + " <" + in + " >" + out + " 2>" + err;
+    std::string cmd = "B=" + std::string(BORVANE_TOOL) + "; { " + command + "; } <" + in + " >" +
+                      out + " 2>" + err;
     int raw = std::system(cmd.c_str());
     Result r;
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
@@ -103,6 +110,99 @@ TEST_F(ToolTest, DocumentCommands) {
   EXPECT_NE(r.err.find("File not found (error 53)"), std::string::npos);
   EXPECT_NE(Run("doc format /nonexistent/file.xml").err.find("Path not found (error 76)"),
             std::string::npos);
+}
+
+// A settings document with the values that are easy to get wrong in another form: quotes,
+// line breaks and tabs, "<" and "&", the empty text beside no value, a number beside a numeric
+// text, Booleans, nesting, characters beyond Latin-1.
+const char* const kAwkward =
+    "<Root Empty=\"\" None= Flag=TRUE Off=FALSE Text=\"a b\" Sign=\"x&y<z\">\n"
+    "<Quote>\"He said {\\34}hi{\\34} & left <now>\"</Quote>\n"
+    "<Lines>\"one\r\ntwo\tthree\"</Lines>\n"
+    "<EmptyText>\"\"</EmptyText>\n"
+    "<NumericText>\"12\"</NumericText>\n"
+    "<Number>12</Number>\n"
+    "<Fraction>-0.5</Fraction>\n"
+    "<Big>1E+20</Big>\n"
+    "<Yes>true</Yes>\n"
+    "<Korean>\"\xED\x95\x9C \xF0\x9F\x98\x80\"</Korean>\n"
+    "<Deep><Deeper Level=\"3\"><Deepest>\"x\"</Deepest></Deeper></Deep>\n"
+    "</Root>\n";
+
+TEST_F(ToolTest, DocumentExportAndImportAreExactBothWays) {
+  std::string doc = (dir_ / "settings.txt").string();
+  std::ofstream(doc, std::ios::binary) << kAwkward;
+  const std::string formatted = Run("doc format " + doc).out;
+  for (const char* form : {"json", "xml"}) {
+    SCOPED_TRACE(form);
+    Result exported = Run("doc export " + doc + " --" + form);
+    ASSERT_EQ(exported.status, 0) << exported.err;
+    std::string file = (dir_ / (std::string("doc.") + form)).string();
+    std::ofstream(file, std::ios::binary) << exported.out;
+    // Back in the dialect it is what the library writes; exported again, the same text.
+    Result imported = Run("doc import " + file);
+    ASSERT_EQ(imported.status, 0) << imported.err;
+    EXPECT_EQ(imported.out, formatted);
+    std::ofstream(doc + ".again", std::ios::binary) << imported.out;
+    EXPECT_EQ(Run("doc export " + doc + ".again --" + form).out, exported.out);
+  }
+  // Standard tools read the values with their types.
+  Result r = Shell("$B doc export " + doc +
+                   " --json | jq -c '[.attributes[] | .value], [.children[] | .value]'");
+  EXPECT_EQ(r.out,
+            "[\"\",null,true,false,\"a b\",\"x&y<z\"]\n"
+            "[\"He said \\\"hi\\\" & left <now>\",\"one\\r\\ntwo\\tthree\",\"\",\"12\",12,-0.5,"
+            "1e+20,true,\"\xED\x95\x9C \xF0\x9F\x98\x80\",null]\n")
+      << r.err;
+  r = Shell("$B doc export " + doc + " --xml > " + doc + ".x && xmllint --noout " + doc +
+            ".x && xmllint --xpath 'string(//node[@name=\"Lines\"]/@value)' " + doc + ".x");
+  EXPECT_EQ(r.out.substr(0, r.out.find_last_not_of('\n') + 1), "one\r\ntwo\tthree") << r.err;
+  // A Windows-1252 document: format keeps its bytes, the export is UTF-8, and the import
+  // gives the bytes back where a new file is Windows-1252.
+  std::string latin = (dir_ / "latin.xml").string();
+  std::ofstream(latin, std::ios::binary) << "<Caf\xE9 Note=\"\x80 5\">\n\"na\xEFve\"\n</Caf\xE9>\n";
+  EXPECT_EQ(Run("doc format " + latin).out, ReadWholeFile(latin));
+  r = Run("doc export " + latin + " --json");
+  EXPECT_NE(r.out.find("\"Caf\xC3\xA9\""), std::string::npos);
+  EXPECT_NE(r.out.find("\"\xE2\x82\xAC 5\""), std::string::npos);
+  std::ofstream(dir_ / "latin.json", std::ios::binary) << r.out;
+  r = Shell("BORVANE_CODEPAGE=1252 $B doc import " + (dir_ / "latin.json").string());
+  EXPECT_EQ(r.out, ReadWholeFile(latin)) << r.err;
+}
+
+TEST_F(ToolTest, ImportRefusesWhatTheDialectCannotKeepAndNamesWhere) {
+  struct Case {
+    const char* input;
+    const char* error;
+  };
+  const Case cases[] = {
+      {R"({"name": "a", "value": "x{\\34}y"})",
+       "the dialect cannot keep this: node a: its value, the text \"x{\\\\34}y\", reads back as "
+       "the text \"x\\\"y\""},
+      {R"({"name": "a", "value": 0.30000000000000004})",
+       "node a: its value, 0.30000000000000004, reads back as 0.3"},
+      {R"({"name": "a", "attributes": [{"name": "n", "value": 2}]})",
+       "attribute 1 (\"n\"): its value, 2, reads back as the text \"2\""},
+      {R"({"name": "a", "children": [{"name": "b c"}]})",
+       "node a//b c: a node's name cannot hold a space"},
+      {"{\"name\": \"a\",\n \"value\": null}", ":2: a node's value cannot be null"},
+      {"{\"name\": \"a\",\n\n \"colour\": 1}", ":3: a node has no \"colour\""},
+      {"{\"name\": \"a\", \"name\": \"b\"}", ":1: the name \"name\" twice in one object"},
+      {"{\"name\": \"a\"", ":1: \",\" or \"}\" expected in an object"},
+      {"<document><node name=\"a\" type=\"number\" value=\"1,5\"/></document>",
+       ":1: \"1,5\" is no finite number"},
+      {"<!DOCTYPE x>\n<document/>", ":1: a document type declaration is not taken"},
+      {"<document>\n<node name=\"a\">text</node></document>", ":2: text inside <node>"},
+  };
+  for (const Case& c : cases) {
+    bool json = c.input[0] == '{';
+    std::string file = (dir_ / (json ? "in.json" : "in.xml")).string();
+    std::ofstream(file, std::ios::binary) << c.input;
+    Result r = Run("doc import " + file);
+    EXPECT_EQ(r.status, 1) << c.input;
+    EXPECT_EQ(r.out, "") << c.input;
+    EXPECT_NE(r.err.find(c.error), std::string::npos) << c.input << "\n" << r.err;
+  }
 }
 
 TEST_F(ToolTest, FontNames) {
@@ -187,7 +287,86 @@ TEST_F(ToolTest, IniCommands) {
             "engine=On\n\n[Empty]\n\n[Last]\nx=1\ny=2\n[New]\nz=3\n");
   r = Run("ini get /nonexistent/options.ini A B");
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "borvane: IniFile:ReadIniFile: File not found (error 30000)\n");
+  EXPECT_EQ(r.err, "borvane: /nonexistent/options.ini: File not found (error 30000)\n");
+  EXPECT_EQ(Run("ini dump /nonexistent/options.ini").err, r.err);
+}
+
+// The line number (from 1) of the first line of `text` for which `is` holds, or 0.
+template <class Pred>
+size_t FirstLine(const std::string& text, Pred is) {
+  size_t number = 1;
+  for (size_t at = 0; at < text.size(); ++number) {
+    size_t end = text.find('\n', at);
+    std::string line = text.substr(at, end - at);
+    line.erase(0, line.find_first_not_of(" \t"));
+    if (is(line)) return number;
+    if (end == std::string::npos) break;
+    at = end + 1;
+  }
+  return 0;
+}
+
+TEST_F(ToolTest, IniOnDebianFilesOfBothEncodings) {
+  const std::string smb = "/usr/share/samba/smb.conf",
+                    desktop = "/usr/share/applications/vim.desktop",
+                    php = "/usr/lib/php/8.2/php.ini-production",
+                    scite = "/etc/scite/SciTEGlobal.properties",
+                    skin = "/usr/share/mc/skins/double-lines.ini";
+  for (const std::string& f : {smb, desktop, php, scite, skin})
+    if (!std::filesystem::exists(f)) GTEST_SKIP() << f << " is missing (scripts/deps installs it)";
+  // get reads as the profile functions do: "#" comments are no keys, the Korean comment is UTF-8.
+  EXPECT_EQ(Run("ini get " + smb + " global workgroup").out, "WORKGROUP\n");
+  EXPECT_EQ(Run("ini get " + desktop + " 'Desktop Entry' 'Comment[ko]'").out,
+            "\xED\x85\x8D\xEC\x8A\xA4\xED\x8A\xB8 \xED\x8C\x8C\xEC\x9D\xBC\xEC\x9D\x84 "
+            "\xED\x8E\xB8\xEC\xA7\x91\xED\x95\xA9\xEB\x8B\x88\xEB\x8B\xA4\n");
+  EXPECT_EQ(Run("ini get " + php + " php memory_limit").out, "128M\n");
+  // dump stops at the first "#" line of a section, and says which.
+  const std::string text = ReadWholeFile(smb);
+  size_t global = FirstLine(text, [](const std::string& l) { return l.rfind("[global]", 0) == 0; });
+  size_t hash = global +
+                FirstLine(text.substr(text.find("[global]")),
+                          [](const std::string& l) { return l.rfind("#", 0) == 0; }) -
+                1;
+  Result r = Run("ini dump " + smb);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err.rfind("borvane: " + smb + ":" + std::to_string(hash) +
+                            ": Subscript out of range: a line of [global] without \"=\": #",
+                        0),
+            0u)
+      << r.err;
+  // The Windows-1252 file's keys all stand before its first section: said once.
+  const std::string properties = ReadWholeFile(scite);
+  size_t first_key = FirstLine(properties, [](const std::string& l) {
+    return !l.empty() && l[0] != ';' && l.find('=') != std::string::npos;
+  });
+  r = Run("ini dump " + scite);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err.rfind("borvane: " + scite + ":" + std::to_string(first_key) + ": ", 0), 0u);
+  EXPECT_NE(r.err.find(" keys before the first section are skipped"), std::string::npos);
+  EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1);
+  // set changes one line of php.ini and keeps all else, LF line ends included.
+  std::string copy = (dir_ / "php.ini").string();
+  std::filesystem::copy_file(php, copy);
+  ASSERT_EQ(Run("ini set " + copy + " PHP memory_limit 256M").status, 0);
+  std::string before = ReadWholeFile(php), after = ReadWholeFile(copy);
+  size_t at = before.find("\nmemory_limit = 128M\n");
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_EQ(after, before.substr(0, at) + "\nmemory_limit=256M\n" + before.substr(at + 21));
+  // set keeps each file's encoding: Windows-1252 stays so, UTF-8 too.
+  for (const auto& [file, bytes] :
+       {std::pair{scite, std::string("\x8Cuvre")}, std::pair{skin, std::string("\xC5\x92uvre")}}) {
+    copy = (dir_ / "copy").string();
+    std::filesystem::remove(copy);
+    std::filesystem::copy_file(file, copy);
+    ASSERT_EQ(Run("ini set " + copy + " Borvane Note \xC5\x92uvre").status, 0);
+    EXPECT_EQ(ReadWholeFile(copy), ReadWholeFile(file) + "[Borvane]\nNote=" + bytes + "\n");
+    EXPECT_EQ(Run("ini get " + copy + " borvane note").out, "\xC5\x92uvre\n");
+  }
+  // dump --json, read by jq.
+  r = Shell("$B ini dump " + skin +
+            " --json | jq -r '.Lines.horiz, .Lines.dvert, (keys_unsorted | .[0])'");
+  EXPECT_EQ(r.out, "\xE2\x94\x80\n\xE2\x95\x91\nskin\n") << r.err;
 }
 
 TEST_F(ToolTest, FontSettingsAndInspection) {

@@ -21,8 +21,8 @@ std::vector<std::string> g_temp_files;
 
 }  // namespace
 
-String ReadTextFile(const std::string& path) {
-  return String::FromUtf8(ReadBytes(path));
+String ReadTextFile(const std::string& path, platform::TextEncoding* encoding) {
+  return platform::DecodeText(ReadBytes(path), encoding);
 }
 
 namespace {
@@ -125,11 +125,18 @@ void TextPrinter::Put(std::u16string_view piece) {
     pending_ = piece.back();
     piece.remove_suffix(1);
   }
-  Print(String(piece));
+  Out(piece);
+}
+
+void TextPrinter::Out(std::u16string_view text) {
+  // The mark goes out once, in front of the first piece.
+  const std::string bytes = platform::EncodeText(String(text), encoding_);
+  encoding_.bom = false;
+  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 
 TextPrinter::~TextPrinter() {
-  if (!pending_.empty()) Print(String(pending_));
+  if (!pending_.empty()) Out(pending_);
 }
 
 void PrintLine(const String& text) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "borvane/borvane.h"
+#include "borvane/platform/files/text_encoding.h"
 
 namespace borvane::tool {
 
@@ -24,10 +25,11 @@ struct ToolError {
   std::string message;
 };
 
-// Reads a whole file as UTF-8 text ("-" is standard input). Raises the platform's file error
-// (53 for a missing file, 70 for one that may not be read, 75 for a folder) with the path as
-// its Source.
-String ReadTextFile(const std::string& path);
+// Reads a whole text file ("-" is standard input) in its own encoding, as the platform decides
+// it (valid UTF-8 is UTF-8, else Windows-1252), which `encoding` receives when given. Raises
+// the platform's file error (53 for a missing file, 70 for one that may not be read, 75 for a
+// folder) with the path as its Source.
+String ReadTextFile(const std::string& path, platform::TextEncoding* encoding = nullptr);
 // Reads a whole file as bytes ("-" is standard input), raising as ReadTextFile does.
 std::string ReadBytes(const std::string& path);
 // A path the library can open: "-" is copied to a temporary file first (removed by
@@ -37,15 +39,20 @@ std::string PathFor(const std::string& path);
 
 void Print(const String& text);  // UTF-8, no line end added
 
-// Prints a text that comes in pieces (UTF-16, as the library makes it) as UTF-8 as it comes,
+// Prints a text that comes in pieces (UTF-16, as the library makes it) as it comes, in the
+// encoding of a file (UTF-8 unless told otherwise, its byte-order mark first where it has one),
 // a character cut between two pieces included.
 class TextPrinter {
  public:
+  explicit TextPrinter(platform::TextEncoding encoding = {CodePage::kUtf8, false})
+      : encoding_(encoding) {}
   const std::function<void(std::u16string_view)>& Sink() { return sink_; }
   ~TextPrinter();
 
  private:
   void Put(std::u16string_view piece);
+  void Out(std::u16string_view text);
+  platform::TextEncoding encoding_;
   std::u16string pending_;  // a first half of a character that the next piece ends
   std::function<void(std::u16string_view)> sink_ = [this](std::u16string_view p) { Put(p); };
 };

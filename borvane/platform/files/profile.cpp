@@ -52,7 +52,13 @@ uint32_t CachingProfile::GetSectionNames(char* buffer, uint32_t size, const Stri
 uint32_t CachingProfile::GetSection(const String& section, char* buffer, uint32_t size,
                                     const String& path) {
   ProfileDocument scratch;
-  return Open(path, scratch).Section(ToAnsi(section), buffer, size);
+  ProfileDocument& doc = Open(path, scratch);
+  return doc.Section(ToCodePage(section, doc.code_page()), buffer, size);
+}
+
+CodePage CachingProfile::CodePageOf(const String& path) {
+  ProfileDocument scratch;
+  return Open(path, scratch).code_page();
 }
 
 bool CachingProfile::WriteString(const String& section, const String& key, const String& value,
@@ -61,9 +67,10 @@ bool CachingProfile::WriteString(const String& section, const String& key, const
   if (section.IsNull()) return !batch_ || Flush() == 0;
   ProfileDocument scratch;
   ProfileDocument& doc = Open(path, scratch);
-  std::string k = key.IsNull() ? std::string() : ToAnsi(key);
-  std::string v = value.IsNull() ? std::string() : ToAnsi(value);
-  doc.Write(ToAnsi(section), key.IsNull() ? nullptr : &k, value.IsNull() ? nullptr : &v);
+  const CodePage cp = doc.code_page();
+  std::string k = key.IsNull() ? std::string() : ToCodePage(key, cp);
+  std::string v = value.IsNull() ? std::string() : ToCodePage(value, cp);
+  doc.Write(ToCodePage(section, cp), key.IsNull() ? nullptr : &k, value.IsNull() ? nullptr : &v);
   if (batch_ || !doc.Modified()) return true;
   return Store(path, doc.Serialize()) == 0;
 }
@@ -74,7 +81,9 @@ void CachingProfile::BeginBatch(const String& path, bool replace) {
   if (!replace) return;  // the file is loaded by the batch's first call
   current_ = NativePath(path);
   current_path_ = path;
-  document_.Load(std::string());
+  std::string old;
+  if (!Load(path, old)) old.clear();
+  document_.LoadEmptyLike(old);
   replace_ = true;
 }
 

@@ -2,9 +2,10 @@
 // profile operations do (GetPrivateProfileSectionNamesA, GetPrivateProfileSectionA,
 // WritePrivateProfileStringA).
 //
-// Text crosses to the file in the ANSI code page; the readers deliver ANSI bytes. The file
-// rules are those of ProfileDocument (profile_document.h). A missing or unreadable file reads
-// as empty.
+// Text crosses to the file in the file's own ANSI code page (text_encoding.h): the readers
+// deliver bytes in it and the writers convert to it, so a UTF-8 file stays UTF-8 and a
+// Windows-1252 file stays Windows-1252. The file rules are those of ProfileDocument
+// (profile_document.h). A missing or unreadable file reads as empty.
 //
 // Cost: outside a batch every call reads (and a write rewrites) the whole file. Between
 // BeginBatch and EndBatch the implementation keeps its current file parsed in memory, so a
@@ -33,6 +34,9 @@ class PrivateProfile {
   virtual uint32_t GetSectionNames(char* buffer, uint32_t size, const String& path) = 0;
   virtual uint32_t GetSection(const String& section, char* buffer, uint32_t size,
                               const String& path) = 0;
+  // The code page of the file's text, in which the readers deliver it; a file that does not
+  // exist yet gives a new file's.
+  virtual CodePage CodePageOf(const String& path) = 0;
   // Creates the file if needed (its folder must exist). A null `value` removes the key, a null
   // `key` the section. False when the file could not be written; inside a batch the file is
   // written by EndBatch, so this is true.
@@ -43,6 +47,7 @@ class PrivateProfile {
   // A replacing batch starts from an empty file instead of the one at `path`, which stays
   // untouched until EndBatch puts the new content in its place in one step (or removes the
   // file when the batch wrote nothing to it): a writer that dies leaves the old file whole.
+  // The new content keeps the old file's code page and byte-order mark.
   virtual void BeginBatch(const String& path, bool replace = false) = 0;
   // Writes the current file if it changed and ends the batch: 0, or the file error that kept
   // the file from being written. Without a batch, 0.
@@ -86,6 +91,7 @@ class CachingProfile : public PrivateProfile {
   uint32_t GetSectionNames(char* buffer, uint32_t size, const String& path) override;
   uint32_t GetSection(const String& section, char* buffer, uint32_t size,
                       const String& path) override;
+  CodePage CodePageOf(const String& path) override;
   bool WriteString(const String& section, const String& key, const String& value,
                    const String& path) override;
   void BeginBatch(const String& path, bool replace = false) override;

@@ -96,7 +96,7 @@ size_t HomeSlot(size_t hash, size_t size) {
 
 }  // namespace
 
-std::string FoldName(std::string_view ansi) {
+std::string FoldName(std::string_view ansi, CodePage code_page) {
   std::string out(ansi);
   bool ascii = true;
   for (char& c : out) {
@@ -107,7 +107,7 @@ std::string FoldName(std::string_view ansi) {
     if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
   }
   if (ascii) return out;
-  return UCase(FromAnsi(ansi)).ToUtf8();
+  return UCase(FromCodePage(ansi, code_page)).ToUtf8();
 }
 
 std::string_view ProfileDocument::Text(const Line& line) const {
@@ -138,13 +138,10 @@ void ProfileDocument::Load(std::string bytes) {
   sections_.emplace_back();
   const char* data = content_.data();
   size_t size = content_.size();
-  const size_t first_break = content_.find_first_of("\r\n");
-  eol_ = first_break == std::string::npos || (data[first_break] == '\r' && first_break + 1 < size &&
-                                              data[first_break + 1] == '\n')
-             ? kCrLf
-         : data[first_break] == '\n' ? kLf
-                                     : kCr;
-  size_t pos = 0;
+  encoding_ = DetectEncoding(content_);
+  eol_ = FirstEol(content_);
+  // A byte-order mark is no part of the first line: it stands in front of the text.
+  size_t pos = encoding_.bom ? kUtf8Bom.size() : 0;
   // A block's lines gather here and go to the block in one piece of the right size: a large
   // file has many blocks, and growing each one's list line by line costs more than its lines.
   std::vector<Line> lines;
@@ -178,7 +175,7 @@ void ProfileDocument::Load(std::string bytes) {
       close_block();
       Block s;
       s.name = std::string(HeaderName(trimmed));
-      s.fold = FoldName(s.name);
+      s.fold = FoldName(s.name, code_page());
       s.hash = FoldHash(s.fold);
       s.header = line;
       sections_.push_back(std::move(s));
@@ -192,6 +189,50 @@ void ProfileDocument::Load(std::string bytes) {
   close_block();
 }
 
+ProfileDocument::Eol ProfileDocument::FirstEol(std::string_view bytes) {
+  const size_t first_break = bytes.find_first_of("\r\n");
+  if (first_break == std::string_view::npos) return kCrLf;
+  if (bytes[first_break] == '\n') return kLf;
+  return first_break + 1 < bytes.size() && bytes[first_break + 1] == '\n' ? kCrLf : kCr;
+}
+
+void ProfileDocument::LoadEmptyLike(std::string_view like) {
+  Load(std::string());
+  encoding_ = DetectEncoding(like);
+}
+
+size_t ProfileDocument::LineNumberAt(size_t offset) const {
+  // Counted where it is asked for, which is seldom: a pass over the file up to the line.
+  size_t number = 1;
+  for (size_t i = 0; i < offset; ++i) {
+    char c = content_[i];
+    if (c == '\n' || (c == '\r' && (i + 1 == content_.size() || content_[i + 1] != '\n'))) ++number;
+  }
+  return number;
+}
+
+size_t ProfileDocument::LineOfSectionItem(std::string_view section, size_t item) const {
+  std::string fold = FoldName(TrimSpaces(section), code_page());
+  size_t found = FindSection(fold, FoldHash(fold));
+  if (found == 0) return 0;
+  for (const Line& line : sections_[found].lines) {
+    if (line.removed || !line.content) continue;
+    if (item-- > 0) continue;
+    return line.added ? 0 : LineNumberAt(line.offset);
+  }
+  return 0;
+}
+
+size_t ProfileDocument::KeysBeforeFirstSection(size_t* first_line) const {
+  size_t count = 0;
+  for (const Line& line : sections_[0].lines) {
+    if (line.removed || !line.content || line.added) continue;
+    if (Text(line).find('=') == std::string_view::npos) continue;
+    if (count++ == 0 && first_line) *first_line = LineNumberAt(line.offset);
+  }
+  return count;
+}
+
 uint32_t ProfileDocument::SectionNames(char* buffer, uint32_t size) const {
   ListWriter out(buffer, size);
   for (size_t i = 1; i < sections_.size(); ++i)
@@ -201,7 +242,7 @@ uint32_t ProfileDocument::SectionNames(char* buffer, uint32_t size) const {
 
 uint32_t ProfileDocument::Section(std::string_view section, char* buffer, uint32_t size) const {
   ListWriter out(buffer, size);
-  std::string fold = FoldName(TrimSpaces(section));
+  std::string fold = FoldName(TrimSpaces(section), code_page());
   size_t found = 0;  // no section: [0] holds the lines before the first header
   if (next_read_ < sections_.size() && sections_[next_read_].first &&
       sections_[next_read_].fold == fold) {
@@ -274,7 +315,7 @@ void ProfileDocument::Index(Block& s) {
   for (size_t i = 0; i < s.lines.size(); ++i) {
     const Line& line = s.lines[i];
     if (line.content && !line.removed)
-      s.keys->emplace(FoldName(KeyNameOf(TrimBlanks(Text(line)))), i);
+      s.keys->emplace(FoldName(KeyNameOf(TrimBlanks(Text(line))), code_page()), i);
   }
 }
 
@@ -311,7 +352,7 @@ void ProfileDocument::RemoveKey(Block& s, size_t line, const std::string& fold) 
   s.keys->erase(fold);
   for (size_t i = line + 1; i < s.lines.size(); ++i) {
     const Line& l = s.lines[i];
-    if (l.content && !l.removed && FoldName(KeyNameOf(TrimBlanks(Text(l)))) == fold) {
+    if (l.content && !l.removed && FoldName(KeyNameOf(TrimBlanks(Text(l))), code_page()) == fold) {
       s.keys->emplace(fold, i);
       break;
     }
@@ -341,8 +382,8 @@ void ProfileDocument::AppendSection(std::string_view name, std::string_view key,
   s.lines.push_back(AddLine(text));
   s.end_of_keys = 1;
   s.keys = std::make_unique<std::unordered_map<std::string, size_t>>();
-  s.keys->emplace(FoldName(key), 0);
-  s.fold = FoldName(s.name);
+  s.keys->emplace(FoldName(key, code_page()), 0);
+  s.fold = FoldName(s.name, code_page());
   s.hash = FoldHash(s.fold);
   sections_.push_back(std::move(s));
   sections_.back().first = IndexSection(sections_.size() - 1);
@@ -351,7 +392,7 @@ void ProfileDocument::AppendSection(std::string_view name, std::string_view key,
 void ProfileDocument::Write(std::string_view section, const std::string* key,
                             const std::string* value) {
   std::string_view name = TrimSpaces(section);
-  std::string section_fold = FoldName(name);
+  std::string section_fold = FoldName(name, code_page());
   size_t found = FindSection(section_fold, FoldHash(section_fold));
   if (!key) {
     if (found != 0) RemoveSection(found, section_fold);
@@ -364,7 +405,7 @@ void ProfileDocument::Write(std::string_view section, const std::string* key,
   }
   Block& s = sections_[found];
   Index(s);
-  std::string key_fold = FoldName(key_name);
+  std::string key_fold = FoldName(key_name, code_page());
   auto k = s.keys->find(key_fold);
   if (k != s.keys->end()) {
     size_t index = k->second;
@@ -395,6 +436,7 @@ void ProfileDocument::Write(std::string_view section, const std::string* key,
 std::string ProfileDocument::Serialize() const {
   std::string out;
   out.reserve(content_.size() + added_.size() + 64);
+  if (encoding_.bom) out = kUtf8Bom;
   auto put = [&](const Line& line) {
     out.append(Text(line));
     out.append(kEolText[line.eol]);

@@ -1,6 +1,8 @@
 // ProfileDocument: one INI file parsed for the private profile functions, editable in place.
 //
-// The file is bytes in the ANSI code page. Reading rules: a line ends at CR LF, CR or LF;
+// The file is bytes in its own ANSI code page (text_encoding.h), which the document keeps: the
+// names it is given and the lines it delivers are in that code page, and a byte-order mark in
+// front of a UTF-8 file stays there. Reading rules: a line ends at CR LF, CR or LF;
 // blanks (space, tab) at both ends of a line do not count; a line whose first character is "["
 // is a header, its name running to the first "]" (or the end of the line) without surrounding
 // blanks; ";" first makes a comment; lines before the first header belong to no section.
@@ -17,6 +19,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "borvane/platform/files/text_encoding.h"
+
 namespace borvane::platform {
 
 class ProfileDocument {
@@ -26,6 +30,20 @@ class ProfileDocument {
 
   // Replaces the document by the file content `bytes`.
   void Load(std::string bytes);
+  // Replaces the document by an empty file in the code page of the file `like`, with its
+  // byte-order mark; its lines end as a new file's do.
+  void LoadEmptyLike(std::string_view like);
+
+  // The code page of the file's text; whether it has a byte-order mark.
+  CodePage code_page() const { return encoding_.code_page; }
+  const TextEncoding& encoding() const { return encoding_; }
+
+  // Where the `item`-th line (from 0) that Section(section) delivers stands in the file: its
+  // line number, from 1; 0 when there is no such line.
+  size_t LineOfSectionItem(std::string_view section, size_t item) const;
+  // The key lines (lines with "=") before the first header, which no section holds: how many,
+  // and the line number of the first.
+  size_t KeysBeforeFirstSection(size_t* first_line) const;
 
   // The readers fill `buffer` with a list of NUL-ended items followed by one more NUL and
   // return the list's length without that last NUL. A list longer than size - 2 is cut there
@@ -48,6 +66,7 @@ class ProfileDocument {
 
  private:
   enum Eol : uint8_t { kNone, kLf, kCr, kCrLf };
+  static Eol FirstEol(std::string_view bytes);
   struct Line {
     size_t offset = 0;  // in content_ or, when `added`, in added_
     size_t length = 0;
@@ -70,6 +89,7 @@ class ProfileDocument {
   };
 
   std::string_view Text(const Line& line) const;
+  size_t LineNumberAt(size_t offset) const;
   Line AddLine(std::string_view text);
   void Index(Block& s);
   void UpdateEndOfKeys(Block& s);
@@ -94,10 +114,11 @@ class ProfileDocument {
   mutable size_t next_read_ = 1;
   bool modified_ = false;
   Eol eol_ = kCrLf;  // what written lines end in: the file's first line end, else CR LF
+  TextEncoding encoding_;
 };
 
 // A name folded for case-blind matching, by the platform's upper-casing of its characters.
-std::string FoldName(std::string_view ansi);
+std::string FoldName(std::string_view ansi, CodePage code_page);
 
 }  // namespace borvane::platform
 
