@@ -1,5 +1,6 @@
 // Runs the built borvane executable on the examples and on bad input.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -252,6 +253,29 @@ TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {
   r = Run("doc format -", std::string("<a>\nx\0y\n</a>\n", 14));
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, std::string("<a>\n\"x\0y\"\n</a>\n", 15));
+}
+
+// A file its reader may not read is told as such by every command, not read as an empty one.
+// Run as another user, which needs root (the test's own user reads its files).
+TEST_F(ToolTest, AFileThatMayNotBeReadIsPermissionDenied) {
+  if (::getuid() != 0 || std::system("command -v setpriv >/dev/null") != 0)
+    GTEST_SKIP() << "needs root and setpriv to run the tool as another user";
+  const std::string as_nobody =
+      "setpriv --reuid=65534 --regid=65534 --clear-groups env HOME=/nonexistent "
+      "XDG_CONFIG_HOME=/nonexistent XDG_CACHE_HOME=/nonexistent XDG_DATA_HOME=/nonexistent $B ";
+  if (Shell(as_nobody + "--help").status != 0)
+    GTEST_SKIP() << "the tool cannot be run as another user from where it is built";
+  std::filesystem::permissions(dir_, std::filesystem::perms::all);  // the folder, not the file
+  const std::string secret = (dir_ / "secret.ini").string();
+  std::filesystem::copy_file(Example("options.ini"), secret);
+  std::filesystem::permissions(
+      secret, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  for (const std::string& command : {"ini get " + secret + " Editor TabWidth", "ini dump " + secret,
+                                     "doc format " + secret, "font-settings --load " + secret}) {
+    Result r = Shell(as_nobody + command);
+    EXPECT_EQ(r.status, 1) << command;
+    EXPECT_EQ(r.err, "borvane: " + secret + ": Permission denied (error 70)\n") << command;
+  }
 }
 
 TEST_F(ToolTest, IniCommands) {

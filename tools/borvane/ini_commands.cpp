@@ -1,4 +1,6 @@
 // borvane ini get | set | section | dump
+#include <unistd.h>
+
 #include <cstdio>
 #include <filesystem>
 
@@ -112,6 +114,10 @@ String GetValue(const std::string& path, const std::string& section, const std::
   String library_path = LibraryPath(std::filesystem::absolute(file).string());
   if (!platform::Files().IsNormalFile(library_path))
     throw Error(kIniFileNotFound, String::FromUtf8(Shown(path)), "File not found");
+  // The profile functions read a file they may not read as an empty one: the tool says why.
+  if (::access(file.c_str(), R_OK) != 0)
+    throw Error(kErrPermissionDenied, String::FromUtf8(Shown(path)),
+                Error::StandardDescription(kErrPermissionDenied));
   platform::PrivateProfile& profile = platform::Profile();
   platform::ProfileBatch batch(profile, library_path);
   const CodePage cp = profile.CodePageOf(library_path);
