@@ -10,6 +10,7 @@ import os
 import pathlib
 import re
 import shutil
+import stat
 import subprocess
 import sys
 import sysconfig
@@ -163,7 +164,8 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
         for path, data in files.items():
             entry = zipfile.ZipInfo(path, date_time=(1980, 1, 1, 0, 0, 0))
             executable = path.endswith(".so") or ".so." in path or path == server.name
-            entry.external_attr = (0o755 if executable else 0o644) << 16
+            # pip sets the execute bits only for an entry that says it is a regular file.
+            entry.external_attr = (stat.S_IFREG | (0o755 if executable else 0o644)) << 16
             entry.compress_type = zipfile.ZIP_DEFLATED
             z.writestr(entry, data)
     return wheel
