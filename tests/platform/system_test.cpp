@@ -86,8 +86,19 @@ TEST(SystemTest, EndingTheSessionMapsTheFlagsAndTheDoubleOnlyRecords) {
   EXPECT_EQ(ExitCommand(EWX_REBOOT | EWX_FORCE), (V{"systemctl", "reboot", "-i"}));
   EXPECT_EQ(ExitCommand(EWX_SHUTDOWN), (V{"systemctl", "poweroff"}));
   EXPECT_EQ(ExitCommand(EWX_POWEROFF | EWX_FORCE), (V{"systemctl", "poweroff", "-i"}));
-  EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "loginctl");
-  EXPECT_EQ(ExitCommand(EWX_FORCE)[0], "loginctl");
+  // A logoff ends this session alone: politely through the desktop where it has a logout
+  // request, else through logind; forced, through logind at once.
+  setenv("XDG_SESSION_ID", "c7", 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF), (V{"loginctl", "terminate-session", "c7"}));
+  setenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME", 1);
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF), (V{"gnome-session-quit", "--logout", "--no-prompt"}));
+  EXPECT_EQ(ExitCommand(EWX_FORCE), (V{"loginctl", "terminate-session", "c7"}));
+  setenv("XDG_CURRENT_DESKTOP", "KDE", 1);
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "qdbus");
+  unsetenv("XDG_CURRENT_DESKTOP");
+  unsetenv("XDG_SESSION_ID");
+  EXPECT_EQ(ExitCommand(EWX_FORCE), (V{"loginctl", "terminate-session", "self"}));
   testing::InUse<FakeSystem, SystemService> fake;
   System().ExitWindows(EWX_REBOOT);
   EXPECT_EQ(fake.exits, std::vector<uint32_t>{EWX_REBOOT});
