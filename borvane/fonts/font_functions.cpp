@@ -32,15 +32,15 @@ String FolderFromBuffer(const String& folder, size_t size) {
 
 // The ways to end the session, as the type library lists them.
 const TypeDesc& ShutDownType() {
-  static const std::unique_ptr<TypeDesc> t = TypeDesc::Enum(
-      "eShutDown", {{"shtLogOff", Variant(int32_t{shtLogOff})},
-                    {"shtForceLogOff", Variant(int32_t{shtForceLogOff})},
-                    {"shtShutDown", Variant(int32_t{shtShutDown})},
-                    {"shtForceShutDown", Variant(int32_t{shtForceShutDown})},
-                    {"shtReboot", Variant(int32_t{shtReboot})},
-                    {"shtForceReboot", Variant(int32_t{shtForceReboot})},
-                    {"shtPowerOff", Variant(int32_t{shtPowerOff})},
-                    {"shtForcePowerOff", Variant(int32_t{shtForcePowerOff})}});
+  static const std::unique_ptr<TypeDesc> t =
+      TypeDesc::Enum("eShutDown", {{"shtLogOff", Variant(int32_t{shtLogOff})},
+                                   {"shtForceLogOff", Variant(int32_t{shtForceLogOff})},
+                                   {"shtShutDown", Variant(int32_t{shtShutDown})},
+                                   {"shtForceShutDown", Variant(int32_t{shtForceShutDown})},
+                                   {"shtReboot", Variant(int32_t{shtReboot})},
+                                   {"shtForceReboot", Variant(int32_t{shtForceReboot})},
+                                   {"shtPowerOff", Variant(int32_t{shtPowerOff})},
+                                   {"shtForcePowerOff", Variant(int32_t{shtForcePowerOff})}});
   return *t;
 }
 

@@ -73,8 +73,7 @@ bool DeleteTTFontKey(const String& name, const String& family, const String& sty
                      const String& suffix) {
   HKEY key = OpenFontsKey();
   int32_t r = platform::RegDeleteValueA(key, ToAnsi(name + suffix));
-  if (r != 0)
-    r = platform::RegDeleteValueA(key, ToAnsi(family + String(" ") + style + suffix));
+  if (r != 0) r = platform::RegDeleteValueA(key, ToAnsi(family + String(" ") + style + suffix));
   platform::RegCloseKey(key);
   return r == 0 || r == 2;
 }

@@ -104,8 +104,9 @@ class FontsKey {
 };
 
 // The slots of the list of the values of the fonts key whose data ends in an extension of
-// `kind`, in order: `slot(index, name, text)` with the value's name in the ANSI code page and its data as
-// text (which `slot` may take). Returns the count of values, the upper bound the list ends with.
+// `kind`, in order: `slot(index, name, text)` with the value's name in the ANSI code page and its
+// data as text (which `slot` may take). Returns the count of values, the upper bound the list ends
+// with.
 template <class Slot>
 int32_t EnumerateFonts(FontKind kind, Slot&& slot) {
   using namespace platform;
@@ -175,13 +176,14 @@ String From(const String& path, size_t split) {
 
 Array FontFunctions::InstalledFonts(bool bitmap) {
   Array list(vbString, {{0, 1}, {0, 10}});
-  const int32_t count =
-      EnumerateFonts(bitmap ? FontKind::kBitmap : FontKind::kScalable, [&](int32_t index, std::string_view name, String& text) {
-        // A slot behind the last one grows the list to ten slots behind it.
-        if (index > list.UBound(2)) list.RedimPreserve(index + 10);
-        list.Set({0, index}, Variant(FromAnsi(name)));
-        list.Set({1, index}, Variant(std::move(text)));
-      });
+  const int32_t count = EnumerateFonts(bitmap ? FontKind::kBitmap : FontKind::kScalable,
+                                       [&](int32_t index, std::string_view name, String& text) {
+                                         // A slot behind the last one grows the list to ten slots
+                                         // behind it.
+                                         if (index > list.UBound(2)) list.RedimPreserve(index + 10);
+                                         list.Set({0, index}, Variant(FromAnsi(name)));
+                                         list.Set({1, index}, Variant(std::move(text)));
+                                       });
   list.RedimPreserve(count);
   return list;
 }

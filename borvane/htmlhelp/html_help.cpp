@@ -68,9 +68,9 @@ const TypeDesc& IEVersionType() {
 // Stands in the interface for callers; no member of the library takes it.
 const TypeDesc& NavTabType() {
   static const TypeDesc& t =
-      EnumType("HHWIN_NAVTAB_", {C("HHWIN_NAVTAB_TOP", HHWIN_NAVTAB_TOP),
-                                 C("HHWIN_NAVTAB_LEFT", HHWIN_NAVTAB_LEFT),
-                                 C("HHWIN_NAVTAB_BOTTOM", HHWIN_NAVTAB_BOTTOM)});
+      EnumType("HHWIN_NAVTAB_",
+               {C("HHWIN_NAVTAB_TOP", HHWIN_NAVTAB_TOP), C("HHWIN_NAVTAB_LEFT", HHWIN_NAVTAB_LEFT),
+                C("HHWIN_NAVTAB_BOTTOM", HHWIN_NAVTAB_BOTTOM)});
   return t;
 }
 

@@ -144,10 +144,10 @@ namespace {
 // files (the caller then writes a named temporary file).
 int32_t LinkNewFile(const std::string& folder, const std::string& name, std::string_view bytes,
                     mode_t mode, const timespec* times) {
-  UniqueFd fd(::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC,
-                     mode));
-  if (fd.get() < 0) return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL ? -1
-                                                                                     : FromErrno(errno);
+  UniqueFd fd(
+      ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+  if (fd.get() < 0)
+    return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL ? -1 : FromErrno(errno);
   if (::fchmod(fd.get(), mode) != 0) return FromErrno(errno);
   if (int32_t e = WriteFd(fd.get(), bytes)) return e;
   if (times && ::futimens(fd.get(), times) != 0) return FromErrno(errno);
@@ -165,8 +165,7 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
   return ReplaceFileContent(path, bytes, nullptr);
 }
 
-int32_t ReplaceFileContent(const std::string& path, std::string_view bytes,
-                           const timespec* times) {
+int32_t ReplaceFileContent(const std::string& path, std::string_view bytes, const timespec* times) {
   // A link is followed, so that the file it names gets the new content, not the link.
   std::string target = path;
   struct stat st;

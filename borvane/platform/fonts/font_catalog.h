@@ -46,8 +46,9 @@ inline FontCatalog& InstalledFonts() {
 
 // Shows in `store` what the system knows already, read-only where the system owns it:
 // the installed fonts under both fonts keys of HKEY_LOCAL_MACHINE ("<full name> (TrueType)", or
-// "(OpenType)" for PostScript outlines, = the file's path) and the user's "Fonts" shell folder under HKEY_CURRENT_USER once the folder
-// exists. The fonts come from the catalog in force when the store is read.
+// "(OpenType)" for PostScript outlines, = the file's path) and the user's "Fonts" shell folder
+// under HKEY_CURRENT_USER once the folder exists. The fonts come from the catalog in force when the
+// store is read.
 void AddSystemComputedKeys(RegistryStore& store);
 
 }  // namespace borvane::platform

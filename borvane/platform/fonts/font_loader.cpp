@@ -92,7 +92,6 @@ class FontconfigLoader : public FontLoader {
     }
     return IsFile(t) ? t : std::string();
   }
-
 };
 
 }  // namespace

@@ -490,8 +490,8 @@ String UniqueFontResourcePath(const String& fot) {
   std::u16string_view v = fot.view();
   const size_t dot = v.rfind(u'.');
   const size_t slash = v.find_last_of(u"\\/");
-  const bool has_extension = dot != std::u16string_view::npos &&
-                             (slash == std::u16string_view::npos || dot > slash);
+  const bool has_extension =
+      dot != std::u16string_view::npos && (slash == std::u16string_view::npos || dot > slash);
   const std::string mark = "." + std::to_string(::getpid()) + "-" +
                            std::to_string(count.fetch_add(1, std::memory_order_relaxed) + 1);
   if (!has_extension) return fot + String(mark.c_str());

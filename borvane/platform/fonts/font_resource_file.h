@@ -12,8 +12,9 @@
 //   FONTDIR  count 1, ordinal 1, then the 113 fixed bytes of the entry: version 0x200,
 //         size, the 60-byte copyright field "Windows! Windows! Windows!" (NUL-padded), type,
 //         points, resolution, ascent, leadings, italic, underline, strike-out, weight,
-//         charset, pixel sizes, pitch and family (TrueType bit for TrueType outlines only), widths, characters, device, face offset
-//         (114), reserved; an empty device name; family, full name and style, each NUL-ended
+//         charset, pixel sizes, pitch and family (TrueType bit for TrueType outlines only), widths,
+//         characters, device, face offset (114), reserved; an empty device name; family, full name
+//         and style, each NUL-ended
 //   FONT  the font file argument as given, NUL-ended
 // Texts are in the ANSI code page. Every fixed byte behind the copyright field is either
 // below 0x80 or a byte that cannot start a valid UTF-8 sequence with its successor, so that in

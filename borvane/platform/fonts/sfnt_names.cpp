@@ -207,9 +207,9 @@ uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face, uint32_t index) {
   if (!IsSfntTag(bytes) || index >= SfntFaceCount(bytes)) return kErrInvalidData;
   FT_Library lib = ThreadLibrary();
   FT_Face ft = nullptr;
-  if (!lib || FT_New_Memory_Face(lib, reinterpret_cast<const FT_Byte*>(bytes.data()),
-                                 static_cast<FT_Long>(bytes.size()), static_cast<FT_Long>(index),
-                                 &ft) != 0)
+  if (!lib ||
+      FT_New_Memory_Face(lib, reinterpret_cast<const FT_Byte*>(bytes.data()),
+                         static_cast<FT_Long>(bytes.size()), static_cast<FT_Long>(index), &ft) != 0)
     return kErrInvalidData;
   Face owner(ft);
   if (!FT_IS_SFNT(ft)) return kErrInvalidData;
@@ -245,8 +245,9 @@ uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face, uint32_t index) {
   ReadStyle(ft, face);
   // PostScript outlines make an OpenType font of a font that is no TrueType font.
   FT_ULong length = 0;
-  face.truetype = FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', ' '), 0, nullptr, &length) != 0 &&
-                  FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', '2'), 0, nullptr, &length) != 0;
+  face.truetype =
+      FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', ' '), 0, nullptr, &length) != 0 &&
+      FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', '2'), 0, nullptr, &length) != 0;
   return 0;
 }
 

@@ -171,8 +171,7 @@ std::vector<std::string> ExitCommand(uint32_t flags) {
       return {"gnome-session-quit", "--logout", "--no-prompt"};
     if (is("X-Cinnamon") || is("Cinnamon"))
       return {"cinnamon-session-quit", "--logout", "--no-prompt"};
-    if (is("KDE"))
-      return {"qdbus", "org.kde.ksmserver", "/KSMServer", "logout", "0", "0", "0"};
+    if (is("KDE")) return {"qdbus", "org.kde.ksmserver", "/KSMServer", "logout", "0", "0", "0"};
     if (is("XFCE")) return {"xfce4-session-logout", "--logout"};
     if (is("MATE")) return {"mate-session-save", "--logout"};
     if (is("LXQt")) return {"lxqt-leave", "--logout"};

@@ -7,7 +7,7 @@ namespace borvane::platform {
 
 int32_t RecordingFontLoader::AddFontResource(const String& path) {
   calls.push_back(String("+") + path);
-  if (refused.count(path.str())) return 0;
+  if (refuse_loads || refused.count(path.str())) return 0;
   loaded.insert(path.str());
   return 1;
 }
@@ -31,8 +31,7 @@ FontResourceResult FakeFontResource::CreateScalableFontResource(uint32_t hidden,
   auto face = faces_.find(FontFilePath(font_file, directory).str());
   if (face == faces_.end()) return {false, kWinFileNotFound};
   const String description = SfntListName(face->second);
-  std::string bytes =
-      BuildFontResourceFile(face->second[0], hidden != 0, font_file, &description);
+  std::string bytes = BuildFontResourceFile(face->second[0], hidden != 0, font_file, &description);
   if (int32_t e = Files().WriteFile(fot_path, bytes)) return {false, FromFileError(e)};
   return {true, 0};
 }

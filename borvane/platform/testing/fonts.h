@@ -45,6 +45,7 @@ class RecordingFontLoader : public FontLoader {
   std::set<std::u16string> loaded;
   std::set<std::u16string> refused;
   std::set<std::u16string> not_fonts;
+  bool refuse_loads = false;  // every AddFontResource fails
   std::vector<String> calls;  // "+path" and "-path" in order
   int broadcasts = 0;
   int32_t broadcast_result = 1;
