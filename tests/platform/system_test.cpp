@@ -66,17 +66,20 @@ TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
   testing::ScratchFolder scratch;
   const fs::path& home = scratch.path();
   testing::InUse<MemoryRegistry, RegistryStore> registry;
+  AddSystemComputedKeys(registry);
   testing::InUse<MemoryFontCatalog, FontCatalog> catalog;
   catalog.user_folder = (home / "fonts").string();
+  const char* key = "HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+  EXPECT_FALSE(registry.GetValue(key, "Fonts").has_value());
   std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
   unsetenv("DISPLAY");  // no file manager opens in a test
   EXPECT_EQ(System().Shell(" rundll32.exe shell32.dll,SHHelpShortcuts_RunDLL FontsFolder", 0), 0);
   if (!display.empty()) setenv("DISPLAY", display.c_str(), 1);
   EXPECT_TRUE(fs::is_directory(home / "fonts"));
-  EXPECT_EQ(registry.GetValue("HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
-                              "Shell Folders",
-                              "fonts"),
-            BackslashPath(catalog.user_folder));
+  EXPECT_EQ(registry.GetValue(key, "fonts"), BackslashPath(catalog.user_folder));
+  // The value follows the folder: gone with it, so that the next install makes it again.
+  fs::remove(home / "fonts");
+  EXPECT_FALSE(registry.GetValue(key, "Fonts").has_value());
   EXPECT_EQ(System().Shell("notepad.exe", 1), 53);
 }
 

@@ -199,7 +199,10 @@ class SystemKeys : public ComputedKeys {
     return out;
   }
   std::vector<String> SubKeys(const String&) override { return {}; }
-  bool HasKey(const String& key) override { return IsFontsKey(key.view()); }
+  // The shell folders key is there as on the desktop, whether or not the font folder is yet.
+  bool HasKey(const String& key) override {
+    return IsFontsKey(key.view()) || IsKey(key.view(), Folded(2));
+  }
   uint64_t Version(const String& key) override {
     if (IsFontsKey(key.view())) return InstalledFonts().Version();
     // The shell folder follows the folder itself; other keys have nothing from here.

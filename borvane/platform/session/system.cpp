@@ -118,12 +118,11 @@ class RealSystem : public SystemService {
 
   int32_t Shell(const String& command, int32_t) override {
     if (!(UCase(Trim(command)) == UCase(String(kFontsFolderCommand)))) return kErrFileNotFound;
-    // As the desktop would: the user's font folder exists and the shell folders name it.
+    // As the desktop would: the user's font folder exists, and so the shell folders name it
+    // (a value the registry shows while the folder is there, never one stored for good, which
+    // would outlive a folder the user removes).
     std::string folder = InstalledFonts().UserFontFolder();
     MakeFolders(folder);
-    Registry().SetValue(
-        "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders",
-        "Fonts", BackslashPath(folder));
     if (HasDisplay()) SpawnDetached({"xdg-open", folder});
     return 0;
   }
