@@ -85,6 +85,7 @@ String FileNameOfPath(const String& path) {
   return slash == std::u16string_view::npos ? path : String(v.substr(slash + 1));
 }
 
+// The waiting copy stays in the temporary folder: the next start of the system moves it.
 void RenameFileAtReboot(const String& source, const String& target) {
   String waiting = FontFunctions::GetTempDirectory() + FileNameOfPath(source);
   if (!(waiting == source)) FileCopy(source, waiting);
