@@ -217,6 +217,18 @@ void KeepFot(const CallFot& fot) {
   if (files.RenameFile(fot.own, fot.shared) != 0) files.DeleteFile(fot.own);
 }
 
+// Runs `read` over the call's ".FOT"; a scan that fails leaves the file behind, under the
+// font's name as the system leaves it.
+template <class Read>
+void ReadKeepingFot(const CallFot& fot, Read&& read) {
+  try {
+    read();
+  } catch (const Error&) {
+    KeepFot(fot);
+    throw;
+  }
+}
+
 // " (TrueType)" or, for the PostScript outlines of an OpenType font, " (OpenType)": how the
 // fonts key names the font that the ".FOT" at `fot` describes.
 String KindSuffix(const String& fot) {
@@ -289,9 +301,11 @@ int32_t FontFunctions::InstallTTFont(String& strSourcePath, String& strFontFileN
     return InUse(bolShowError);
   }
   if (!CreateFontResourceFile(fot.own, strFontFileName, fonts, bolShowError)) return 0;
-  String family, style;
-  String name = ReadFotNames(fot.own, family, style);
-  const String suffix = KindSuffix(fot.own);
+  String family, style, name, suffix;
+  ReadKeepingFot(fot, [&] {
+    name = ReadFotNames(fot.own, family, style);
+    suffix = KindSuffix(fot.own);
+  });
   if (platform::FontLoading().AddFontResource(fot.own) == 0) {
     Show(bolShowError, DllError(0));
     KeepFot(fot);  // the ".FOT" of a font that was not loaded stays
@@ -334,7 +348,7 @@ int32_t FontFunctions::InstallTTFontTemporary(String& strSourcePath, String& str
   String temp = CopyToTemp(strSourcePath, strFontFileName);
   if (!CreateFontResourceFile(fot.own, strFontFileName, temp, bolShowError)) return 0;
   String family, style;
-  ReadFotNames(fot.own, family, style);
+  ReadKeepingFot(fot, [&] { ReadFotNames(fot.own, family, style); });
   const bool loaded = platform::FontLoading().AddFontResource(temp + strFontFileName) != 0;
   KeepFot(fot);  // a temporary install keeps its ".FOT"
   if (loaded) return 1;
@@ -360,13 +374,10 @@ bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePa
   if (!CreateFontResourceFile(fot.own, strFontFileName, strSourcePath, bolShowError)) return false;
   String family, style;
   String name, suffix;
-  try {
+  ReadKeepingFot(fot, [&] {
     name = ReadFotNames(fot.own, family, style);
     suffix = KindSuffix(fot.own);
-  } catch (const Error&) {
-    KeepFot(fot);
-    throw;
-  }
+  });
   KeepFot(fot);  // an uninstall keeps its ".FOT"
   if (!Removable(strSourcePath + strFontFileName, name, bolShowError)) return false;
   return RemoveInstalled(DeleteTTFontKey(name, family, style, suffix), name,

@@ -316,7 +316,19 @@ namespace fs = std::filesystem;
 // the test's own into a source folder; the user's font folder and the temporary folder.
 class RealInstall : public ::testing::Test {
  protected:
-  RealInstall() { unsetenv("DISPLAY"); }
+  // A temporary folder of the test's own, so that what it leaves there is told apart.
+  RealInstall() {
+    unsetenv("DISPLAY");
+    const char* temp = std::getenv("TMPDIR");
+    saved_temp_ = temp ? temp : "";
+    setenv("TMPDIR", temp_.path().c_str(), 1);
+  }
+  ~RealInstall() override {
+    if (saved_temp_.empty())
+      unsetenv("TMPDIR");
+    else
+      setenv("TMPDIR", saved_temp_.c_str(), 1);
+  }
   // Copies `from` into the source folder as `name`; false when the package is missing.
   bool Source(const char* from, const std::string& name) {
     if (!fs::exists(from)) return false;
@@ -358,7 +370,8 @@ class RealInstall : public ::testing::Test {
     return f_.UnInstallTTFont(name, fonts, quiet);
   }
 
-  testing::ScratchFolder source_;
+  testing::ScratchFolder source_, temp_;
+  std::string saved_temp_;
   FontFunctions f_;
 };
 

@@ -147,7 +147,9 @@ int32_t LinkNewFile(const std::string& folder, const std::string& name, std::str
   UniqueFd fd(
       ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
   if (fd.get() < 0)
-    return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL ? -1 : FromErrno(errno);
+    return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL
+               ? -1
+               : ErrorFor(errno, folder + name);
   if (::fchmod(fd.get(), mode) != 0) return FromErrno(errno);
   if (int32_t e = WriteFd(fd.get(), bytes)) return e;
   if (times && ::futimens(fd.get(), times) != 0) return FromErrno(errno);
