@@ -126,7 +126,7 @@ class Stress {
     for (const std::string& p : problems_) std::printf("  %s\n", p.c_str());
     EXPECT_EQ(errors_, 0);
     EXPECT_EQ(wrong_, 0);
-    EXPECT_GT(changes_.load(), 1);
+    EXPECT_GE(changes_.load(), 1);
   }
 
  private:
