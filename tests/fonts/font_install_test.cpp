@@ -28,6 +28,7 @@ namespace borvane {
 namespace {
 
 using namespace platform;
+using namespace std::string_literals;
 using testing::InUse;
 
 const String kNtFonts = "HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Fonts";
@@ -167,7 +168,7 @@ TEST_F(Installation, AFileThatIsNoFontIsRefusedBeforeItIsCopied) {
   // A bitmap font without a description raises the reader's error; one the platform would not
   // load gives 0; neither is copied anywhere.
   files_.Put("/src/plain.fon", "no description");
-  files_.Put("/src/image.fon", std::string("\x89PNG\0FONTRES:x\0", 18));
+  files_.Put("/src/image.fon", "\x89PNG\0FONTRES:x\0"s);
   loader_.not_fonts.insert(u"/src\\image.fon");
   String dir = "/src", plain = "plain.fon", image = "image.fon";
   bool show = true;
@@ -443,7 +444,7 @@ TEST_F(RealInstall, AFileThatIsNoFontLeavesNothingBehind) {
   std::ofstream(source_ / "BvNoFont.otf") << "OTTO and then nothing";
   std::ofstream(source_ / "BvNoFont.fon") << "no description at all";
   std::ofstream(source_ / "BvImage.fon", std::ios::binary)
-      << std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR FONTRES: x\0", 30);
+      << "\x89PNG\r\n\x1a\n\0\0\0\rIHDR FONTRES: x\0"s;
   for (const char* file : {"BvNoFont.ttf", "BvNoFont.otf"}) {
     EXPECT_EQ(Install(file), 0) << file;
     EXPECT_EQ(Install(file, true), 0) << file;

@@ -123,7 +123,7 @@ TEST_F(ToolTest, FontNames) {
             std::string::npos)
       << r.out << r.err;
   // Files that are no fonts, whatever their bytes or names, fail and are named.
-  std::ofstream(dir_ / "x.fon", std::ios::binary) << std::string("MZ\0FONTRES 1,1,1:junk\0", 23);
+  std::ofstream(dir_ / "x.fon", std::ios::binary) << std::string("MZ\0FONTRES 1,1,1:junk\0", 22);
   for (const std::string& file : {Example("options.ini"), (dir_ / "x.fon").string()}) {
     r = Run("font names " + file);
     EXPECT_EQ(r.status, 1) << file;
