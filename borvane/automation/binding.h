@@ -360,6 +360,12 @@ class ClassBuilder {
     info_.default_interface.help_string = help;
     return *this;
   }
+  // An enumeration of the type library that belongs to the class, listed with it whether or
+  // not one of its members takes it.
+  ClassBuilder& Enumeration(const TypeDesc& enumeration) {
+    info_.enumerations.push_back(&enumeration);
+    return *this;
+  }
   // The outgoing event interface, declared with Event().
   ClassBuilder& Events(const InterfaceInfo& events) {
     info_.events = &events;

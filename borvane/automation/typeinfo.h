@@ -155,6 +155,8 @@ class ClassInfo {
   InterfaceInfo default_interface;
   // The outgoing event interface ("__Property"), or nullptr.
   const InterfaceInfo* events = nullptr;
+  // Enumerations that belong to the class beside those its members take.
+  std::vector<const TypeDesc*> enumerations;
   Factory factory;
   // The description of the default interface as a type ("_Doc", a dispatch interface).
   const TypeDesc& AsType() const;

@@ -30,6 +30,20 @@ String FolderFromBuffer(const String& folder, size_t size) {
   return AddBackslash(TrimAtNul(folder));
 }
 
+// The ways to end the session, as the type library lists them.
+const TypeDesc& ShutDownType() {
+  static const std::unique_ptr<TypeDesc> t =
+      TypeDesc::Enum("eShutDown", {{"shtLogOff", Variant(int32_t{shtLogOff})},
+                                   {"shtForceLogOff", Variant(int32_t{shtForceLogOff})},
+                                   {"shtShutDown", Variant(int32_t{shtShutDown})},
+                                   {"shtForceShutDown", Variant(int32_t{shtForceShutDown})},
+                                   {"shtReboot", Variant(int32_t{shtReboot})},
+                                   {"shtForceReboot", Variant(int32_t{shtForceReboot})},
+                                   {"shtPowerOff", Variant(int32_t{shtPowerOff})},
+                                   {"shtForcePowerOff", Variant(int32_t{shtForcePowerOff})}});
+  return *t;
+}
+
 }  // namespace
 
 void FontFunctions::Describe(ClassBuilder<FontFunctions>& b) {
@@ -56,7 +70,8 @@ void FontFunctions::Describe(ClassBuilder<FontFunctions>& b) {
               {"strSourcePath", "strFontFileName", show})
       .Method("InstallTTFontTemporary", &FontFunctions::InstallTTFontTemporary,
               {"strSourcePath", "strFontFileName", show})
-      .Method("ShutdownSystem", &FontFunctions::ShutdownSystem, {"eType"})
+      .Method("ShutdownSystem", &FontFunctions::ShutdownSystem,
+              {Param("eType").Type(TypeRef::Described(ShutDownType()))})
       .Method("UnInstallBitmapFont", &FontFunctions::UnInstallBitmapFont,
               {"strFontFileName", Opt("strSourcePath", Variant(String())), show})
       .Method("UnInstallTTFont", &FontFunctions::UnInstallTTFont,

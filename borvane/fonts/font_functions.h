@@ -77,13 +77,17 @@ class FontFunctions : public Dispatchable<FontFunctions> {
   static String GetWindowsFolder();
 
  private:
+  // Whether the font file at `path` may be removed as an installed font: one the library
+  // installed or loaded; else the failure to remove the font `name` is told when `show`.
+  bool Removable(const String& path, const String& name, bool show);
   // The end of an uninstall, after its registry value was deleted (or not): the loaded font
   // `resource` goes, then the file, then the broadcast; each failure is told when `show`.
   bool RemoveInstalled(bool key_deleted, const String& name, const String& resource,
                        const String& dir, const String& file, bool show);
   void EnableShutdownPrivilege(bool show);
-  // The two lists of installed fonts: the values whose data ends in `extension`.
-  Array InstalledFonts(const char* extension);
+  // The two lists of installed fonts: the values whose data ends in ".FON" (`bitmap`), or in the
+  // extension of a scalable font file.
+  Array InstalledFonts(bool bitmap);
 };
 
 // The predeclared instance of the calling thread, created on first use.

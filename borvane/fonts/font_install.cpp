@@ -10,6 +10,8 @@
 #include "borvane/platform/files/profile.h"
 #include "borvane/platform/files/version_info.h"
 #include "borvane/platform/fonts/font_loader.h"
+#include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/fonts/font_resource_file.h"
 #include "borvane/platform/registry/registry.h"
 #include "borvane/platform/registry/registry_api.h"
 #include "borvane/platform/session/message_box.h"
@@ -67,22 +69,23 @@ bool DeleteBitmapFontKey(const String& name) {
   return r == 0 || r == 2;
 }
 
-bool DeleteTTFontKey(const String& name, const String& family, const String& style) {
+bool DeleteTTFontKey(const String& name, const String& family, const String& style,
+                     const String& suffix) {
   HKEY key = OpenFontsKey();
-  int32_t r = platform::RegDeleteValueA(key, ToAnsi(name + String(" (TrueType)")));
-  if (r != 0)
-    r = platform::RegDeleteValueA(key,
-                                  ToAnsi(family + String(" ") + style + String(" (TrueType)")));
+  int32_t r = platform::RegDeleteValueA(key, ToAnsi(name + suffix));
+  if (r != 0) r = platform::RegDeleteValueA(key, ToAnsi(family + String(" ") + style + suffix));
   platform::RegCloseKey(key);
   return r == 0 || r == 2;
 }
 
 String FileNameOfPath(const String& path) {
+  // A "/" separates the folder as "\\" does.
   std::u16string_view v = path.view();
-  size_t slash = v.rfind(u'\\');
+  size_t slash = v.find_last_of(u"\\/");
   return slash == std::u16string_view::npos ? path : String(v.substr(slash + 1));
 }
 
+// The waiting copy stays in the temporary folder: the next start of the system moves it.
 void RenameFileAtReboot(const String& source, const String& target) {
   String waiting = FontFunctions::GetTempDirectory() + FileNameOfPath(source);
   if (!(waiting == source)) FileCopy(source, waiting);
@@ -189,11 +192,73 @@ String TempFolder() {
   return AddBackslash(temp.empty() ? FontFunctions::GetWindowsFolder() : temp);
 }
 
-// The ".FOT" of a font file in the temporary folder: error 5 for a name shorter than an
-// extension.
-String FotFor(const String& file) {
+// The ".FOT" of a font file in the temporary folder: `shared` is the name the font gives it
+// there (the file's name with ".FOT"), which every caller reading or installing that font would
+// use at once; `own` the name this call writes and reads, which no other thread or process uses.
+struct CallFot {
+  String shared, own;
+};
+
+// Error 5 for a name shorter than an extension.
+CallFot FotFor(const String& file) {
   if (file.size() < 4) ThrowPlatformError(kErrInvalidCall);
-  return TempFolder() + String(file.view().substr(0, file.size() - 4)) + String(".FOT");
+  String shared = TempFolder() + String(file.view().substr(0, file.size() - 4)) + String(".FOT");
+  String own = platform::UniqueFontResourcePath(shared);
+  return {std::move(shared), std::move(own)};
+}
+
+// Where a ".FOT" stays after the call (an uninstall's, a temporary install's, that of a font
+// the platform would not load), the call's own file takes the font's name in the temporary
+// folder: one such file per font stays there, replaced by the next, and nowhere else.
+void KeepFot(const CallFot& fot) {
+  platform::FileSystem& files = platform::Files();
+  if (!files.IsNormalFile(fot.own)) return;
+  files.DeleteFile(fot.shared);
+  if (files.RenameFile(fot.own, fot.shared) != 0) files.DeleteFile(fot.own);
+}
+
+// Runs `read` over the call's ".FOT"; a scan that fails leaves the file behind, under the
+// font's name as the system leaves it.
+template <class Read>
+void ReadKeepingFot(const CallFot& fot, Read&& read) {
+  try {
+    read();
+  } catch (const Error&) {
+    KeepFot(fot);
+    throw;
+  }
+}
+
+// " (TrueType)" or, for the PostScript outlines of an OpenType font, " (OpenType)": how the
+// fonts key names the font that the ".FOT" at `fot` describes.
+String KindSuffix(const String& fot) {
+  std::string bytes;
+  platform::Files().ReadFile(fot, bytes);
+  return String(platform::FontResourceIsTrueType(bytes) ? " (TrueType)" : " (OpenType)");
+}
+
+// Whether the scalable font `file` in `dir` is refused as no font at all (13), with the message
+// that the ".FOT" of such a file gives. Asked before the file is copied anywhere, so that such
+// a file never is; any other failure is left to the step that meets it.
+bool RefusedAsNoFont(const String& dir, const String& file, const CallFot& fot, bool show) {
+  std::string bytes;
+  bool written = false;
+  platform::FontResourceResult r = platform::FontResources().ScalableFontResourceBytes(
+      0, fot.own, file, AddBackslash(dir), bytes, written);
+  if (written) platform::Files().DeleteFile(fot.own);
+  if (r.ok || r.last_error != platform::kWinInvalidData) return false;
+  FontFunctions::ShowResourceError(r, file, show);
+  return true;
+}
+
+// Whether the bitmap font `file` in `dir` is refused before it is copied anywhere: a file
+// without a description raises the reader's error 5, one that the platform would not load
+// gives true, with the DLL error message of a font that cannot be loaded.
+bool RefusedAsNoBitmapFont(const String& dir, const String& file, bool show) {
+  ReadBitmapFaceName(dir, file);
+  if (platform::FontLoading().IsFontFile(AddBackslash(dir) + file)) return false;
+  Show(show, DllError(static_cast<int32_t>(platform::kWinInvalidData)));
+  return true;
 }
 
 // The copy of a font for a temporary install; a copy that fails is passed over. The folder.
@@ -212,6 +277,7 @@ int32_t FontFunctions::InstallBitmapFont(String& strSourcePath, String& strFontF
   int64_t source_time = FileDateTime(source);
   String target = fonts + strFontFileName;
   if (platform::Files().IsNormalFile(target) && FileDateTime(target) >= source_time) return 2;
+  if (RefusedAsNoBitmapFont(strSourcePath, strFontFileName, bolShowError)) return 0;
   if (!GuardedCopy(*this, source, target, fonts, strFontFileName)) return InUse(bolShowError);
   String name = ReadBitmapFaceName(fonts, strFontFileName);
   if (platform::FontLoading().AddFontResource(strFontFileName) == 0) {
@@ -226,23 +292,28 @@ int32_t FontFunctions::InstallBitmapFont(String& strSourcePath, String& strFontF
 int32_t FontFunctions::InstallTTFont(String& strSourcePath, String& strFontFileName,
                                      bool& bolShowError) {
   String fonts = FontsDirectoryOrDefault(bolShowError);
-  String fot = FotFor(strFontFileName);
+  CallFot fot = FotFor(strFontFileName);
   if (!IsSourceNewer(strSourcePath, strFontFileName, fonts, strFontFileName)) return 2;
+  if (RefusedAsNoFont(strSourcePath, strFontFileName, fot, bolShowError)) return 0;
   String source = AddBackslash(strSourcePath) + strFontFileName;
   if (!GuardedCopy(*this, source, fonts + strFontFileName, fonts, strFontFileName)) {
-    if (platform::Files().IsNormalFile(fot)) platform::Files().DeleteFile(fot);
+    if (platform::Files().IsNormalFile(fot.shared)) platform::Files().DeleteFile(fot.shared);
     return InUse(bolShowError);
   }
-  if (!CreateFontResourceFile(fot, strFontFileName, fonts, bolShowError)) return 0;
-  String family, style;
-  String name = ReadFotNames(fot, family, style);
-  if (platform::FontLoading().AddFontResource(fot) == 0) {
+  if (!CreateFontResourceFile(fot.own, strFontFileName, fonts, bolShowError)) return 0;
+  String family, style, name, suffix;
+  ReadKeepingFot(fot, [&] {
+    name = ReadFotNames(fot.own, family, style);
+    suffix = KindSuffix(fot.own);
+  });
+  if (platform::FontLoading().AddFontResource(fot.own) == 0) {
     Show(bolShowError, DllError(0));
+    KeepFot(fot);  // the ".FOT" of a font that was not loaded stays
     return 0;
   }
-  WriteFontValue(name + String(" (TrueType)"), strFontFileName);
+  WriteFontValue(name + suffix, strFontFileName);
   if (platform::FontLoading().BroadcastFontChange() == 0) Show(bolShowError, DllError(0));
-  Kill(fot);
+  Kill(fot.own);
   return 1;
 }
 
@@ -253,6 +324,8 @@ int32_t FontFunctions::InstallBitmapFontTemporary(String& strSourcePath, String&
     InstallBitmapFont(strSourcePath, strFontFileName, bolShowError);
     return 2;
   }
+  if (RefusedAsNoBitmapFont(strSourcePath, strFontFileName, bolShowError)) return 0;
+  // The copy stays in the temporary folder: it is the font that is loaded.
   String temp = CopyToTemp(strSourcePath, strFontFileName);
   ReadBitmapFaceName(temp, strFontFileName);
   // The copy in the temporary folder is what is loaded: on Linux a bare name would be looked
@@ -269,12 +342,16 @@ int32_t FontFunctions::InstallTTFontTemporary(String& strSourcePath, String& str
     InstallTTFont(strSourcePath, strFontFileName, bolShowError);
     return 2;
   }
-  String fot = FotFor(strFontFileName);
+  CallFot fot = FotFor(strFontFileName);
+  if (RefusedAsNoFont(strSourcePath, strFontFileName, fot, bolShowError)) return 0;
+  // The copy stays in the temporary folder: it is the font that is loaded.
   String temp = CopyToTemp(strSourcePath, strFontFileName);
-  if (!CreateFontResourceFile(fot, strFontFileName, temp, bolShowError)) return 0;
+  if (!CreateFontResourceFile(fot.own, strFontFileName, temp, bolShowError)) return 0;
   String family, style;
-  ReadFotNames(fot, family, style);
-  if (platform::FontLoading().AddFontResource(temp + strFontFileName) != 0) return 1;
+  ReadKeepingFot(fot, [&] { ReadFotNames(fot.own, family, style); });
+  const bool loaded = platform::FontLoading().AddFontResource(temp + strFontFileName) != 0;
+  KeepFot(fot);  // a temporary install keeps its ".FOT"
+  if (loaded) return 1;
   Show(bolShowError, DllError(0));
   return 0;
 }
@@ -284,6 +361,7 @@ bool FontFunctions::UnInstallBitmapFont(String& strFontFileName, String& strSour
   String fonts = FontsDirectoryOrDefault(bolShowError);
   strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
   String name = ReadBitmapFaceName(strSourcePath, strFontFileName);
+  if (!Removable(strSourcePath + strFontFileName, name, bolShowError)) return false;
   return RemoveInstalled(DeleteBitmapFontKey(name), name, strFontFileName, strSourcePath,
                          strFontFileName, bolShowError);
 }
@@ -292,13 +370,28 @@ bool FontFunctions::UnInstallTTFont(String& strFontFileName, String& strSourcePa
                                     bool& bolShowError) {
   String fonts = FontsDirectoryOrDefault(bolShowError);
   strSourcePath = strSourcePath.empty() ? fonts : AddBackslash(strSourcePath);
-  String fot = FotFor(strFontFileName);
-  if (!CreateFontResourceFile(fot, strFontFileName, strSourcePath, bolShowError)) return false;
+  CallFot fot = FotFor(strFontFileName);
+  if (!CreateFontResourceFile(fot.own, strFontFileName, strSourcePath, bolShowError)) return false;
   String family, style;
-  String name = ReadFotNames(fot, family, style);
-  return RemoveInstalled(DeleteTTFontKey(name, family, style), name,
+  String name, suffix;
+  ReadKeepingFot(fot, [&] {
+    name = ReadFotNames(fot.own, family, style);
+    suffix = KindSuffix(fot.own);
+  });
+  KeepFot(fot);  // an uninstall keeps its ".FOT"
+  if (!Removable(strSourcePath + strFontFileName, name, bolShowError)) return false;
+  return RemoveInstalled(DeleteTTFontKey(name, family, style, suffix), name,
                          strSourcePath + strFontFileName, strSourcePath, strFontFileName,
                          bolShowError);
+}
+
+bool FontFunctions::Removable(const String& path, const String& name, bool show) {
+  // Only a font the library installed or loaded is removed: a file anywhere else is the user's
+  // own (the source of an install, say), and neither it nor the installed font's registration
+  // is touched.
+  if (platform::FontLoading().CanRemoveFontResource(path)) return true;
+  Show(show, String("Error removing font resource : ") + name);
+  return false;
 }
 
 bool FontFunctions::RemoveInstalled(bool key_deleted, const String& name, const String& resource,

@@ -1,5 +1,6 @@
 #include "borvane/frame/class_table.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -36,6 +37,22 @@ std::vector<const ClassInfo*> LibraryClasses() {
   for (const ClassInfo* c : RegisteredClasses())
     if (c->table_order >= kOrderAttributeObj && c->table_order <= kOrderIStatusCallBack)
       out.push_back(c);
+  return out;
+}
+
+std::vector<const TypeDesc*> LibraryEnumerations() {
+  std::vector<const TypeDesc*> out;
+  auto add = [&](const TypeDesc* t) {
+    if (t && t->Kind() == TKIND_ENUM && std::find(out.begin(), out.end(), t) == out.end())
+      out.push_back(t);
+  };
+  for (const ClassInfo* c : LibraryClasses()) {
+    for (const MemberInfo& m : c->default_interface.members) {
+      add(m.return_type.desc);
+      for (const ParamInfo& p : m.params) add(p.type.desc);
+    }
+    for (const TypeDesc* t : c->enumerations) add(t);
+  }
   return out;
 }
 

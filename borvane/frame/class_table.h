@@ -47,6 +47,10 @@ std::string EventInterfaceId(int32_t order);
 // The library's classes in class-table order (callers' own classes are not in it).
 std::vector<const ClassInfo*> LibraryClasses();
 
+// The public enumerations of the type library, each once, class by class in class-table order:
+// those the members of a class take, then those that belong to it otherwise.
+std::vector<const TypeDesc*> LibraryEnumerations();
+
 }  // namespace borvane
 
 // The four exports of libborvane.so, as an in-process server has them. Identifiers are passed

@@ -65,6 +65,15 @@ const TypeDesc& IEVersionType() {
   return t;
 }
 
+// Stands in the interface for callers; no member of the library takes it.
+const TypeDesc& NavTabType() {
+  static const TypeDesc& t =
+      EnumType("HHWIN_NAVTAB_",
+               {C("HHWIN_NAVTAB_TOP", HHWIN_NAVTAB_TOP), C("HHWIN_NAVTAB_LEFT", HHWIN_NAVTAB_LEFT),
+                C("HHWIN_NAVTAB_BOTTOM", HHWIN_NAVTAB_BOTTOM)});
+  return t;
+}
+
 // The last three characters of `name` (the whole of a shorter name), in capitals.
 String LastThree(const String& name) {
   std::u16string_view v = name.view();
@@ -81,6 +90,7 @@ void HTMLHelp::Describe(ClassBuilder<HTMLHelp>& b) {
   b.Creatable()
       .Order(kOrderHTMLHelp)
       .Ids(ClassId(kOrderHTMLHelp), InterfaceId(kOrderHTMLHelp))
+      .Enumeration(NavTabType())
       .Get("frm", &H::GetFrm)
       .Set("frm", &H::SetFrm, {"frm"})
       .Get("hwnd", &H::GetHwnd)

@@ -2,8 +2,12 @@
 // doubles and over the real font resource files.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+
 #include "borvane/automation/dispatch.h"
 #include "borvane/fonts/font_functions.h"
+#include "borvane/frame/class_table.h"
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/fonts/font_resource.h"
 #include "borvane/platform/session/message_box.h"
@@ -11,6 +15,7 @@
 #include "borvane/platform/testing/files.h"
 #include "borvane/platform/testing/fonts.h"
 #include "borvane/platform/testing/session.h"
+#include "tests/fonts/fonts_test_support.h"
 #include "tests/test_support.h"
 
 namespace borvane {
@@ -109,6 +114,29 @@ TEST(FontFunctionsTest, LateBoundOverTheRealFontResource) {
   const InterfaceInfo& iface = FontFunctions::StaticClassInfo().default_interface;
   EXPECT_EQ(iface.members.size(), 17u);
   EXPECT_EQ(iface.members[16].name, String("GetFontFriedlyName"));
+}
+
+// The type information lists every public enumeration, the end of the session's and the help
+// window's tabs among them, though no member takes the latter.
+TEST(FontFunctionsTest, TypeInformationListsThePublicEnumerations) {
+  std::map<std::string, std::map<std::string, int32_t>> enums;
+  for (const TypeDesc* t : LibraryEnumerations())
+    for (const ConstantInfo& c : t->Constants())
+      enums[t->Name().ToUtf8()][c.name.ToUtf8()] = CLng(c.value);
+  EXPECT_EQ(enums["eShutDown"], (std::map<std::string, int32_t>{{"shtLogOff", 0},
+                                                                {"shtForceLogOff", 4},
+                                                                {"shtShutDown", 1},
+                                                                {"shtForceShutDown", 5},
+                                                                {"shtReboot", 2},
+                                                                {"shtForceReboot", 6},
+                                                                {"shtPowerOff", 8},
+                                                                {"shtForcePowerOff", 12}}));
+  EXPECT_EQ(enums["HHWIN_NAVTAB_"],
+            (std::map<std::string, int32_t>{
+                {"HHWIN_NAVTAB_TOP", 0}, {"HHWIN_NAVTAB_LEFT", 1}, {"HHWIN_NAVTAB_BOTTOM", 2}}));
+  for (const char* name :
+       {"enumRelationship", "EnumPropertyCategory", "PopupType", "HHVersion", "IEVersion"})
+    EXPECT_EQ(enums.count(name), 1u) << name;
 }
 
 }  // namespace

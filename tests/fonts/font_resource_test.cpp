@@ -23,6 +23,7 @@
 #include "borvane/fonts/font_readers.h"
 #include "borvane/platform/base/folder_watch.h"
 #include "borvane/platform/fonts/font_resource_file.h"
+#include "tests/fonts/fonts_test_support.h"
 #include "tests/test_support.h"
 #include "tests/tiny_font.h"
 
@@ -227,9 +228,11 @@ TEST(FontResource, BytesAreTheFileAndFollowTheFont) {
 
 // The names of a font as FreeType reads name IDs 4, 1 and 2, in the same order of records,
 // decoded by iconv and put through the ANSI code page as the ".FOT" does.
-bool FreeTypeNames(FT_Library lib, const std::string& path, Names& out) {
+bool FreeTypeNames(FT_Library lib, const std::string& path, FT_Long index, Names& out,
+                   FT_Long* faces = nullptr) {
   FT_Face face;
-  if (FT_New_Face(lib, path.c_str(), 0, &face) != 0) return false;
+  if (FT_New_Face(lib, path.c_str(), index, &face) != 0) return false;
+  if (faces) *faces = face->num_faces;
   std::unique_ptr<FT_FaceRec, decltype(&FT_Done_Face)> owner(face, FT_Done_Face);
   if (!FT_IS_SFNT(face)) return false;
   std::string best[5];
@@ -258,30 +261,49 @@ bool FreeTypeNames(FT_Library lib, const std::string& path, Names& out) {
   return true;
 }
 
-// Every font that fontconfig lists, and Wine's TrueType fonts (symbol fonts among them).
+// Every font that fontconfig lists, and Wine's TrueType fonts (symbol fonts among them); each
+// font of a collection by itself, and the collection as a whole under the names of all its
+// fonts.
 TEST(FontResource, EveryInstalledFont) {
   FT_Library lib;
   ASSERT_EQ(FT_Init_FreeType(&lib), 0);
   TempDir dir;
-  int checked = 0;
-  FILE* list =
-      popen("{ fc-list --format '%{file}\\n'; ls /usr/share/wine/fonts/*.ttf; } 2>/dev/null", "r");
+  int checked = 0, collections = 0;
+  FILE* list = popen(
+      "{ fc-list --format '%{file}\\n'; ls /usr/share/wine/fonts/*.ttf; } 2>/dev/null | sort -u",
+      "r");
   ASSERT_NE(list, nullptr);
   char line[4096];
   while (fgets(line, sizeof line, list)) {
     std::string path(line);
     path.pop_back();
-    Names expected, got;
-    if (!FreeTypeNames(lib, path, expected)) continue;
+    Names first, got;
+    FT_Long faces = 0;
+    if (!FreeTypeNames(lib, path, 0, first, &faces)) continue;
+    String all;
+    for (FT_Long i = 0; i < faces; ++i) {
+      Names expected;
+      ASSERT_TRUE(FreeTypeNames(lib, path, i, expected)) << path;
+      std::string bytes;
+      ASSERT_EQ(FontResource::Real().FaceResourceBytes(path, static_cast<uint32_t>(i), bytes), 0u);
+      EXPECT_EQ(ScanFotNames(FromAnsi(bytes), got.family, got.style), expected.full) << path;
+      EXPECT_EQ(got.family, expected.family) << path << " " << i;
+      EXPECT_EQ(got.style, expected.style) << path << " " << i;
+      all = i == 0 ? expected.full : all + " & " + expected.full;
+      ++checked;
+    }
+    uint32_t count = 0;
+    EXPECT_EQ(FontResource::Real().FaceCount(path, count), 0u);
+    EXPECT_EQ(count, static_cast<uint32_t>(faces)) << path;
+    collections += faces > 1;
     ASSERT_EQ(RoundTrip(dir, path, got), 0u) << path;
-    EXPECT_EQ(got.full, expected.full) << path;
-    EXPECT_EQ(got.family, expected.family) << path;
-    EXPECT_EQ(got.style, expected.style) << path;
-    ++checked;
+    EXPECT_EQ(got.full, all) << path;
+    EXPECT_EQ(got.family, first.family) << path;
+    EXPECT_EQ(got.style, first.style) << path;
   }
   pclose(list);
   FT_Done_FreeType(lib);
-  std::printf("fonts checked: %d\n", checked);
+  std::printf("fonts checked: %d, collections among their files: %d\n", checked, collections);
   if (checked == 0) GTEST_SKIP() << "fontconfig lists no TrueType font";
 }
 

@@ -66,17 +66,20 @@ TEST(SystemTest, TheFontsFolderCallMakesTheFolderAndItsShellFolderValue) {
   testing::ScratchFolder scratch;
   const fs::path& home = scratch.path();
   testing::InUse<MemoryRegistry, RegistryStore> registry;
+  AddSystemComputedKeys(registry);
   testing::InUse<MemoryFontCatalog, FontCatalog> catalog;
   catalog.user_folder = (home / "fonts").string();
+  const char* key = "HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+  EXPECT_FALSE(registry.GetValue(key, "Fonts").has_value());
   std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
   unsetenv("DISPLAY");  // no file manager opens in a test
   EXPECT_EQ(System().Shell(" rundll32.exe shell32.dll,SHHelpShortcuts_RunDLL FontsFolder", 0), 0);
   if (!display.empty()) setenv("DISPLAY", display.c_str(), 1);
   EXPECT_TRUE(fs::is_directory(home / "fonts"));
-  EXPECT_EQ(registry.GetValue("HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
-                              "Shell Folders",
-                              "fonts"),
-            BackslashPath(catalog.user_folder));
+  EXPECT_EQ(registry.GetValue(key, "fonts"), BackslashPath(catalog.user_folder));
+  // The value follows the folder: gone with it, so that the next install makes it again.
+  fs::remove(home / "fonts");
+  EXPECT_FALSE(registry.GetValue(key, "Fonts").has_value());
   EXPECT_EQ(System().Shell("notepad.exe", 1), 53);
 }
 
@@ -86,8 +89,19 @@ TEST(SystemTest, EndingTheSessionMapsTheFlagsAndTheDoubleOnlyRecords) {
   EXPECT_EQ(ExitCommand(EWX_REBOOT | EWX_FORCE), (V{"systemctl", "reboot", "-i"}));
   EXPECT_EQ(ExitCommand(EWX_SHUTDOWN), (V{"systemctl", "poweroff"}));
   EXPECT_EQ(ExitCommand(EWX_POWEROFF | EWX_FORCE), (V{"systemctl", "poweroff", "-i"}));
-  EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "loginctl");
-  EXPECT_EQ(ExitCommand(EWX_FORCE)[0], "loginctl");
+  // A logoff ends this session alone: politely through the desktop where it has a logout
+  // request, else through logind; forced, through logind at once.
+  setenv("XDG_SESSION_ID", "c7", 1);
+  unsetenv("XDG_CURRENT_DESKTOP");
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF), (V{"loginctl", "terminate-session", "c7"}));
+  setenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME", 1);
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF), (V{"gnome-session-quit", "--logout", "--no-prompt"}));
+  EXPECT_EQ(ExitCommand(EWX_FORCE), (V{"loginctl", "terminate-session", "c7"}));
+  setenv("XDG_CURRENT_DESKTOP", "KDE", 1);
+  EXPECT_EQ(ExitCommand(EWX_LOGOFF)[0], "qdbus");
+  unsetenv("XDG_CURRENT_DESKTOP");
+  unsetenv("XDG_SESSION_ID");
+  EXPECT_EQ(ExitCommand(EWX_FORCE), (V{"loginctl", "terminate-session", "self"}));
   testing::InUse<FakeSystem, SystemService> fake;
   System().ExitWindows(EWX_REBOOT);
   EXPECT_EQ(fake.exits, std::vector<uint32_t>{EWX_REBOOT});

@@ -170,6 +170,13 @@ def test_values_both_ways():
     assert help_object.HHMsgText == ""  # empty, not null
 
 
+def test_font_paths_take_either_separator():
+    fonts = borvane.CreateObject("Borvane.FontFunctions")
+    for path in ("/usr/share/fonts/truetype/dejavu/DejaVuSerif.ttf",
+                 "\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSerif.ttf"):
+        assert fonts.GetFontName(path) == "DejaVu Serif"
+
+
 def test_errors_carry_number_source_and_description():
     doc = borvane.CreateObject("Borvane.Doc")
     with pytest.raises(borvane.Error) as raised:

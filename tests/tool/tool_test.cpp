@@ -212,17 +212,68 @@ TEST_F(ToolTest, FontNames) {
   EXPECT_EQ(r.out,
             "Font name:   DejaVu Sans Oblique\nFamily:      DejaVu Sans\n"
             "Style:       Oblique\n");
-  r = Run("font file 'DejaVu Sans' Bold");
-  EXPECT_EQ(r.out, "\\usr\\share\\fonts\\truetype\\dejavu\\DejaVuSans-Bold.ttf\tBold\n") << r.err;
+  // A bare relative name, and standard input.
+  EXPECT_EQ(Run("font names DejaVuSans-Oblique.ttf", "", "/usr/share/fonts/truetype/dejavu").out,
+            r.out);
+  EXPECT_EQ(
+      Run("font names -", ReadWholeFile("/usr/share/fonts/truetype/dejavu/DejaVuSans-Oblique.ttf"))
+          .out,
+      r.out);
+  // Each font of a collection.
+  r = Run("font names /usr/share/fonts/truetype/wqy/wqy-microhei.ttc");
+  EXPECT_NE(r.out.find("Font 2:      WenQuanYi Micro Hei Mono (WenQuanYi Micro Hei Mono, Regular)"),
+            std::string::npos)
+      << r.out << r.err;
+  // Files that are no fonts, whatever their bytes or names, fail and are named.
+  std::ofstream(dir_ / "x.fon", std::ios::binary) << std::string("MZ\0FONTRES 1,1,1:junk\0", 22);
+  for (const std::string& file : {Example("options.ini"), (dir_ / "x.fon").string()}) {
+    r = Run("font names " + file);
+    EXPECT_EQ(r.status, 1) << file;
+    EXPECT_NE(r.err.find(file + ": not a font file"), std::string::npos) << r.err;
+    EXPECT_TRUE(r.out.empty()) << r.out;
+  }
+}
+
+TEST_F(ToolTest, FontLookupsAnswerWhatWasAskedOrFail) {
+  Result r = Run("font file 'DejaVu Sans' Bold");
+  EXPECT_EQ(r.out, "/usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf\tBold\n") << r.err;
+  // Without a style, the regular font; a style the family lacks is no other style's file.
+  EXPECT_EQ(Run("font file 'DejaVu Sans'").out,
+            "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf\tBook\n");
+  r = Run("font file 'DejaVu Sans' Italic");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_TRUE(r.out.empty());
+  EXPECT_NE(r.err.find("its styles: "), std::string::npos) << r.err;
   // The styles of one family, each once, in the list's order.
   r = Run("font styles 'DejaVu Sans'");
   EXPECT_NE(r.out.find("Book\n"), std::string::npos) << r.err;
   EXPECT_NE(r.out.find("Bold Oblique\n"), std::string::npos);
   EXPECT_EQ(r.out.find("Bold\nBold\n"), std::string::npos);
-  EXPECT_EQ(Run("font styles 'No Such Family'").status, 1);
-  r = Run("font names " + Example("options.ini"));
+  for (const char* missing : {"font styles 'No Such Family'", "font file 'No Such Family'",
+                              "font family 'No Such Font'"}) {
+    r = Run(missing);
+    EXPECT_EQ(r.status, 1) << missing;
+    EXPECT_NE(r.err.find("No Such"), std::string::npos) << r.err;
+  }
+  EXPECT_EQ(Run("font family 'DejaVu Sans Bold'").out, "DejaVu Sans\tBold\n");
+  // The list shows native paths.
+  r = Run("font list");
+  EXPECT_NE(r.out.find("\t/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf\n"), std::string::npos);
+  EXPECT_EQ(r.out.find('\\'), std::string::npos);
+}
+
+TEST_F(ToolTest, FontInstallFailuresNameTheFileAndKeepTheUsersFiles) {
+  std::ofstream(dir_ / "BvToolText.ttf") << "not a font\n";
+  Result r = Run("font install BvToolText.ttf", "", dir_.string());
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("not a font file"), std::string::npos);
+  EXPECT_NE(r.err.find("BvToolText.ttf: not installed: not a TrueType or OpenType font file"),
+            std::string::npos)
+      << r.err;
+  EXPECT_EQ(Run("font install -").status, 2);
+  r = Run("font uninstall NoSuchFont.ttf");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("NoSuchFont.ttf: not uninstalled: no font of that name"), std::string::npos)
+      << r.err;
   // Uninstalling a path outside the font folder names the user's own file: refused, kept.
   const std::filesystem::path own = dir_ / "DejaVuSans.ttf";
   std::filesystem::copy_file("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", own);
@@ -230,6 +281,15 @@ TEST_F(ToolTest, FontNames) {
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("not in the font folder"), std::string::npos) << r.err;
   EXPECT_TRUE(std::filesystem::exists(own));
+  // A relative path installs, and the installed font is uninstalled by its name (a font of a
+  // family no other test looks up).
+  const char* wine = "/usr/share/wine/fonts/ms_sans_serif.ttf";
+  if (!std::filesystem::exists(wine)) GTEST_SKIP() << "fonts-wine is missing";
+  std::filesystem::copy_file(wine, dir_ / "BvToolSans.ttf");
+  r = Run("font install BvToolSans.ttf", "", dir_.string());
+  EXPECT_EQ(r.out, "1\n") << r.err;
+  EXPECT_EQ(Run("font uninstall BvToolSans.ttf").status, 0);
+  EXPECT_TRUE(std::filesystem::exists(dir_ / "BvToolSans.ttf"));
 }
 
 TEST_F(ToolTest, FoldersAndEmptyFilesAreToldAsSuch) {

@@ -34,7 +34,9 @@ constexpr const char* kUsage =
     "                                       compiled help files: show a topic, registration\n"
     "  pending list | apply                 file replacements waiting for a restart\n"
     "\n"
-    "FILE may be - for standard input. 'borvane COMMAND --help' tells more.\n";
+    "FILE may be - for standard input where a command only reads it (doc, ini get, section\n"
+    "and dump, font-settings --load, font names); not where it writes or keeps the file (ini\n"
+    "set, font install and uninstall, help). 'borvane COMMAND --help' tells more.\n";
 
 }  // namespace
 

@@ -135,7 +135,39 @@ void SyncFolder(const std::string& folder) {
 
 }  // namespace
 
+namespace {
+
+// Writes `bytes` to a new file in `folder` that has no name until it is complete: the file is
+// written and synced unnamed (O_TMPFILE), then given `name`, a name that must not be taken, so
+// that a process killed at any moment leaves either no file of that name or a whole one, and no
+// partial file beside it. Returns 0, the error, or -1 where the file system cannot make unnamed
+// files (the caller then writes a named temporary file).
+int32_t LinkNewFile(const std::string& folder, const std::string& name, std::string_view bytes,
+                    mode_t mode, const timespec* times) {
+  UniqueFd fd(
+      ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+  if (fd.get() < 0)
+    return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL
+               ? -1
+               : ErrorFor(errno, folder + name);
+  if (::fchmod(fd.get(), mode) != 0) return FromErrno(errno);
+  if (int32_t e = WriteFd(fd.get(), bytes)) return e;
+  if (times && ::futimens(fd.get(), times) != 0) return FromErrno(errno);
+  if (::fsync(fd.get()) != 0) return FromErrno(errno);
+  // The unnamed file is named through its descriptor's entry in /proc, which needs no privilege.
+  const std::string proc = "/proc/self/fd/" + std::to_string(fd.get());
+  if (::linkat(AT_FDCWD, proc.c_str(), AT_FDCWD, (folder + name).c_str(), AT_SYMLINK_FOLLOW) != 0)
+    return errno == ENOENT ? -1 : ErrorFor(errno, folder + name);
+  return 0;
+}
+
+}  // namespace
+
 int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
+  return ReplaceFileContent(path, bytes, nullptr);
+}
+
+int32_t ReplaceFileContent(const std::string& path, std::string_view bytes, const timespec* times) {
   // A link is followed, so that the file it names gets the new content, not the link.
   std::string target = path;
   struct stat st;
@@ -152,8 +184,20 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
   if (exists && (st.st_mode & 0222) == 0) return kErrPermissionDenied;
   size_t slash = target.find_last_of('/');
   std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
-  std::string temp_name =
-      folder + "." + target.substr(slash == std::string::npos ? 0 : slash + 1) + ".XXXXXX";
+  const std::string name = target.substr(slash == std::string::npos ? 0 : slash + 1);
+  // The new file keeps the old one's permissions; a new file gets the usual ones.
+  mode_t mode = exists ? (st.st_mode & 07777) : (0666 & ~CurrentUmask());
+  // A new file is written unnamed and then named: nothing partial is ever seen or left behind.
+  if (!exists) {
+    int32_t e = LinkNewFile(folder, name, bytes, mode, times);
+    if (e == 0) {
+      SyncFolder(folder);
+      return 0;
+    }
+    // Taken meanwhile, or no unnamed files here: the named temporary file below.
+    if (e > 0 && ::lstat(target.c_str(), &st) != 0) return e;
+  }
+  std::string temp_name = folder + "." + name + ".XXXXXX";
   std::vector<char> temp(temp_name.begin(), temp_name.end());
   temp.push_back('\0');
   UniqueFd fd(::mkostemp(temp.data(), O_CLOEXEC));
@@ -164,10 +208,9 @@ int32_t ReplaceFileContent(const std::string& path, std::string_view bytes) {
     ::unlink(temp.data());
     return error;
   };
-  // The new file keeps the old one's permissions; a new file gets the usual ones.
-  mode_t mode = exists ? (st.st_mode & 07777) : (0666 & ~CurrentUmask());
   if (::fchmod(fd.get(), mode) != 0 && exists) return fail(FromErrno(errno));
   if (int32_t e = WriteFd(fd.get(), bytes)) return fail(e);
+  if (times && ::futimens(fd.get(), times) != 0) return fail(FromErrno(errno));
   if (::fsync(fd.get()) != 0) return fail(FromErrno(errno));
   if (fd.Close() != 0) return fail(FromErrno(errno));
   if (::rename(temp.data(), target.c_str()) != 0) return fail(ErrorFor(errno, target));
@@ -217,8 +260,13 @@ class RealFileSystem : public FileSystem {
 
   int32_t CopyFile(const String& from, const String& to) override {
     std::string bytes;
-    if (int32_t e = ReadAll(NativePath(from), bytes)) return e;
-    return ReplaceFileContent(NativePath(to), bytes);
+    const std::string source = NativePath(from);
+    if (int32_t e = ReadAll(source, bytes)) return e;
+    // The copy keeps the source's time of last change, as the platform's file copy does.
+    struct stat st;
+    if (::stat(source.c_str(), &st) != 0) return ErrorFor(errno, source);
+    const timespec times[2] = {{0, UTIME_OMIT}, st.st_mtim};
+    return ReplaceFileContent(NativePath(to), bytes, times);
   }
 
   int32_t DeleteFile(const String& path) override {

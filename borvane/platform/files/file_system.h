@@ -10,6 +10,7 @@
 #define BORVANE_PLATFORM_FILES_FILE_SYSTEM_H_
 
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <set>
 #include <string>
@@ -33,7 +34,8 @@ class FileSystem {
   // True for a normal file: not a folder, and not hidden (on Linux a name that begins with
   // ".").
   virtual bool IsNormalFile(const String& path) = 0;
-  // Copies `from` over `to` (created or replaced, as WriteFile does).
+  // Copies `from` over `to` (created or replaced, as WriteFile does); the copy keeps the
+  // source's time of last change.
   virtual int32_t CopyFile(const String& from, const String& to) = 0;
   virtual int32_t DeleteFile(const String& path) = 0;
   // The whole content of the file into `bytes`.
@@ -95,7 +97,11 @@ std::string ReadNativeFile(const std::string& path);
 // permissions. A folder that refuses new files refuses the replacement too (70), and so does
 // a file that nobody may write (a read-only file, as on Windows). 0 or the
 // platform's file error.
+// A new file is written unnamed and named when complete, so that not even a partial temporary
+// file is left behind. With `times` (as futimens takes them), the new content gets those times.
 int32_t ReplaceFileContent(const std::string& path, std::string_view bytes);
+int32_t ReplaceFileContent(const std::string& path, std::string_view bytes,
+                           const struct timespec* times);
 
 }  // namespace borvane::platform
 

@@ -5,16 +5,30 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <mutex>
 
 #include "borvane/automation/text.h"
 #include "borvane/platform/base/folder_watch.h"
 #include "borvane/platform/files/file_system.h"
+#include "borvane/platform/fonts/fontconfig_state.h"
+#include "borvane/platform/fonts/sfnt_names.h"
 #include "borvane/platform/registry/registry.h"
 
 namespace borvane::platform {
 
 namespace {
+
+// What a font file is listed as, read from its own tables once per change of the file.
+struct ListedFile {
+  dev_t dev = 0;
+  ino_t ino = 0;
+  off_t size = 0;
+  timespec mtime{};
+  bool ok = false;
+  String name;
+  bool truetype = true;
+};
 
 class FontconfigCatalog : public FontCatalog {
  public:
@@ -40,68 +54,106 @@ class FontconfigCatalog : public FontCatalog {
  private:
   void Refresh() {
     // The folders of fonts and of fontconfig's configuration are watched: while none of them
-    // changed, neither did the list, and fontconfig is not asked (its own check looks at every
-    // folder). A folder that cannot be watched leaves that check to be made on every read.
+    // changed, and this process did not read the configuration anew, neither did the list, and
+    // fontconfig is not asked (its own check looks at every folder). A folder that cannot be
+    // watched leaves that check to be made on every read.
     const bool changed = watch_.Changed();
-    if (!loaded_ || changed || (!watched_ && !FcConfigUptoDate(nullptr))) {
-      // A font added or removed since: fontconfig reads its folders again, unless this
-      // process did so already when it made the change.
-      if (loaded_ && !FcConfigUptoDate(nullptr)) FcInitReinitialize();
-      watched_ = Watch();
-      Load();
-      loaded_ = true;
-      ++version_;
-    }
+    if (loaded_ && !changed && generation_ == fontconfig::Generation() &&
+        (watched_ || fontconfig::UpToDate()))
+      return;
+    // A change seen on disk: fontconfig reads its folders again. Its own up-to-date check
+    // goes by whole seconds and would keep the old list for a change within the second of its
+    // last look; its caches are checked against the folders' times to the nanosecond.
+    if (loaded_ && (changed || !watched_)) fontconfig::Reload();
+    watched_ = Watch();
+    generation_ = fontconfig::Generation();
+    Load();
+    loaded_ = true;
+    ++version_;
   }
 
   // Watches every folder that fontconfig reads fonts or its configuration from, and the user's
   // font folder, which an install may make.
   bool Watch() {
     bool all = watch_.WatchFolder(UserFontFolder());
-    FcStrList* dirs = FcConfigGetFontDirs(nullptr);
-    while (FcChar8* dir = dirs ? FcStrListNext(dirs) : nullptr)
-      all &= watch_.WatchFolder(reinterpret_cast<const char*>(dir));
-    if (dirs) FcStrListDone(dirs);
-    FcStrList* files = FcConfigGetConfigFiles(nullptr);
-    while (FcChar8* file = files ? FcStrListNext(files) : nullptr)
-      all &= watch_.WatchFile(reinterpret_cast<const char*>(file));
-    if (files) FcStrListDone(files);
+    fontconfig::Read([&](FcConfig* config) {
+      FcStrList* dirs = config ? FcConfigGetFontDirs(config) : nullptr;
+      while (FcChar8* dir = dirs ? FcStrListNext(dirs) : nullptr)
+        all &= watch_.WatchFolder(reinterpret_cast<const char*>(dir));
+      if (dirs) FcStrListDone(dirs);
+      FcStrList* files = config ? FcConfigGetConfigFiles(config) : nullptr;
+      while (FcChar8* file = files ? FcStrListNext(files) : nullptr)
+        all &= watch_.WatchFile(reinterpret_cast<const char*>(file));
+      if (files) FcStrListDone(files);
+    });
     return all;
   }
 
+  // The installed scalable font files, from the fonts fontconfig found in its folders (not the
+  // fonts loaded for this process), each named as the system lists it.
   void Load() {
+    std::vector<std::string> files;
+    fontconfig::Read([&](FcConfig* config) {
+      FcFontSet* system = config ? FcConfigGetFonts(config, FcSetSystem) : nullptr;
+      if (!system) return;
+      FcPattern* pattern = FcPatternCreate();
+      FcObjectSet* objects = FcObjectSetBuild(FC_FILE, FC_FONTFORMAT, nullptr);
+      FcFontSet* set = FcFontSetList(config, &system, 1, pattern, objects);
+      for (int i = 0; set && i < set->nfont; ++i) {
+        FcChar8 *file = nullptr, *format = nullptr;
+        if (FcPatternGetString(set->fonts[i], FC_FILE, 0, &file) != FcResultMatch) continue;
+        FcPatternGetString(set->fonts[i], FC_FONTFORMAT, 0, &format);
+        const std::string fmt = format ? reinterpret_cast<const char*>(format) : "";
+        if (fmt == "TrueType" || fmt == "CFF") files.push_back(reinterpret_cast<const char*>(file));
+      }
+      if (set) FcFontSetDestroy(set);
+      FcObjectSetDestroy(objects);
+      FcPatternDestroy(pattern);
+    });
+    std::sort(files.begin(), files.end());
+    files.erase(std::unique(files.begin(), files.end()), files.end());
     fonts_.clear();
-    FcPattern* pattern = FcPatternCreate();
-    FcObjectSet* objects = FcObjectSetBuild(FC_FILE, FC_FULLNAME, FC_FONTFORMAT, FC_INDEX, nullptr);
-    FcFontSet* set = FcFontList(nullptr, pattern, objects);
-    for (int i = 0; set && i < set->nfont; ++i) {
-      FcPattern* font = set->fonts[i];
-      FcChar8 *file = nullptr, *name = nullptr, *format = nullptr;
-      int index = 0;
-      if (FcPatternGetString(font, FC_FILE, 0, &file) != FcResultMatch ||
-          FcPatternGetString(font, FC_FULLNAME, 0, &name) != FcResultMatch)
-        continue;
-      FcPatternGetInteger(font, FC_INDEX, 0, &index);
-      FcPatternGetString(font, FC_FONTFORMAT, 0, &format);
-      std::string fmt = format ? reinterpret_cast<const char*>(format) : "";
-      // The library's fonts are TrueType files; of a collection only its first face counts.
-      if (index != 0 || (fmt != "TrueType" && fmt != "CFF")) continue;
-      fonts_.push_back({String::FromUtf8(reinterpret_cast<const char*>(name)),
-                        reinterpret_cast<const char*>(file)});
+    std::map<std::string, ListedFile> listed;
+    for (const std::string& file : files) {
+      ListedFile entry = Listed(file);
+      if (entry.ok) fonts_.push_back({entry.name, file, entry.truetype});
+      listed.emplace(file, std::move(entry));
     }
-    std::sort(fonts_.begin(), fonts_.end(),
-              [](const InstalledFont& a, const InstalledFont& b) { return a.path < b.path; });
-    if (set) FcFontSetDestroy(set);
-    FcObjectSetDestroy(objects);
-    FcPatternDestroy(pattern);
+    listed_ = std::move(listed);
+  }
+
+  // The listing of `file`, read again only when the file is not the one read before.
+  ListedFile Listed(const std::string& file) {
+    struct stat st;
+    if (::stat(file.c_str(), &st) != 0) return {};
+    auto it = listed_.find(file);
+    if (it != listed_.end() && it->second.dev == st.st_dev && it->second.ino == st.st_ino &&
+        it->second.size == st.st_size && it->second.mtime.tv_sec == st.st_mtim.tv_sec &&
+        it->second.mtime.tv_nsec == st.st_mtim.tv_nsec)
+      return it->second;
+    ListedFile entry;
+    entry.dev = st.st_dev;
+    entry.ino = st.st_ino;
+    entry.size = st.st_size;
+    entry.mtime = st.st_mtim;
+    std::string bytes = ReadNativeFile(file);
+    std::vector<SfntFace> faces;
+    if (ReadSfntFaces(bytes, faces) == 0) {
+      entry.ok = true;
+      entry.name = SfntListName(faces);
+      entry.truetype = faces[0].truetype;
+    }
+    return entry;
   }
 
   std::mutex mutex_;
   FolderWatch watch_;
   bool watched_ = false;
   bool loaded_ = false;
+  uint64_t generation_ = 0;  // of fontconfig's configuration that the list was read from
   uint64_t version_ = 0;
   std::vector<InstalledFont> fonts_;
+  std::map<std::string, ListedFile> listed_;
 };
 
 constexpr std::u16string_view kFontsKeys[] = {
@@ -147,7 +199,10 @@ class SystemKeys : public ComputedKeys {
     return out;
   }
   std::vector<String> SubKeys(const String&) override { return {}; }
-  bool HasKey(const String& key) override { return IsFontsKey(key.view()); }
+  // The shell folders key is there as on the desktop, whether or not the font folder is yet.
+  bool HasKey(const String& key) override {
+    return IsFontsKey(key.view()) || IsKey(key.view(), Folded(2));
+  }
   uint64_t Version(const String& key) override {
     if (IsFontsKey(key.view())) return InstalledFonts().Version();
     // The shell folder follows the folder itself; other keys have nothing from here.
@@ -165,8 +220,8 @@ class SystemKeys : public ComputedKeys {
     }
     std::vector<RegistryValue> values;
     for (const InstalledFont& f : catalog.Fonts())
-      values.push_back(
-          RegistryValue::Text(f.full_name + String(" (TrueType)"), BackslashPath(f.path)));
+      values.push_back(RegistryValue::Text(
+          f.full_name + String(f.truetype ? " (TrueType)" : " (OpenType)"), BackslashPath(f.path)));
     std::lock_guard<std::mutex> lock(mutex_);
     catalog_ = &catalog;
     version_ = version;

@@ -13,17 +13,22 @@ namespace borvane::platform {
 
 class RegistryStore;
 
+// One installed font file, as the system's fonts key lists it.
 struct InstalledFont {
-  String full_name;  // the face's full name ("DejaVu Sans Bold")
-  std::string path;  // the file, as a native path
+  // The name it is listed by: the full name of a single font ("DejaVu Sans Bold"); for a
+  // collection the full names of its fonts joined by " & ".
+  String full_name;
+  std::string path;      // the file, as a native path
+  bool truetype = true;  // TrueType outlines ("(TrueType)"); else an OpenType font ("(OpenType)")
 };
 
 class FontCatalog {
  public:
   virtual ~FontCatalog() = default;
-  // The scalable (TrueType and OpenType) fonts installed, first faces only, in the order of
-  // their files. The real catalog reads fontconfig again only when a folder of its fonts or of
-  // its configuration changed.
+  // The scalable font files installed (TrueType, OpenType, and collections of either), one
+  // entry per file, in the order of their paths; fonts loaded for this process alone are not
+  // installed. The real catalog reads fontconfig again only when a folder of its fonts or of its
+  // configuration changed, or this process read fontconfig's configuration anew.
   virtual std::vector<InstalledFont> Fonts() = 0;
   // A number that moves on whenever Fonts() would give another list; 0 when the catalog cannot
   // tell, and its Fonts() has to be read each time.
@@ -40,9 +45,10 @@ inline FontCatalog& InstalledFonts() {
 }
 
 // Shows in `store` what the system knows already, read-only where the system owns it:
-// the installed fonts under both fonts keys of HKEY_LOCAL_MACHINE ("<full name> (TrueType)" =
-// the file's path) and the user's "Fonts" shell folder under HKEY_CURRENT_USER once the folder
-// exists. The fonts come from the catalog in force when the store is read.
+// the installed fonts under both fonts keys of HKEY_LOCAL_MACHINE ("<full name> (TrueType)", or
+// "(OpenType)" for PostScript outlines, = the file's path) and the user's "Fonts" shell folder
+// under HKEY_CURRENT_USER once the folder exists. The fonts come from the catalog in force when the
+// store is read.
 void AddSystemComputedKeys(RegistryStore& store);
 
 }  // namespace borvane::platform

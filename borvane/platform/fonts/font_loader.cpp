@@ -1,15 +1,13 @@
 #include "borvane/platform/fonts/font_loader.h"
 
-#include <fontconfig/fontconfig.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <mutex>
+#include <cctype>
 
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/fonts/font_catalog.h"
 #include "borvane/platform/fonts/font_resource.h"
+#include "borvane/platform/fonts/fontconfig_state.h"
 
 namespace borvane::platform {
 
@@ -44,10 +42,7 @@ class FontconfigLoader : public FontLoader {
   int32_t AddFontResource(const String& path) override {
     std::string file = Resolve(path);
     if (file.empty()) return 0;
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!FcConfigAppFontAddFile(nullptr, reinterpret_cast<const FcChar8*>(file.c_str()))) return 0;
-    files_.insert(file);
-    return 1;
+    return fontconfig::AddAppFont(file) ? 1 : 0;
   }
 
   // A font installed for good is not loaded by a process but found in the user's font folder,
@@ -57,33 +52,25 @@ class FontconfigLoader : public FontLoader {
   // removal fails, so an uninstall never goes on to delete a file the library did not install.
   int32_t RemoveFontResource(const String& path) override {
     std::string file = Resolve(path);
-    const bool installed = !file.empty() && InUserFontFolder(file);
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!files_.erase(file)) return installed ? 1 : 0;
-    // fontconfig drops application fonts only all at once: the others come back.
-    FcConfigAppFontClear(nullptr);
-    for (const std::string& f : files_)
-      FcConfigAppFontAddFile(nullptr, reinterpret_cast<const FcChar8*>(f.c_str()));
-    return 1;
+    if (file.empty()) return 0;
+    if (fontconfig::RemoveAppFont(file)) return 1;
+    return InUserFontFolder(file) ? 1 : 0;
   }
 
+  bool CanRemoveFontResource(const String& path) override {
+    std::string file = Resolve(path);
+    return !file.empty() && (fontconfig::IsAppFont(file) || InUserFontFolder(file));
+  }
+
+  // The user's font folder is scanned into fontconfig's caches, which every program reads, and
+  // this process reads its configuration anew, keeping the fonts it loaded.
   int32_t BroadcastFontChange() override {
-    // fc-cache brings the user's font folder into fontconfig's caches, which every program
-    // reads; this process reads its configuration again.
-    std::string folder = InstalledFonts().UserFontFolder();
-    pid_t pid = ::fork();
-    if (pid == 0) {
-      // Forced: a folder changed within the second of its last scan looks unchanged.
-      ::execlp("fc-cache", "fc-cache", "-f", folder.c_str(), static_cast<char*>(nullptr));
-      ::_exit(127);
-    }
-    int status = 0;
-    if (pid < 0 || ::waitpid(pid, &status, 0) < 0) return 0;
-    FcInitReinitialize();
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (const std::string& f : files_)
-      FcConfigAppFontAddFile(nullptr, reinterpret_cast<const FcChar8*>(f.c_str()));
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 1 : 0;
+    return fontconfig::RescanFolder(InstalledFonts().UserFontFolder()) ? 1 : 0;
+  }
+
+  bool IsFontFile(const String& path) override {
+    std::string file = Resolve(path);
+    return !file.empty() && !EndsWithFot(file) && fontconfig::IsFontFile(file);
   }
 
  private:
@@ -105,9 +92,6 @@ class FontconfigLoader : public FontLoader {
     }
     return IsFile(t) ? t : std::string();
   }
-
-  std::mutex mutex_;
-  std::set<std::string> files_;  // the font files loaded into this process
 };
 
 }  // namespace

@@ -177,7 +177,8 @@ struct TextEqual {
 class FaceCache {
  public:
   struct Entry {
-    SfntFace face;
+    std::vector<SfntFace> faces;  // every font of the file, the first of a collection first
+    String description;           // the names of all of them, as the file is listed
     uint32_t error = 0;
     // The bytes last built of the face, and what they were built with, for a shown and a
     // hidden font (the lists' two readers ask for one each).
@@ -250,7 +251,8 @@ class FaceCache {
     // Errors of reading the file (rights, a folder in its place) may pass; only the answer
     // about its bytes is kept.
     if (uint32_t e = font.Open(native)) return e;
-    entry->error = ReadSfntFace(font.bytes(), entry->face);
+    entry->error = ReadSfntFaces(font.bytes(), entry->faces);
+    if (!entry->error) entry->description = SfntListName(entry->faces);
     std::lock_guard<std::mutex> lock(mutex_);
     if (entries_.size() >= kLimit) entries_.clear();
     entries_.insert_or_assign(std::u16string(key), Slot{native, stamp, trusted, entry});
@@ -270,7 +272,7 @@ class FaceCache {
     Entry::Built& b = entry.built[hidden != 0];
     if (!b.done || b.hidden != hidden || b.code_page != code_page ||
         !SameText(b.font_file, font_file.view())) {
-      b.bytes = BuildFontResourceFile(entry.face, hidden != 0, font_file);
+      b.bytes = BuildFontResourceFile(entry.faces[0], hidden != 0, font_file, &entry.description);
       b.hidden = hidden;
       b.font_file = std::u16string(font_file.view());
       b.code_page = code_page;
@@ -365,11 +367,29 @@ class RealFontResource : public FontResource {
     if (::lstat(target.c_str(), &st) == 0) return {false, kWinFileExists};
     MappedFile font;
     if (uint32_t e = font.Open(NativePath(FontFilePath(font_file, directory)))) return {false, e};
-    SfntFace face;
-    if (uint32_t e = ReadSfntFace(font.bytes(), face)) return {false, e};
-    std::string bytes = BuildFontResourceFile(face, hidden != 0, font_file);
+    std::vector<SfntFace> faces;
+    if (uint32_t e = ReadSfntFaces(font.bytes(), faces)) return {false, e};
+    const String description = SfntListName(faces);
+    std::string bytes = BuildFontResourceFile(faces[0], hidden != 0, font_file, &description);
     if (uint32_t e = WriteNewFile(target, bytes)) return {false, e};
     return {true, 0};
+  }
+
+  uint32_t FaceCount(const String& font_path, uint32_t& count) override {
+    if (walk_.depth == 0) faces_.Look();
+    std::shared_ptr<FaceCache::Entry> entry;
+    if (uint32_t e = faces_.Get(font_path, entry)) return e;
+    count = static_cast<uint32_t>(entry->faces.size());
+    return 0;
+  }
+
+  uint32_t FaceResourceBytes(const String& font_path, uint32_t face, std::string& bytes) override {
+    if (walk_.depth == 0) faces_.Look();
+    std::shared_ptr<FaceCache::Entry> entry;
+    if (uint32_t e = faces_.Get(font_path, entry)) return e;
+    if (face >= entry->faces.size()) return kWinInvalidData;
+    bytes = BuildFontResourceFile(entry->faces[face], false, font_path);
+    return 0;
   }
 
   uint32_t ReadFontResourceTarget(const String& fot_path, String& target) override {
@@ -463,6 +483,19 @@ FontResourceResult FontResource::ScalableFontResourceBytes(uint32_t hidden, cons
 FontResource& FontResource::Real() {
   static RealFontResource real;
   return real;
+}
+
+String UniqueFontResourcePath(const String& fot) {
+  static std::atomic<uint64_t> count{0};
+  std::u16string_view v = fot.view();
+  const size_t dot = v.rfind(u'.');
+  const size_t slash = v.find_last_of(u"\\/");
+  const bool has_extension =
+      dot != std::u16string_view::npos && (slash == std::u16string_view::npos || dot > slash);
+  const std::string mark = "." + std::to_string(::getpid()) + "-" +
+                           std::to_string(count.fetch_add(1, std::memory_order_relaxed) + 1);
+  if (!has_extension) return fot + String(mark.c_str());
+  return String(v.substr(0, dot)) + String(mark.c_str()) + String(v.substr(dot));
 }
 
 String FontFilePath(const String& font_file, const String& directory) {

@@ -42,9 +42,10 @@ class FontResource {
 
   // Writes the ".FOT" `fot_path` for the font `font_file` in `directory`. With a null or
   // empty `directory`, `font_file` is the full path of the font. The ".FOT" records
-  // `font_file` as given, and names from the font's own name table; `hidden` (nonzero) marks
-  // the font as one that font lists do not show. Never replaces a file: an existing target
-  // gives 80, and a failure leaves no file under the target's name.
+  // `font_file` as given, and names from the font's own name table (of a collection: its first
+  // font, and the full names of all its fonts joined by " & " as the description); `hidden`
+  // (nonzero) marks the font as one that font lists do not show. Never replaces a file: an
+  // existing target gives 80, and a failure leaves no file under the target's name.
   virtual FontResourceResult CreateScalableFontResource(uint32_t hidden, const String& fot_path,
                                                         const String& font_file,
                                                         const String& directory) = 0;
@@ -62,6 +63,16 @@ class FontResource {
                                                        const String& font_file,
                                                        const String& directory, std::string& bytes,
                                                        bool& written);
+
+  // The count of fonts in the font file at `font_path` (a collection holds several, any other
+  // font one) into `count`: 0, or the error as CreateScalableFontResource gives it.
+  virtual uint32_t FaceCount(const String& font_path, uint32_t& count) = 0;
+  // The bytes of a ".FOT" that describes font `face` of the file at `font_path` alone (its own
+  // full name as the description), naming `font_path`: 0, or the error as
+  // CreateScalableFontResource gives it (13 for a face the file does not have). Nothing is
+  // written.
+  virtual uint32_t FaceResourceBytes(const String& font_path, uint32_t face,
+                                     std::string& bytes) = 0;
 
   // A walk over many fonts on this thread begins or ends; walks nest. Within a walk the real
   // service checks a target once, and asks once whether any font file changed: the walk reads
@@ -90,6 +101,11 @@ class FontResourceWalk {
   FolderWatch::OneLook one_look_;
   FontResource& service_;
 };
+
+// `fot` (a ".FOT" path) with a mark before its extension that no other call, thread or process
+// uses: "<name>.<process>-<count>.FOT". The ".FOT" a caller writes only for itself goes there,
+// so that no one else reading or installing the same font replaces or deletes it meanwhile.
+String UniqueFontResourcePath(const String& fot);
 
 // The path of the font that CreateScalableFontResource reads: `font_file` alone when
 // `directory` is empty, else `directory`, a "\" unless it ends in one (or in "/"), and

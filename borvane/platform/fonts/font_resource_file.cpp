@@ -64,7 +64,8 @@ std::string FontDirEntry(const SfntFace& in, bool hidden) {
   e[85] = face.symbol ? 2 : 0;          // dfCharSet: SYMBOL_CHARSET or ANSI_CHARSET
   Put16(e, 88, kNominalEmPixels);       // dfPixHeight
   // Pitch and family: bit 0 variable pitch, 2 vector, 4 TrueType; the family in the high bits.
-  e[90] = static_cast<char>((face.family_kind & 0x70) | (face.fixed_pitch ? 0 : 1) | 2 | 4);
+  e[90] = static_cast<char>((face.family_kind & 0x70) | (face.fixed_pitch ? 0 : 1) | 2 |
+                            (face.truetype ? 4 : 0));
   Put16(e, 91, face.avg_width);     // dfAvgWidth
   Put16(e, 93, face.max_width);     // dfMaxWidth
   e[95] = 0x20;                     // dfFirstChar
@@ -108,7 +109,8 @@ std::optional<size_t> ResourceOffset(std::string_view bytes, uint16_t type) {
 
 }  // namespace
 
-std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const String& font_file) {
+std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const String& font_file,
+                                  const String* description_text) {
   std::string out(kNeOffset, '\0');
   out[0] = 'M', out[1] = 'Z';
   Put16(out, 0x02, kNeOffset);  // bytes on the last page
@@ -147,7 +149,8 @@ std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const Strin
   const uint16_t entries = rel();
   out += '\0';
   const size_t nonresident = out.size();
-  std::string description = "FONTRES:" + AnsiName(face.full_name);
+  std::string description =
+      "FONTRES:" + AnsiName(description_text ? *description_text : face.full_name);
   if (description.size() > 255) {
     size_t cut = 255;
     if (AnsiCodePage() == CodePage::kUtf8)
@@ -196,6 +199,12 @@ std::optional<String> FontResourceTarget(std::string_view bytes) {
   size_t nul = rest.find('\0');
   if (nul == std::string_view::npos) return std::nullopt;
   return FromAnsi(rest.substr(0, nul));
+}
+
+bool FontResourceIsTrueType(std::string_view bytes) {
+  std::optional<size_t> at = FontDirectoryOffset(bytes);
+  const size_t pitch = at ? *at + kFontDirEntryOffset + 90 : 0;
+  return at && pitch < bytes.size() && (bytes[pitch] & 4) != 0;
 }
 
 std::optional<size_t> FontDirectoryOffset(std::string_view bytes) {

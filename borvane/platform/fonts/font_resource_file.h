@@ -12,8 +12,9 @@
 //   FONTDIR  count 1, ordinal 1, then the 113 fixed bytes of the entry: version 0x200,
 //         size, the 60-byte copyright field "Windows! Windows! Windows!" (NUL-padded), type,
 //         points, resolution, ascent, leadings, italic, underline, strike-out, weight,
-//         charset, pixel sizes, pitch and family, widths, characters, device, face offset
-//         (114), reserved; an empty device name; family, full name and style, each NUL-ended
+//         charset, pixel sizes, pitch and family (TrueType bit for TrueType outlines only), widths,
+//         characters, device, face offset (114), reserved; an empty device name; family, full name
+//         and style, each NUL-ended
 //   FONT  the font file argument as given, NUL-ended
 // Texts are in the ANSI code page. Every fixed byte behind the copyright field is either
 // below 0x80 or a byte that cannot start a valid UTF-8 sequence with its successor, so that in
@@ -36,8 +37,16 @@ inline constexpr uint16_t kFontTypeHidden = 0x0080;
 // Offset of the font directory entry (its dfVersion) in the FONTDIR resource.
 inline constexpr size_t kFontDirEntryOffset = 4;
 
-// The bytes of a ".FOT" for `face`, naming `font_file`. Names are cut at their first NUL.
-std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const String& font_file);
+// The bytes of a ".FOT" for `face`, naming `font_file`. Names are cut at their first NUL. The
+// module description is `description` when given (a collection is described by the names of
+// all its fonts), else the face's full name.
+std::string BuildFontResourceFile(const SfntFace& face, bool hidden, const String& font_file,
+                                  const String* description = nullptr);
+
+// Whether the font a ".FOT" describes has TrueType outlines (the TrueType bit of its pitch and
+// family), as against the PostScript outlines of an OpenType font; false when `bytes` are not a
+// ".FOT".
+bool FontResourceIsTrueType(std::string_view bytes);
 
 // The font file argument recorded in a ".FOT", or nothing when `bytes` are not one.
 std::optional<String> FontResourceTarget(std::string_view bytes);

@@ -161,14 +161,55 @@ String DecodeMacRoman(std::string_view bytes) {
   return String(std::move(out));
 }
 
-uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face) {
+bool IsSfntCollection(std::string_view bytes) {
+  return bytes.size() >= 12 && bytes.substr(0, 4) == "ttcf";
+}
+
+uint32_t SfntFaceCount(std::string_view bytes) {
+  if (!IsSfntTag(bytes)) return 0;
+  if (!IsSfntCollection(bytes)) return 1;
+  // The collection's header: its count of fonts, then one offset each, all within the file.
+  auto u32 = [&](size_t at) {
+    uint32_t v = 0;
+    for (size_t i = 0; i < 4; ++i) v = v << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return v;
+  };
+  const uint32_t count = u32(8);
+  if (count == 0 || count > (bytes.size() - 12) / 4) return 0;
+  return count;
+}
+
+uint32_t ReadSfntFaces(std::string_view bytes, std::vector<SfntFace>& faces) {
+  faces.clear();
+  const uint32_t count = SfntFaceCount(bytes);
+  if (count == 0) return kErrInvalidData;
+  faces.resize(count);
+  for (uint32_t i = 0; i < count; ++i)
+    if (uint32_t e = ReadSfntFace(bytes, faces[i], i)) {
+      faces.clear();
+      return e;
+    }
+  return 0;
+}
+
+String SfntListName(const std::vector<SfntFace>& faces) {
+  String name;
+  for (size_t i = 0; i < faces.size(); ++i) {
+    if (i > 0) name = name + " & ";
+    name = name + faces[i].full_name;
+  }
+  return name;
+}
+
+uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face, uint32_t index) {
   // Only the sfnt forms count as TrueType/OpenType; FreeType would also open Type 1, BDF, PCF
   // and the web font wrappers, which Windows refuses here.
-  if (!IsSfntTag(bytes)) return kErrInvalidData;
+  if (!IsSfntTag(bytes) || index >= SfntFaceCount(bytes)) return kErrInvalidData;
   FT_Library lib = ThreadLibrary();
   FT_Face ft = nullptr;
-  if (!lib || FT_New_Memory_Face(lib, reinterpret_cast<const FT_Byte*>(bytes.data()),
-                                 static_cast<FT_Long>(bytes.size()), 0, &ft) != 0)
+  if (!lib ||
+      FT_New_Memory_Face(lib, reinterpret_cast<const FT_Byte*>(bytes.data()),
+                         static_cast<FT_Long>(bytes.size()), static_cast<FT_Long>(index), &ft) != 0)
     return kErrInvalidData;
   Face owner(ft);
   if (!FT_IS_SFNT(ft)) return kErrInvalidData;
@@ -202,6 +243,11 @@ uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face) {
   if (face.full_name.empty())
     face.full_name = face.style == String("Regular") ? face.family : face.family + " " + face.style;
   ReadStyle(ft, face);
+  // PostScript outlines make an OpenType font of a font that is no TrueType font.
+  FT_ULong length = 0;
+  face.truetype =
+      FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', ' '), 0, nullptr, &length) != 0 &&
+      FT_Load_Sfnt_Table(ft, FT_MAKE_TAG('C', 'F', 'F', '2'), 0, nullptr, &length) != 0;
   return 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "borvane/automation/string.h"
 
@@ -26,13 +27,15 @@ struct SfntFace {
   uint16_t internal_leading = 0;
   uint16_t avg_width = 0;
   uint16_t max_width = 0;
+  bool truetype = true;  // TrueType outlines; false for the PostScript (CFF) outlines of OpenType
 };
 
 inline constexpr int kNominalEmPixels = 16;  // 12 points at 96 dots per inch
 
-// Reads the first face of the font (of a collection: face 0) in `bytes`. Returns 0, or the
-// Windows error 13 (ERROR_INVALID_DATA) when the bytes are not a TrueType/OpenType font or the
-// font has neither a family nor a full name.
+// Reads face `index` of the font in `bytes` (a single font has face 0 alone; a collection, .ttc
+// or .otc, one per font it holds). Returns 0, or the Windows error 13 (ERROR_INVALID_DATA) when
+// the bytes are not a TrueType/OpenType font, have no such face, or the face has neither a
+// family nor a full name.
 //
 // Each name is taken from the first record that exists in this order: the Windows platform
 // with a Unicode encoding and US English, the Windows platform with a Unicode encoding in any
@@ -40,7 +43,21 @@ inline constexpr int kNominalEmPixels = 16;  // 12 points at 96 dots per inch
 // fonts made for Apple systems only, the Unicode platform. A name ends at its first NUL.
 // A missing full name becomes the family, followed by the style unless that is "Regular"; a
 // missing family the full name; a missing style "Regular".
-uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face);
+uint32_t ReadSfntFace(std::string_view bytes, SfntFace& face, uint32_t index = 0);
+
+// The faces of the font in `bytes`: 1 for a single font, the count of a collection's fonts, 0
+// when the bytes are no TrueType/OpenType font.
+uint32_t SfntFaceCount(std::string_view bytes);
+
+// Whether `bytes` begin as a collection ("ttcf").
+bool IsSfntCollection(std::string_view bytes);
+
+// Every face of the font in `bytes`, in order: 0, or 13 as ReadSfntFace gives for any face.
+uint32_t ReadSfntFaces(std::string_view bytes, std::vector<SfntFace>& faces);
+
+// The name a font file goes by in the fonts key, as the system lists it: the full name of a
+// single font; for a collection the full names of its fonts joined by " & ".
+String SfntListName(const std::vector<SfntFace>& faces);
 
 // Decoding of name records: UTF-16 big-endian (an odd last byte is dropped), Mac Roman.
 String DecodeUtf16Be(std::string_view bytes);

@@ -124,12 +124,11 @@ class RealSystem : public SystemService {
 
   int32_t Shell(const String& command, int32_t) override {
     if (!(UCase(Trim(command)) == UCase(String(kFontsFolderCommand)))) return kErrFileNotFound;
-    // As the desktop would: the user's font folder exists and the shell folders name it.
+    // As the desktop would: the user's font folder exists, and so the shell folders name it
+    // (a value the registry shows while the folder is there, never one stored for good, which
+    // would outlive a folder the user removes).
     std::string folder = InstalledFonts().UserFontFolder();
     MakeFolders(folder);
-    Registry().SetValue(
-        "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders",
-        "Fonts", BackslashPath(folder));
     if (HasDisplay()) SpawnDetached({"xdg-open", folder});
     return 0;
   }
@@ -165,10 +164,26 @@ std::vector<std::string> ExitCommand(uint32_t flags) {
     return force ? std::vector<std::string>{"systemctl", "poweroff", "-i"}
                  : std::vector<std::string>{"systemctl", "poweroff"};
   }
-  std::string session = Env("XDG_SESSION_ID");
-  if (!session.empty()) return {"loginctl", "terminate-session", session};
-  return {"loginctl", "terminate-user",
-          Env("USER").empty() ? std::to_string(::getuid()) : Env("USER")};
+  // The end of the logon is the end of this session alone, never of the user's other sessions.
+  // Asked politely, the desktop's own logout asks its programs first, as the platform asks its
+  // windows, and may be held off by them; without a desktop that takes the request, logind ends
+  // the session, and its programs get the signal to end. Forced, logind ends the session at
+  // once, without a word to the desktop.
+  if (!force) {
+    const std::string desktop = Env("XDG_CURRENT_DESKTOP");
+    auto is = [&](const char* name) { return desktop.find(name) != std::string::npos; };
+    if (is("GNOME") || is("Unity") || is("Budgie"))
+      return {"gnome-session-quit", "--logout", "--no-prompt"};
+    if (is("X-Cinnamon") || is("Cinnamon"))
+      return {"cinnamon-session-quit", "--logout", "--no-prompt"};
+    if (is("KDE")) return {"qdbus", "org.kde.ksmserver", "/KSMServer", "logout", "0", "0", "0"};
+    if (is("XFCE")) return {"xfce4-session-logout", "--logout"};
+    if (is("MATE")) return {"mate-session-save", "--logout"};
+    if (is("LXQt")) return {"lxqt-leave", "--logout"};
+  }
+  // "self" is the session of the caller, for a process started outside one's environment.
+  const std::string session = Env("XDG_SESSION_ID");
+  return {"loginctl", "terminate-session", session.empty() ? "self" : session};
 }
 
 String LoadResString(int32_t id) {

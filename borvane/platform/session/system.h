@@ -99,7 +99,9 @@ inline SystemService& System() {
 }
 
 // The command line that ends the session or the machine on Linux for the flags: systemd's
-// reboot or poweroff (ignoring inhibitors when forced), or loginctl for a logoff.
+// reboot or poweroff (ignoring inhibitors when forced); for a logoff the desktop's own logout
+// request (XDG_CURRENT_DESKTOP), or, when forced or without such a desktop, logind's end of this
+// session (XDG_SESSION_ID, else the caller's own): never the user's other sessions.
 std::vector<std::string> ExitCommand(uint32_t flags);
 
 // The string resource, or the platform's error 326 when the library has none of that id.

@@ -89,7 +89,9 @@ int32_t MemoryFileSystem::CopyFile(const String& from, const String& to) {
   std::string target = NativePath(to);
   if (int32_t e = CheckFolder(target, true)) return e;
   files_[target] = it->second;
-  times_[target] = ++clock_;
+  // The copy keeps the source's time of last change, as the platform's file copy does.
+  auto time = times_.find(it->first);
+  times_[target] = time != times_.end() ? time->second : ++clock_;
   return 0;
 }
 

@@ -36,9 +36,16 @@ class RecordingFontLoader : public FontLoader {
   int32_t AddFontResource(const String& path) override;
   int32_t RemoveFontResource(const String& path) override;
   int32_t BroadcastFontChange() override { return ++broadcasts, broadcast_result; }
+  bool CanRemoveFontResource(const String& path) override { return !refused.count(path.str()); }
+  // A font unless it is in `refused` or `not_fonts`.
+  bool IsFontFile(const String& path) override {
+    return !refused.count(path.str()) && !not_fonts.count(path.str());
+  }
 
   std::set<std::u16string> loaded;
   std::set<std::u16string> refused;
+  std::set<std::u16string> not_fonts;
+  bool refuse_loads = false;  // every AddFontResource fails
   std::vector<String> calls;  // "+path" and "-path" in order
   int broadcasts = 0;
   int32_t broadcast_result = 1;
@@ -60,15 +67,19 @@ class FakeFontResource : public FontResource {
                                                 const String& font_file,
                                                 const String& directory) override;
   uint32_t ReadFontResourceTarget(const String& fot_path, String& target) override;
+  uint32_t FaceCount(const String& font_path, uint32_t& count) override;
+  uint32_t FaceResourceBytes(const String& font_path, uint32_t face, std::string& bytes) override;
 
   void SetFace(const String& font_path, const SfntFace& face);
+  // The fonts of a collection.
+  void SetFaces(const String& font_path, const std::vector<SfntFace>& faces);
   void SetNames(const String& font_path, const String& full_name, const String& family,
                 const String& style);
   void Fail(int call, uint32_t error);
   const std::vector<Call>& Calls() const { return calls_; }
 
  private:
-  std::map<std::u16string, SfntFace> faces_;
+  std::map<std::u16string, std::vector<SfntFace>> faces_;
   std::map<int, uint32_t> failures_;  // call number -> error
   std::vector<Call> calls_;
 };
