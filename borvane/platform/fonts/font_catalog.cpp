@@ -10,6 +10,7 @@
 
 #include "borvane/automation/text.h"
 #include "borvane/platform/base/folder_watch.h"
+#include "borvane/platform/base/user_folders.h"
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/fonts/fontconfig_state.h"
 #include "borvane/platform/fonts/sfnt_names.h"
@@ -45,10 +46,8 @@ class FontconfigCatalog : public FontCatalog {
   }
 
   std::string UserFontFolder() override {
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data && *data) return std::string(data) + "/fonts";
-    const char* home = std::getenv("HOME");
-    return std::string(home && *home ? home : "/tmp") + "/.local/share/fonts";
+    // Where fontconfig's default configuration looks for the user's fonts.
+    return XdgFolder("XDG_DATA_HOME", "/.local/share") + "/fonts";
   }
 
  private:
