@@ -109,13 +109,18 @@ TEST(FontResource, LayoutFieldByField) {
             "\x17"
             "FONTRES:Fam Bold Italic");
   EXPECT_EQ(b.substr(nonresident + 24, 2), "\0\0"s);  // ordinal 0
-  std::optional<size_t> dirres = FontDirectoryOffset(b);
-  ASSERT_TRUE(dirres);
-  EXPECT_EQ(u16(*dirres), 1);  // one font
-  size_t e = *dirres + kFontDirEntryOffset;
+  // The FONTDIR resource (type 0x8007), found by walking the resource table as a loader does.
+  size_t table = ne + u16(ne + 0x24), shift = u16(table), fontdir = 0;
+  for (size_t type = table + 2; type + 8 <= b.size() && u16(type) != 0;
+       type += 8 + 12 * u16(type + 2)) {
+    if (u16(type) == 0x8007) fontdir = u16(type + 8) << shift;
+  }
+  ASSERT_NE(fontdir, 0u);
+  EXPECT_EQ(u16(fontdir), 1);  // one font
+  size_t e = fontdir + 4;      // after the count and the font's ordinal
   EXPECT_EQ(u16(e), 0x200);
   EXPECT_EQ(b.substr(e + 6, 8), "Windows!");
-  EXPECT_EQ(u16(e + 66), kFontTypeScalable | kFontTypeHidden);
+  EXPECT_EQ(u16(e + 66), 0x0083);  // scalable, hidden
   EXPECT_EQ(u16(e + 68), 12);
   EXPECT_EQ(u16(e + 70), 96);
   EXPECT_EQ(u16(e + 72), 96);
