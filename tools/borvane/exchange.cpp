@@ -157,11 +157,11 @@ class JsonReader {
         if (pos_ >= s_.size() || s_[pos_] != '"') Fail("a member name in double quotes expected");
         String name = Text();
         for (const auto& m : v.members)
-          if (m.first == name) Fail("the name \"" + name.ToUtf8() + "\" twice in one object");
+          if (m.name == name) Fail("the name \"" + name.ToUtf8() + "\" twice in one object");
         Space();
         if (pos_ >= s_.size() || s_[pos_] != ':') Fail("\":\" expected after a member name");
         ++pos_;
-        v.members.emplace_back(std::move(name), Value(depth + 1));
+        v.members.push_back({std::move(name), Value(depth + 1)});
         Space();
         if (pos_ < s_.size() && s_[pos_] == ',') {
           ++pos_;
@@ -668,7 +668,7 @@ std::string JsonWriter::Finish() {
 
 const JsonValue* JsonValue::Find(std::u16string_view name) const {
   for (const auto& m : members)
-    if (m.first.view() == name) return &m.second;
+    if (m.name.view() == name) return &m.value;
   return nullptr;
 }
 

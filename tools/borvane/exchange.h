@@ -57,18 +57,27 @@ class JsonWriter {
   bool after_key_ = false;
 };
 
+struct JsonMember;
+
 struct JsonValue {
   enum Kind { kNull, kBoolean, kNumber, kText, kArray, kObject };
   Kind kind = kNull;
   bool boolean = false;
   double number = 0;
   String text;
-  std::vector<JsonValue> items;                       // an array's
-  std::vector<std::pair<String, JsonValue>> members;  // an object's, in order
-  size_t line = 0;                                    // where the value begins
+  std::vector<JsonValue> items;     // an array's
+  std::vector<JsonMember> members;  // an object's, in order
+  size_t line = 0;                  // where the value begins
 
   // The member of that name, or nullptr.
   const JsonValue* Find(std::u16string_view name) const;
+};
+
+// A member of a JSON object (a struct of its own: a std::pair of a type still being defined is
+// refused by some standard libraries).
+struct JsonMember {
+  String name;
+  JsonValue value;
 };
 
 // Reads one JSON text (RFC 8259, UTF-8, a byte-order mark allowed); raises ExchangeError.
