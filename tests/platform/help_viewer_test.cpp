@@ -224,7 +224,9 @@ TEST_F(Viewer, HelpFromAMessageBoxHandlerDoesNotWait) {
   });
   std::thread other([&] {
     int32_t window = 0;
-    while (window == 0) window = Call(chm_ + ">other", HH_DISPLAY_TOPIC, int32_t{0});
+    for (int tries = 0; window == 0 && tries < 100; ++tries)
+      window = Call(chm_ + ">other", HH_DISPLAY_TOPIC, int32_t{0});
+    EXPECT_NE(window, 0);
     std::lock_guard<std::mutex> lock(m);
     other_done = true;
     cv.notify_all();

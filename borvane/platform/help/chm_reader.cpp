@@ -20,13 +20,16 @@
 #include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/help_search.h"
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define BORVANE_HAS_ASAN 1
+// The sanitizers reserve far more address space than any limit a reader could be given.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define BORVANE_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define BORVANE_SANITIZED 1
 #endif
 #endif
-#ifndef BORVANE_HAS_ASAN
-#define BORVANE_HAS_ASAN 0
+#ifndef BORVANE_SANITIZED
+#define BORVANE_SANITIZED 0
 #endif
 
 namespace borvane::platform {
@@ -221,9 +224,9 @@ std::unique_ptr<ChmReader> ChmReader::Start(const std::vector<std::string>& argv
     // follows the thread that forked, and the server forks on threads that come and go.)
     if (::getppid() != parent) ::_exit(127);
     ::setpgid(0, 0);
-#if !defined(__SANITIZE_ADDRESS__) && !BORVANE_HAS_ASAN
-    // Memory too: chmlib allocates what a file's headers ask for. (The address sanitizer
-    // reserves far more address space than this, so its builds go without the limit.)
+#if !BORVANE_SANITIZED
+    // Memory too: chmlib allocates what a file's headers ask for. (Sanitizer builds go
+    // without the limit.)
     const rlim_t memory = static_cast<rlim_t>(bound) + (rlim_t{2} << 30);
     const rlimit limit{memory, memory};
     ::setrlimit(RLIMIT_AS, &limit);
