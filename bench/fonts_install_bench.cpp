@@ -12,9 +12,8 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <string>
-
 #include <map>
+#include <string>
 #include "borvane/fonts/font_functions.h"
 #include "borvane/platform/fonts/font_loader.h"
 
@@ -104,6 +103,14 @@ void FillFolder(int count) {
                        home.fonts / ("f" + std::to_string(i) + ".ttf"));
 }
 
+// The change both rescans follow: a font added to the folder, or taken away again.
+void ToggleExtraFont(const fs::path& extra) {
+  if (fs::exists(extra))
+    fs::remove(extra);
+  else
+    fs::create_symlink("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", extra);
+}
+
 // The broadcast after a change to the folder: this folder rescanned into fontconfig's caches,
 // and this process's configuration read anew.
 void BM_Broadcast(benchmark::State& state) {
@@ -111,10 +118,7 @@ void BM_Broadcast(benchmark::State& state) {
   const fs::path extra = TheHome().fonts / "extra.ttf";
   for (auto _ : state) {
     state.PauseTiming();
-    if (fs::exists(extra))
-      fs::remove(extra);
-    else
-      fs::create_symlink("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", extra);
+    ToggleExtraFont(extra);
     state.ResumeTiming();
     if (platform::FontLoading().BroadcastFontChange() == 0)
       return state.SkipWithError("the broadcast failed");
@@ -129,10 +133,7 @@ void BM_FcCacheForce(benchmark::State& state) {
   const std::string command = "fc-cache -f '" + TheHome().fonts.string() + "'";
   for (auto _ : state) {
     state.PauseTiming();
-    if (fs::exists(extra))
-      fs::remove(extra);
-    else
-      fs::create_symlink("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", extra);
+    ToggleExtraFont(extra);
     state.ResumeTiming();
     if (Run(command) != 0) return state.SkipWithError("fc-cache failed");
   }

@@ -93,6 +93,7 @@ int Show(HTMLHelp& help, const Args& args) {
   }
   PrintLine(String::FromUtf8(page));
   const char* browser = std::getenv("BORVANE_HELP_BROWSER");
+  std::fflush(stdout);  // the address comes "above" the note, also where both go to one file
   if (!(browser && *browser) && !platform::HasDisplay())
     std::fputs(
         "borvane: no display to show it on: open the address above in a browser (or set "
