@@ -1,6 +1,7 @@
 #include "borvane/platform/base/process.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,6 +29,8 @@ bool SpawnDetached(const std::vector<std::string>& argv) {
         ::dup2(null, 2);
       }
       ::close_range(3, ~0U, 0);
+      // A host that ignores SIGPIPE would pass that on through exec.
+      ::signal(SIGPIPE, SIG_DFL);
       ::execvp(args[0], args.data());
     }
     ::_exit(0);

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "borvane/automation/codepage.h"
+#include "borvane/platform/files/text_encoding.h"
 #include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/help_tables.h"
 
@@ -54,18 +55,6 @@ bool IsPage(std::string_view name) {
 
 bool IsWordByte(unsigned char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c >= 0x80;
-}
-
-bool ValidUtf8(std::string_view s) {
-  for (size_t i = 0; i < s.size();) {
-    unsigned char c = static_cast<unsigned char>(s[i]);
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-    if (n == 0 || i + n > s.size()) return false;
-    for (size_t k = 1; k < n; ++k)
-      if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
-    i += n;
-  }
-  return true;
 }
 
 // The tag name at `at` (just behind "<"), in lower case.
@@ -145,7 +134,7 @@ std::string PageText(std::string_view html, std::string* title) {
   }
   auto finish = [&](std::string_view s) {
     std::string text = DecodeHtmlText(s);
-    return ValidUtf8(text) ? text : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
+    return IsValidUtf8(text) ? text : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
   };
   if (title) *title = std::string(TrimSpaces(finish(title_raw)));
   return finish(raw);

@@ -28,6 +28,7 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/platform/base/user_folders.h"
 #include "borvane/platform/files/file_system.h"
+#include "borvane/platform/files/text_encoding.h"
 #include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/chm_reader.h"
 #include "borvane/platform/help/help_http.h"
@@ -104,22 +105,11 @@ std::string SelfPath() {
   return n > 0 ? std::string(buffer, static_cast<size_t>(n)) : std::string();
 }
 
-bool ValidUtf8(std::string_view s) {
-  for (size_t i = 0; i < s.size();) {
-    unsigned char c = static_cast<unsigned char>(s[i]);
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-    if (n == 0 || i + n > s.size()) return false;
-    for (size_t k = 1; k < n; ++k)
-      if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
-    i += n;
-  }
-  return true;
-}
-
 // Text of the help file (its names and titles) as UTF-8: a help file written on Windows keeps
 // them in its code page, read here as Windows-1252.
 std::string Utf8Of(std::string_view text) {
-  return ValidUtf8(text) ? std::string(text) : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
+  return IsValidUtf8(text) ? std::string(text)
+                           : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
 }
 
 // A topic as a path inside the help file ("dir/page.htm"), with its anchor apart; false for

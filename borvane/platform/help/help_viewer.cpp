@@ -78,33 +78,12 @@ bool Ping(const ServerAddress& a) {
          status == 200 && answer == "borvane-help";
 }
 
-// Starts the server program detached from the caller: in a session of its own, with nothing
-// of the caller's open but what every program gets, so that it outlives the caller and never
-// holds a caller's pipe open.
+// Starts the server program detached from the caller, so that it outlives the caller and
+// never holds a caller's pipe open.
 bool SpawnServer(const std::string& program) {
-  std::string serve = "--serve";
-  std::vector<char*> argv = {const_cast<char*>(program.c_str()), serve.data(), nullptr};
-  pid_t child = ::fork();
-  if (child < 0) return false;
-  if (child == 0) {
-    ::setsid();
-    if (::fork() == 0) {
-      int null = ::open("/dev/null", O_RDWR);
-      if (null >= 0) {
-        ::dup2(null, 0);
-        ::dup2(null, 1);
-        ::dup2(null, 2);
-      }
-      ::close_range(3, ~0U, 0);
-      ::signal(SIGPIPE, SIG_DFL);
-      ::execv(argv[0], argv.data());
-    }
-    ::_exit(0);
-  }
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return true;
+  // A name without "/" is the one in the current folder, not one found on PATH.
+  return SpawnDetached(
+      {program.find('/') == std::string::npos ? "./" + program : program, "--serve"});
 }
 
 [[noreturn]] void Unavailable(const std::string& why) {
