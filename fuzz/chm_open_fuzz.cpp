@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HelpSystemInfo info = ParseHelpSystem(system);
   for (const std::string& name : {info.contents_file, info.index_file}) {
     if (name.empty() || reader->Read(name, bytes) != ReadStatus::kOk) continue;
-    std::vector<SitemapEntry> entries = ParseSitemap(bytes);
+    const Sitemap entries(ParseSitemap(bytes));
     for (size_t i : KeywordEntries(entries, "a")) EntryTopic(entries, i);
   }
   if (!info.default_topic.empty() && reader->Read(info.default_topic, bytes) == ReadStatus::kOk)

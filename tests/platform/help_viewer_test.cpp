@@ -19,6 +19,7 @@
 #include "borvane/htmlhelp/html_help.h"
 #include "borvane/platform/files/file_system.h"
 #include "borvane/platform/help/chm_reader.h"
+#include "borvane/platform/help/help_fulltext.h"
 #include "borvane/platform/help/help_http.h"
 #include "borvane/platform/help/help_keys.h"
 #include "borvane/platform/help/help_search.h"
@@ -102,9 +103,13 @@ TEST_F(Viewer, KeywordsFollowTheLevelsOfTheIndex) {
   // index: the keyword wins, and the sub-entry answers to its full name.
   EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, Link("fonts"))), "topics/options.htm#fonts");
   EXPECT_EQ(Shown(Call(chm_, HH_KEYWORD_LOOKUP, Link("Install, Fonts"))), "topics/install.htm");
-  std::vector<SitemapEntry> index = {
-      {"Heading", "", 0}, {"a", "a.htm", 1},     {"b", "b.htm", 1},       {"a", "top.htm", 0},
-      {"x", "x.htm", 0},  {"deep", "d2.htm", 2}, {"Heading", "h2.htm", 0}};
+  const Sitemap index({{"Heading", "", 0},
+                       {"a", "a.htm", 1},
+                       {"b", "b.htm", 1},
+                       {"a", "top.htm", 0},
+                       {"x", "x.htm", 0},
+                       {"deep", "d2.htm", 2},
+                       {"Heading", "h2.htm", 0}});
   EXPECT_EQ(KeywordEntries(index, " A "), (std::vector<size_t>{3, 1}));
   EXPECT_EQ(KeywordEntries(index, "heading, b"), (std::vector<size_t>{2}));
   EXPECT_EQ(KeywordEntries(index, "deep"), (std::vector<size_t>{5}));
@@ -333,6 +338,46 @@ TEST(ChmReaderTest, HostileFilesAreRefusedOrContained) {
   EXPECT_EQ(why, "not a compiled help file");
 }
 
+TEST_F(Viewer, TheFilesOwnFullTextIndexFindsWhatThePagesHold) {
+  // chmcmd stores a full-text index in the manual: read, it finds the pages that the pass over
+  // every page finds, with their paths and titles. A file without one has none to give.
+  std::unique_ptr<ChmReader> reader = Reader(chm_);
+  ASSERT_TRUE(reader);
+  std::string own, pass;
+  ASSERT_EQ(reader->BuildFulltextIndex(own), ReadStatus::kOk);
+  ASSERT_EQ(reader->BuildSearchIndex(pass), ReadStatus::kOk);
+  SearchIndex by_own, by_pass;
+  ASSERT_TRUE(by_own.Load(own));
+  ASSERT_TRUE(by_pass.Load(pass));
+  auto found = [](const SearchIndex& index, const char* query) {
+    std::vector<std::string> pages;
+    for (const SearchIndex::Page* p : index.Find(query, 10))
+      pages.push_back(p->path + "|" + p->title);
+    std::sort(pages.begin(), pages.end());
+    return pages;
+  };
+  for (const char* query : {"font", "pick", "copy files", "welcome", "installing", "opt"}) {
+    EXPECT_FALSE(found(by_own, query).empty()) << query;
+    EXPECT_EQ(found(by_own, query), found(by_pass, query)) << query;
+  }
+  EXPECT_TRUE(found(by_own, "nowhere").empty());
+  ScratchFolder dir;
+  ChmBuilder bare;
+  bare.Add("/#SYSTEM", ChmBuilder::System("a.htm", "T")).Add("/a.htm", "alpha");
+  reader = Reader(dir.Put("bare.chm", bare.Build()).ToUtf8());
+  ASSERT_TRUE(reader);
+  EXPECT_EQ(reader->BuildFulltextIndex(own), ReadStatus::kMissing);
+  // Damaged: every cut of the index gives a whole index or none, never a crash.
+  std::string fiftimain;
+  ASSERT_EQ(Reader(chm_)->Read("$FIftiMain", fiftimain), ReadStatus::kOk);
+  for (size_t cut = 0; cut < fiftimain.size(); cut += 7) {
+    std::string stored =
+        SearchIndexFromFulltext({std::string_view(fiftimain).substr(0, cut), "", "", "", ""});
+    SearchIndex index;
+    EXPECT_TRUE(stored.empty() || index.Load(stored));
+  }
+}
+
 // Files on which chmlib divides by zero or asks for gigabytes, found by the fuzz target: the
 // reader process takes the fault, and the caller gets 0 at once.
 TEST_F(Viewer, FilesThatCrashTheReaderGiveZero) {
@@ -395,13 +440,33 @@ TEST(HelpTables, ReadersOfHandMadeBytes) {
   EXPECT_EQ(map, (std::map<uint32_t, std::string>{{1, "a.htm"}, {3, "b"}}));
   EXPECT_TRUE(ParseContextMap("\x10\0"s, "").empty());
   // A sitemap: nesting by lists, entities, a heading without a topic, unquoted values.
-  auto entries = ParseSitemap(
+  const std::string sitemap =
       "<ul><li><object type=\"text/sitemap\"><param name=\"Name\" value=\"A &amp; B\">"
       "<param name=Local value=a.htm></object><UL><LI><OBJECT type='text/sitemap'>"
       "<param name='name' value='Sub &#233;'></OBJECT></UL><!-- <ul> --></ul>"
       "<object type=\"text/site properties\"><param name=\"Name\" value=\"skip\"></object>"
-      "<object type=\"text/sitemap\"><param name=\"Name\" value=\"Top");
+      "<object type=\"text/sitemap\"><param name=\"Name\" value=\"Top";
+  const std::vector<SitemapEntry> entries = ParseSitemap(sitemap);
   EXPECT_EQ(entries, (std::vector<SitemapEntry>{{"A & B", "a.htm", 0}, {"Sub \xC3\xA9", "", 1}}));
+  // Read in pieces cut anywhere (inside a tag, a quote, a comment), it gives the same.
+  for (size_t cut = 0; cut <= sitemap.size(); ++cut) {
+    std::vector<SitemapEntry> pieces;
+    SitemapReader reader([&](SitemapEntry&& e) { pieces.push_back(std::move(e)); });
+    for (size_t at = 0; at < sitemap.size(); at += cut ? cut : 1)
+      reader.Feed(std::string_view(sitemap).substr(at, cut ? cut : 1));
+    reader.Finish();
+    EXPECT_EQ(pieces, entries) << "pieces of " << cut;
+  }
+  // Kept compactly, each text once, a long one whole.
+  const std::string long_name(300, 'n');
+  const Sitemap kept({{long_name, "t.htm", 0}, {"t.htm", "t.htm", 1}, {"", "", 2}});
+  ASSERT_EQ(kept.size(), 3u);
+  EXPECT_EQ(kept.name(0), long_name);
+  EXPECT_EQ(kept.name(1), "t.htm");
+  EXPECT_EQ(kept.local(1), "t.htm");
+  EXPECT_EQ(kept.name(1).data(), kept.local(0).data());
+  EXPECT_EQ(kept.depth(2), 2);
+  EXPECT_EQ(kept.local(2), "");
   // Popups: numbered topics only, with their lines; a symbolic one is left out.
   auto popups = ParsePopupTexts(
       ".topic 1\r\nOne\r\n\r\n.Topic IDH_X\nx\n.topic 99999999999\ny\n"

@@ -18,6 +18,7 @@
 #include <cstring>
 
 #include "borvane/platform/help/chm_archive.h"
+#include "borvane/platform/help/help_fulltext.h"
 #include "borvane/platform/help/help_search.h"
 
 // The sanitizers reserve far more address space than any limit a reader could be given.
@@ -72,6 +73,13 @@ bool ReadUntil(int fd, std::string& out, size_t want, int64_t deadline) {
     out.append(buffer, static_cast<size_t>(n));
   }
   return true;
+}
+
+ReadStatus StatusOf(const std::string& head) {
+  if (head == "ok") return ReadStatus::kOk;
+  if (head == "missing") return ReadStatus::kMissing;
+  if (head == "toolarge") return ReadStatus::kTooLarge;
+  return ReadStatus::kDamaged;
 }
 
 const char* StatusWord(ReadStatus s) {
@@ -165,6 +173,11 @@ int RunChmReader(const std::string& chm, uint64_t bound) {
       if (!Answer(archive->Exists(line.substr(2)) ? ReadStatus::kOk : ReadStatus::kMissing,
                   std::string()))
         return 1;
+    } else if (line == "F") {
+      bytes = SearchIndexFromFulltext(*archive, bound);
+      if (!Answer(bytes.empty() ? ReadStatus::kMissing : ReadStatus::kOk, bytes)) return 1;
+      std::string().swap(bytes);
+      ::malloc_trim(0);
     } else if (line == "S") {
       bytes = MakeSearchIndex(*archive, bound);
       if (!Answer(bytes.empty() ? ReadStatus::kTooLarge : ReadStatus::kOk, bytes)) return 1;
@@ -246,10 +259,7 @@ std::unique_ptr<ChmReader> ChmReader::Start(const std::vector<std::string>& argv
   return reader;
 }
 
-bool ChmReader::ReadAnswer(std::string& head, std::string& bytes, int timeout_ms) {
-  head.clear();
-  bytes.clear();
-  const int64_t deadline = NowMs() + timeout_ms;
+bool ChmReader::ReadHead(std::string& head, uint64_t& length, int64_t deadline) {
   std::string line;
   while (line.empty() || line.back() != '\n') {
     if (line.size() > 64 || !ReadUntil(from_, line, line.size() + 1, deadline)) {
@@ -259,12 +269,21 @@ bool ChmReader::ReadAnswer(std::string& head, std::string& bytes, int timeout_ms
   }
   size_t space = line.find(' ');
   char* end = nullptr;
-  unsigned long long length =
-      space == std::string::npos ? 0 : std::strtoull(line.c_str() + space + 1, &end, 10);
+  length = space == std::string::npos ? 0 : std::strtoull(line.c_str() + space + 1, &end, 10);
   if (space == std::string::npos || !end || *end != '\n' || length > bound_) {
     Kill();
     return false;
   }
+  head = line.substr(0, space);
+  return true;
+}
+
+bool ChmReader::ReadAnswer(std::string& head, std::string& bytes, int timeout_ms) {
+  head.clear();
+  bytes.clear();
+  const int64_t deadline = NowMs() + timeout_ms;
+  uint64_t length = 0;
+  if (!ReadHead(head, length, deadline)) return false;
   // Made to size once (the length is within the bound): a growing string would hold up to
   // twice a large file for a moment.
   bytes.reserve(static_cast<size_t>(length));
@@ -272,7 +291,6 @@ bool ChmReader::ReadAnswer(std::string& head, std::string& bytes, int timeout_ms
     Kill();
     return false;
   }
-  head = line.substr(0, space);
   return true;
 }
 
@@ -285,10 +303,31 @@ ReadStatus ChmReader::Request(const std::string& line, std::string& bytes, int t
     Kill();
     return ReadStatus::kDamaged;
   }
-  if (head == "ok") return ReadStatus::kOk;
-  if (head == "missing") return ReadStatus::kMissing;
-  if (head == "toolarge") return ReadStatus::kTooLarge;
-  return ReadStatus::kDamaged;
+  return StatusOf(head);
+}
+
+ReadStatus ChmReader::ReadInPieces(const std::string& name,
+                                   const std::function<void(std::string_view)>& piece) {
+  if (name.empty() || name.find_first_of("\n\r") != std::string::npos) return ReadStatus::kMissing;
+  if (damaged()) return ReadStatus::kDamaged;
+  const std::string text = "R " + name + "\n";
+  const int64_t deadline = NowMs() + limits_.request_ms;
+  std::string head, bytes;
+  uint64_t length = 0;
+  if (!WriteAll(to_, text.data(), text.size()) || !ReadHead(head, length, deadline)) {
+    Kill();
+    return ReadStatus::kDamaged;
+  }
+  for (uint64_t left = length; left > 0;) {
+    bytes.clear();
+    if (!ReadUntil(from_, bytes, static_cast<size_t>(std::min<uint64_t>(left, 65536)), deadline)) {
+      Kill();
+      return ReadStatus::kDamaged;
+    }
+    left -= bytes.size();
+    piece(bytes);
+  }
+  return StatusOf(head);
 }
 
 ReadStatus ChmReader::Read(const std::string& name, std::string& bytes) {
@@ -304,6 +343,10 @@ bool ChmReader::Exists(const std::string& name) {
 
 ReadStatus ChmReader::BuildSearchIndex(std::string& bytes) {
   return Request("S", bytes, limits_.pass_ms);
+}
+
+ReadStatus ChmReader::BuildFulltextIndex(std::string& bytes) {
+  return Request("F", bytes, limits_.pass_ms);
 }
 
 }  // namespace borvane::platform

@@ -9,8 +9,10 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace borvane::platform {
@@ -44,10 +46,17 @@ class ChmReader {
 
   // The stored file `name` ("dir/page.htm"; compared without regard to case).
   ReadStatus Read(const std::string& name, std::string& bytes);
+  // The same, passed to `piece` as it comes, 64 KB at most at a time, so that a large file is
+  // never held whole. A file cut short ends the reader and counts as damaged.
+  ReadStatus ReadInPieces(const std::string& name,
+                          const std::function<void(std::string_view)>& piece);
   // Whether the stored file `name` is there; false also for a reader that failed.
   bool Exists(const std::string& name);
   // The search index of every page (help_search.h), made in the reader.
   ReadStatus BuildSearchIndex(std::string& bytes);
+  // The search index from the file's own full-text index (help_fulltext.h): kMissing for a
+  // file that has none, or none the reader knows.
+  ReadStatus BuildFulltextIndex(std::string& bytes);
 
   // True once the reader was killed or died: every later request answers kDamaged.
   bool damaged() const { return pid_ <= 0; }
@@ -57,6 +66,8 @@ class ChmReader {
       : pid_(pid), to_(to), from_(from), bound_(bound), limits_(limits) {}
   ReadStatus Request(const std::string& line, std::string& bytes, int timeout_ms);
   bool ReadAnswer(std::string& head, std::string& bytes, int timeout_ms);
+  // The head line of an answer: its status word and the length of what follows.
+  bool ReadHead(std::string& head, uint64_t& length, int64_t deadline);
   void Kill();
 
   pid_t pid_;

@@ -205,8 +205,12 @@ bool WriteAllTo(int fd, std::string_view bytes) {
   return true;
 }
 
-bool WriteHttpResponse(int fd, int status, std::string_view type, std::string_view body,
-                       const std::vector<std::pair<std::string, std::string>>& headers) {
+namespace {
+
+// The head of a response; without a length when `length` is negative (the body then ends with
+// the connection).
+std::string HttpHead(int status, std::string_view type, int64_t length,
+                     const std::vector<std::pair<std::string, std::string>>& headers) {
   const char* reason = status == 200   ? "OK"
                        : status == 202 ? "Accepted"
                        : status == 400 ? "Bad Request"
@@ -215,13 +219,41 @@ bool WriteHttpResponse(int fd, int status, std::string_view type, std::string_vi
                        : status == 405 ? "Method Not Allowed"
                                        : "Service Unavailable";
   std::string head = "HTTP/1.1 " + std::to_string(status) + " " + reason +
-                     "\r\nContent-Type: " + std::string(type) +
-                     "\r\nContent-Length: " + std::to_string(body.size()) +
-                     "\r\nCache-Control: no-store\r\nConnection: close\r\n"
-                     "X-Content-Type-Options: nosniff\r\n";
+                     "\r\nContent-Type: " + std::string(type);
+  if (length >= 0) head += "\r\nContent-Length: " + std::to_string(length);
+  head +=
+      "\r\nCache-Control: no-store\r\nConnection: close\r\n"
+      "X-Content-Type-Options: nosniff\r\n";
   for (const auto& [name, value] : headers) head += name + ": " + value + "\r\n";
-  head += "\r\n";
-  return WriteAllTo(fd, head) && WriteAllTo(fd, body);
+  return head + "\r\n";
+}
+
+}  // namespace
+
+bool WriteHttpResponse(int fd, int status, std::string_view type, std::string_view body,
+                       const std::vector<std::pair<std::string, std::string>>& headers) {
+  return WriteAllTo(fd, HttpHead(status, type, static_cast<int64_t>(body.size()), headers)) &&
+         WriteAllTo(fd, body);
+}
+
+HttpStream::HttpStream(int fd, int status, std::string_view type) : fd_(fd) {
+  buffer_ = HttpHead(status, type, -1, {});
+}
+
+void HttpStream::Append(std::string_view text) {
+  buffer_.append(text);
+  if (buffer_.size() >= kPiece) Flush();
+}
+
+void HttpStream::Flush() {
+  ok_ = ok_ && WriteAllTo(fd_, buffer_);
+  buffer_.clear();
+}
+
+bool HttpStream::Finish() {
+  Flush();
+  std::string().swap(buffer_);
+  return ok_;
 }
 
 bool HttpCall(int port, const std::string& method, const std::string& path, const std::string& body,

@@ -44,6 +44,23 @@ bool ReadHttpRequest(int fd, HttpRequest& request, int timeout_ms);
 // Writes a whole response and nothing after it.
 bool WriteHttpResponse(int fd, int status, std::string_view type, std::string_view body,
                        const std::vector<std::pair<std::string, std::string>>& headers = {});
+// A response written as it is made, in pieces of about 64 KB, so that a large answer is never
+// held whole. Its body ends with the connection, so no length is sent.
+class HttpStream {
+ public:
+  HttpStream(int fd, int status, std::string_view type);
+  void Append(std::string_view text);
+  // Writes what is left; false when the peer went away on the way.
+  bool Finish();
+
+ private:
+  static constexpr size_t kPiece = 64 << 10;
+  void Flush();
+  int fd_;
+  std::string buffer_;
+  bool ok_ = true;
+};
+
 // Writes everything; false when the peer is gone.
 bool WriteAllTo(int fd, std::string_view bytes);
 

@@ -74,6 +74,11 @@ std::string TagName(std::string_view html, size_t at) {
 
 }  // namespace
 
+std::string HelpTextUtf8(std::string_view text) {
+  return IsValidUtf8(text) ? std::string(text)
+                           : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
+}
+
 std::vector<std::string> SearchWords(std::string_view text) {
   std::vector<std::string> words;
   for (size_t i = 0; i < text.size();) {
@@ -132,10 +137,7 @@ std::string PageText(std::string_view html, std::string* title) {
     i = gt == std::string_view::npos ? html.size() : gt + 1;
     raw += ' ';
   }
-  auto finish = [&](std::string_view s) {
-    std::string text = DecodeHtmlText(s);
-    return IsValidUtf8(text) ? text : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
-  };
+  auto finish = [&](std::string_view s) { return HelpTextUtf8(DecodeHtmlText(s)); };
   if (title) *title = std::string(TrimSpaces(finish(title_raw)));
   return finish(raw);
 }
@@ -152,7 +154,6 @@ std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound) {
   });
   std::sort(names.begin(), names.end());
   std::map<std::string, std::vector<uint32_t>> postings;
-  std::string out(kMagic);
   std::string pages, alinks;
   uint64_t read = 0, page_count = 0, alink_count = 0;
   std::string html, title;
@@ -164,8 +165,7 @@ std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound) {
     read += html.size();
     const uint32_t number = static_cast<uint32_t>(page_count++);
     std::string text = PageText(html, &title);
-    PutText(pages, name);
-    PutText(pages, title);
+    PutSearchPage(pages, name, title);
     std::vector<std::string> words = SearchWords(title + " " + text);
     std::sort(words.begin(), words.end());
     words.erase(std::unique(words.begin(), words.end()), words.end());
@@ -176,6 +176,13 @@ std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound) {
       ++alink_count;
     }
   }
+  return StoreSearchIndex(page_count, pages, alink_count, alinks, postings);
+}
+
+std::string StoreSearchIndex(uint64_t page_count, std::string_view pages, uint64_t alink_count,
+                             std::string_view alinks,
+                             const std::map<std::string, std::vector<uint32_t>>& postings) {
+  std::string out(kMagic);
   PutVarint(out, page_count);
   out += pages;
   PutVarint(out, alink_count);
@@ -193,6 +200,11 @@ std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound) {
     PutText(out, list);
   }
   return out;
+}
+
+void PutSearchPage(std::string& pages, std::string_view path, std::string_view title) {
+  PutText(pages, path);
+  PutText(pages, title);
 }
 
 bool SearchIndex::Load(std::string_view stored) {

@@ -5,6 +5,7 @@
 #define BORVANE_PLATFORM_HELP_HELP_SEARCH_H_
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +18,18 @@ class ChmArchive;
 // Reads every page (.htm, .html) of `archive`, at most `bound` bytes in all, and gives the
 // index in its stored form. Empty when the pages passed the bound.
 std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound);
+
+// The stored form of an index of `page_count` pages (`pages`: each page's PutSearchPage, in
+// page order), `alink_count` associative link names (`alinks`) and the numbers of the pages
+// that hold each word, in growing order.
+std::string StoreSearchIndex(uint64_t page_count, std::string_view pages, uint64_t alink_count,
+                             std::string_view alinks,
+                             const std::map<std::string, std::vector<uint32_t>>& postings);
+void PutSearchPage(std::string& pages, std::string_view path, std::string_view title);
+
+// Text of a help file (names, titles, pages) as UTF-8: a help file written on Windows keeps it
+// in its code page, read as Windows-1252 where the text is no valid UTF-8.
+std::string HelpTextUtf8(std::string_view text);
 
 // The words of a text as the index keeps them: runs of letters and digits (any byte of 0x80
 // and above counts as a letter, so UTF-8 words stay whole), ASCII letters in lower case, at

@@ -25,10 +25,8 @@
 #include <thread>
 #include <vector>
 
-#include "borvane/automation/codepage.h"
 #include "borvane/platform/base/user_folders.h"
 #include "borvane/platform/files/file_system.h"
-#include "borvane/platform/files/text_encoding.h"
 #include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/chm_reader.h"
 #include "borvane/platform/help/help_http.h"
@@ -105,13 +103,6 @@ std::string SelfPath() {
   return n > 0 ? std::string(buffer, static_cast<size_t>(n)) : std::string();
 }
 
-// Text of the help file (its names and titles) as UTF-8: a help file written on Windows keeps
-// them in its code page, read here as Windows-1252.
-std::string Utf8Of(std::string_view text) {
-  return IsValidUtf8(text) ? std::string(text)
-                           : FromCodePage(text, CodePage::kWindows1252).ToUtf8();
-}
-
 // A topic as a path inside the help file ("dir/page.htm"), with its anchor apart; false for
 // one that cannot be a stored file ("..", another file's "::", a scheme).
 bool TopicPath(std::string_view topic, std::string& path, std::string& anchor) {
@@ -163,13 +154,19 @@ struct HelpFile {
   std::map<std::string, bool> exists;  // by lower-case path, under reader_mutex
   HelpSystemInfo info;
   std::map<uint32_t, std::string> context;
-  std::vector<SitemapEntry> contents, index;
+  Sitemap contents, index;
   std::string title;
 
   std::mutex search_mutex;
   std::condition_variable search_done;
-  enum class Search { kNone, kBuilding, kReady, kFailed } search_state = Search::kNone;
-  SearchIndex search;
+  enum class Search { kNone, kBuilding, kReady, kFailed };
+  // What the search pane looks in: the file's own full-text index where it has one, else the
+  // pass over every page.
+  Search words_state = Search::kNone;
+  std::shared_ptr<const SearchIndex> words;
+  // The pass over every page: its words and the associative link names of the pages.
+  Search pages_state = Search::kNone;
+  std::shared_ptr<const SearchIndex> pages;
 
   int64_t last_used = 0;
 
@@ -186,8 +183,26 @@ struct HelpFile {
     auto it = exists.find(key);
     if (it != exists.end()) return it->second;
     bool there = reader->Exists(path);
-    if (exists.size() < 100'000) exists[key] = there;
+    // Kept for the paths asked lately only: the answers of a long session would grow without end.
+    if (exists.size() >= 4096) exists.clear();
+    exists[key] = there;
     return there;
+  }
+
+  // A sitemap of the file, parsed as the reader passes it on: the text of a large index is
+  // never held whole. Empty when it cannot be read.
+  Sitemap ReadSitemap(const std::string& name) {
+    Sitemap map;
+    std::string path, anchor;
+    if (!TopicPath(name, path, anchor)) return map;
+    SitemapReader parser([&](SitemapEntry&& e) { map.Add(e.depth, e.name, e.local); });
+    std::lock_guard<std::mutex> lock(reader_mutex);
+    if (reader->ReadInPieces(path, [&](std::string_view piece) { parser.Feed(piece); }) !=
+        ReadStatus::kOk)
+      return Sitemap();
+    parser.Finish();
+    map.Seal();
+    return map;
   }
 
   // The topic as "path#anchor" when its page is there, else empty.
@@ -200,7 +215,7 @@ struct HelpFile {
   std::string DefaultTopic() {
     std::string topic = ExistingTopic(info.default_topic);
     for (size_t i = 0; topic.empty() && i < contents.size() && i < 1000; ++i)
-      topic = ExistingTopic(contents[i].local);
+      topic = ExistingTopic(contents.local(i));
     return topic;
   }
 
@@ -217,20 +232,24 @@ struct HelpFile {
     return topic;
   }
 
-  std::string SitemapJson(const std::vector<SitemapEntry>& entries) {
-    size_t size = 2;
-    for (const SitemapEntry& e : entries) size += e.name.size() + e.local.size() + 14;
-    std::string json;
-    json.reserve(size);
-    json += "[";
-    for (const SitemapEntry& e : entries) {
-      std::string path, anchor;
-      std::string local = TopicPath(e.local, path, anchor) ? path + anchor : "";
-      if (json.size() > 1) json += ',';
-      json += "[" + std::to_string(std::max(0, e.depth)) + "," +
-              JsonString(Utf8Of(TrimSpaces(e.name))) + "," + JsonString(Utf8Of(local)) + "]";
+  // A sitemap as the window's page takes it ([[depth, "name", "topic"], ...]), written as it is
+  // made.
+  static void WriteSitemapJson(int fd, const Sitemap& entries) {
+    HttpStream out(fd, 200, "application/json");
+    out.Append("[");
+    std::string path, anchor;
+    for (size_t i = 0; i < entries.size(); ++i) {
+      std::string local = TopicPath(entries.local(i), path, anchor) ? path + anchor : "";
+      out.Append(i ? ",[" : "[");
+      out.Append(std::to_string(std::max(0, entries.depth(i))));
+      out.Append(",");
+      out.Append(JsonString(HelpTextUtf8(TrimSpaces(entries.name(i)))));
+      out.Append(",");
+      out.Append(JsonString(HelpTextUtf8(local)));
+      out.Append("]");
     }
-    return json + "]";
+    out.Append("]");
+    out.Finish();
   }
 };
 
@@ -263,8 +282,10 @@ class Server {
   // The file at the native `path`, opened once per content: nullptr with the reason in `why`.
   std::shared_ptr<HelpFile> Open(const std::string& path, std::string& why);
   std::shared_ptr<HelpFile> Known(const std::string& id);
-  // Starts (or waits for, when `wait`) the search index of `f`.
-  HelpFile::Search EnsureSearch(const std::shared_ptr<HelpFile>& f, bool wait);
+  // Starts (or waits for, when `wait`) an index of `f`: the words the search pane looks in, or
+  // the pass over every page, which also gives the associative link names.
+  enum class Index { kWords, kPages };
+  HelpFile::Search EnsureSearch(const std::shared_ptr<HelpFile>& f, Index which, bool wait);
   std::string StateJson(const Window& w);
   std::string Address(const Window& w, const std::string& topic);
   void CleanCache();
@@ -349,17 +370,12 @@ std::shared_ptr<HelpFile> Server::Open(const std::string& native, std::string& w
     if (!ok) why = f->reader->damaged() ? "damaged" : "not a compiled help file";
     if (ok) {
       f->info = ParseHelpSystem(system);
-      f->title = Utf8Of(f->info.title);
+      f->title = HelpTextUtf8(f->info.title);
       f->Read("#IVB", ivb);
       f->Read("#STRINGS", strings);
       f->context = ParseContextMap(ivb, strings);
-      std::string html, path_in, anchor;
-      if (TopicPath(f->info.contents_file, path_in, anchor) &&
-          f->Read(path_in, html) == ReadStatus::kOk)
-        f->contents = ParseSitemap(html);
-      if (TopicPath(f->info.index_file, path_in, anchor) &&
-          f->Read(path_in, html) == ReadStatus::kOk)
-        f->index = ParseSitemap(html);
+      f->contents = f->ReadSitemap(f->info.contents_file);
+      f->index = f->ReadSitemap(f->info.index_file);
       if (f->reader->damaged()) ok = false, why = "damaged";
     }
   }
@@ -385,33 +401,55 @@ std::shared_ptr<HelpFile> Server::Open(const std::string& native, std::string& w
   return f;
 }
 
-HelpFile::Search Server::EnsureSearch(const std::shared_ptr<HelpFile>& f, bool wait) {
+HelpFile::Search Server::EnsureSearch(const std::shared_ptr<HelpFile>& f, Index which, bool wait) {
   std::unique_lock<std::mutex> lock(f->search_mutex);
-  if (f->search_state == HelpFile::Search::kNone) {
-    f->search_state = HelpFile::Search::kBuilding;
-    // A reader of its own: the pass over every page must not hold up the topics of the file.
-    std::thread([this, f] {
-      const std::string cache = HelpCacheFolder() + "/" + f->id + ".search";
-      std::string stored = ReadNativeFile(cache);
-      SearchIndex index;
-      bool ok = !stored.empty() && index.Load(stored);
-      if (!ok) {
-        std::string why;
-        std::unique_ptr<ChmReader> reader = ChmReader::Start(reader_argv_, f->path, limits_, &why);
-        ok = reader && reader->BuildSearchIndex(stored) == ReadStatus::kOk && index.Load(stored);
-        if (ok && MakePrivateFolders(HelpCacheFolder())) ReplaceFileContent(cache, stored);
+  HelpFile::Search& state = which == Index::kWords ? f->words_state : f->pages_state;
+  if (state == HelpFile::Search::kNone) {
+    state = HelpFile::Search::kBuilding;
+    // A reader of its own: a pass over every page must not hold up the topics of the file.
+    std::thread([this, f, which] {
+      auto index = std::make_shared<SearchIndex>();
+      std::string why, stored;
+      std::unique_ptr<ChmReader> reader;
+      bool ok = false;
+      if (which == Index::kWords) {
+        reader = ChmReader::Start(reader_argv_, f->path, limits_, &why);
+        ok = reader && reader->BuildFulltextIndex(stored) == ReadStatus::kOk && index->Load(stored);
+        if (!ok) {
+          // No index of its own: the pass over the pages gives the words.
+          reader.reset();
+          ok = EnsureSearch(f, Index::kPages, true) == HelpFile::Search::kReady;
+          std::lock_guard<std::mutex> done(f->search_mutex);
+          f->words = f->pages;
+          f->words_state = ok ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
+          f->search_done.notify_all();
+          return;
+        }
+      } else {
+        // Made once per file and kept in the user's cache.
+        const std::string cache = HelpCacheFolder() + "/" + f->id + ".search";
+        stored = ReadNativeFile(cache);
+        ok = !stored.empty() && index->Load(stored);
+        if (!ok) {
+          reader = ChmReader::Start(reader_argv_, f->path, limits_, &why);
+          ok = reader && reader->BuildSearchIndex(stored) == ReadStatus::kOk && index->Load(stored);
+          if (ok && MakePrivateFolders(HelpCacheFolder())) ReplaceFileContent(cache, stored);
+        }
       }
+      std::string().swap(stored);
       std::lock_guard<std::mutex> done(f->search_mutex);
-      f->search = std::move(index);
-      f->search_state = ok ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
+      (which == Index::kWords ? f->words : f->pages) = std::move(index);
+      (which == Index::kWords ? f->words_state : f->pages_state) =
+          ok ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
       f->search_done.notify_all();
     }).detach();
   }
   if (wait) {
-    f->search_done.wait_for(lock, std::chrono::milliseconds(limits_.pass_ms + limits_.open_ms),
-                            [&] { return f->search_state != HelpFile::Search::kBuilding; });
+    f->search_done.wait_for(lock,
+                            std::chrono::milliseconds(2 * (limits_.pass_ms + limits_.open_ms)),
+                            [&] { return state != HelpFile::Search::kBuilding; });
   }
-  return f->search_state;
+  return state;
 }
 
 void Server::Show(int fd, const Form& form) {
@@ -453,7 +491,7 @@ void Server::Show(int fd, const Form& form) {
     case 19: {
       lookup = true;
       const std::string keywords = field("keywords");
-      if (command == 19 && EnsureSearch(f, true) != HelpFile::Search::kReady) break;
+      if (command == 19 && EnsureSearch(f, Index::kPages, true) != HelpFile::Search::kReady) break;
       for (size_t start = 0; start <= keywords.size() && topic.empty();) {
         size_t semi = keywords.find(';', start);
         if (semi == std::string::npos) semi = keywords.size();
@@ -468,7 +506,7 @@ void Server::Show(int fd, const Form& form) {
           }
         } else {
           std::lock_guard<std::mutex> lock(f->search_mutex);
-          for (const auto& [name, page] : f->search.alinks())
+          for (const auto& [name, page] : f->pages->alinks())
             if (EqualsNoCase(TrimSpaces(name), keyword)) {
               topic = f->ExistingTopic(page);
               if (!topic.empty()) break;
@@ -626,21 +664,23 @@ void Server::Data(int fd, const std::string& file_id, const std::string& what,
   if (what == "toc.json" || what == "index.json") {
     // Made for each page that asks (once per window): a few tens of milliseconds for the
     // largest index, against the megabytes that keeping it would hold for the server's life.
-    WriteHttpResponse(fd, 200, "application/json",
-                      f->SitemapJson(what == "toc.json" ? f->contents : f->index));
-    ::malloc_trim(0);
+    HelpFile::WriteSitemapJson(fd, what == "toc.json" ? f->contents : f->index);
     return;
   }
   if (what == "search") {
     const std::string q = ParseForm(query)["q"];
-    HelpFile::Search state = EnsureSearch(f, false);
+    HelpFile::Search state = EnsureSearch(f, Index::kWords, false);
     std::string json;
     if (state == HelpFile::Search::kReady) {
-      std::lock_guard<std::mutex> lock(f->search_mutex);
+      std::shared_ptr<const SearchIndex> words;
+      {
+        std::lock_guard<std::mutex> lock(f->search_mutex);
+        words = f->words;
+      }
       json = "{\"state\":\"ready\",\"results\":[";
       bool first = true;
-      for (const SearchIndex::Page* p : f->search.Find(q, 500)) {
-        json += std::string(first ? "" : ",") + "[" + JsonString(Utf8Of(p->path)) + "," +
+      for (const SearchIndex::Page* p : words->Find(q, 500)) {
+        json += std::string(first ? "" : ",") + "[" + JsonString(HelpTextUtf8(p->path)) + "," +
                 JsonString(p->title) + "]";
         first = false;
       }
@@ -776,6 +816,9 @@ int Server::Run() {
   // One heap for all its threads, which lives on between pages: what a large list took goes
   // back to the system when the answer is out (see Serve).
   ::mallopt(M_ARENA_MAX, 1);
+  // Large blocks (a file's index) always in mappings of their own: they grow by remapping, not
+  // by a copy beside the old block, and go back to the system as soon as they are freed.
+  ::mallopt(M_MMAP_THRESHOLD, 256 << 10);
   const std::string self = SelfPath();
   if (self.empty()) return 1;
   reader_argv_ = {self};

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace borvane::platform {
 
@@ -58,11 +61,12 @@ struct Tag {
 };
 
 // Reads the tag that starts at `at` (at a "<"); moves `at` behind it. Comments are skipped
-// whole and give a tag without a name.
-Tag ReadTag(std::string_view html, size_t& at) {
+// whole and give a tag without a name. `complete` tells whether the tag ended within `html`.
+Tag ReadTag(std::string_view html, size_t& at, bool* complete = nullptr) {
   Tag tag;
   if (html.substr(at, 4) == "<!--") {
     size_t end = html.find("-->", at + 4);
+    if (complete) *complete = end != std::string_view::npos;
     at = end == std::string_view::npos ? html.size() : end + 3;
     return tag;
   }
@@ -100,6 +104,7 @@ Tag ReadTag(std::string_view html, size_t& at) {
     }
     if (!name.empty()) tag.attributes.emplace_back(std::move(name), DecodeHtmlText(value));
   }
+  if (complete) *complete = i < html.size();
   at = i < html.size() ? i + 1 : html.size();
   return tag;
 }
@@ -150,52 +155,181 @@ std::map<uint32_t, std::string> ParseContextMap(std::string_view ivb, std::strin
   return map;
 }
 
-std::vector<SitemapEntry> ParseSitemap(std::string_view html) {
-  std::vector<SitemapEntry> entries;
-  // Sized once: an index has tens of thousands of entries, and a growing list would hold twice
-  // their room for a moment.
-  size_t objects = 0;
-  for (size_t at = html.find("sitemap"); at != std::string_view::npos;
-       at = html.find("sitemap", at + 7))
-    ++objects;
-  entries.reserve(objects);
-  int depth = -1;  // the first <UL> holds the top level
-  bool in_object = false;
-  SitemapEntry entry;
-  for (size_t at = html.find('<'); at != std::string_view::npos; at = html.find('<', at)) {
-    Tag tag = ReadTag(html, at);
-    if (tag.name == "ul") {
-      ++depth;
-    } else if (tag.name == "/ul") {
-      if (depth >= 0) --depth;
-    } else if (tag.name == "object") {
-      in_object = EqualsNoCase(tag.Attribute("type"), "text/sitemap");
-      entry = SitemapEntry{};
-      entry.depth = depth < 0 ? 0 : depth;
-    } else if (tag.name == "param" && in_object) {
-      std::string name = tag.Attribute("name");
-      // The first of each: an entry may name several topics, and the first is the one shown.
-      if (EqualsNoCase(name, "Name") && entry.name.empty()) entry.name = tag.Attribute("value");
-      if (EqualsNoCase(name, "Local") && entry.local.empty()) entry.local = tag.Attribute("value");
-    } else if (tag.name == "/object" && in_object) {
-      in_object = false;
-      if (!entry.name.empty() || !entry.local.empty()) entries.push_back(std::move(entry));
+Sitemap::Sitemap(const std::vector<SitemapEntry>& entries) {
+  for (const SitemapEntry& e : entries) Add(e.depth, e.name, e.local);
+  Seal();
+}
+
+Sitemap& Sitemap::operator=(Sitemap&& other) noexcept {
+  if (this == &other) return *this;
+  std::free(text_);
+  std::free(entries_);
+  text_ = std::exchange(other.text_, nullptr);
+  text_size_ = std::exchange(other.text_size_, 0);
+  text_room_ = std::exchange(other.text_room_, 0);
+  entries_ = std::exchange(other.entries_, nullptr);
+  entries_size_ = std::exchange(other.entries_size_, 0);
+  entries_room_ = std::exchange(other.entries_room_, 0);
+  texts_ = std::move(other.texts_);
+  texts_used_ = std::exchange(other.texts_used_, 0);
+  return *this;
+}
+
+Sitemap::~Sitemap() {
+  std::free(text_);
+  std::free(entries_);
+}
+
+std::string_view Sitemap::Text(uint32_t at) const {
+  size_t length = 0;
+  for (int shift = 0;; shift += 7) {
+    unsigned char c = static_cast<unsigned char>(text_[at++]);
+    length |= size_t{c & 0x7Fu} << shift;
+    if (!(c & 0x80)) break;
+  }
+  return std::string_view(text_ + at, length);
+}
+
+void Sitemap::Reserve(size_t text, size_t entries) {
+  // realloc, not a vector: a large block grows by remapping its pages, without a copy.
+  if (text > text_room_) {
+    size_t room = std::max(text, text_room_ * 2 + 4096);
+    char* grown = static_cast<char*>(std::realloc(text_, room));
+    if (!grown) throw std::bad_alloc();
+    text_ = grown, text_room_ = room;
+  }
+  if (entries > entries_room_) {
+    size_t room = std::max(entries, entries_room_ * 2 + 256);
+    Entry* grown = static_cast<Entry*>(std::realloc(entries_, room * sizeof(Entry)));
+    if (!grown) throw std::bad_alloc();
+    entries_ = grown, entries_room_ = room;
+  }
+}
+
+uint32_t Sitemap::Store(std::string_view text) {
+  // Texts past 4 GB in all are cut off: no sitemap comes near.
+  if (text_size_ + text.size() + 10 > UINT32_MAX) text = text.substr(0, 0);
+  Reserve(text_size_ + text.size() + 10, 0);
+  const uint32_t at = static_cast<uint32_t>(text_size_);
+  for (size_t n = text.size();; n >>= 7) {
+    text_[text_size_++] = static_cast<char>((n & 0x7F) | (n >= 0x80 ? 0x80 : 0));
+    if (n < 0x80) break;
+  }
+  std::memcpy(text_ + text_size_, text.data(), text.size());
+  text_size_ += text.size();
+  return at;
+}
+
+uint32_t Sitemap::Intern(std::string_view text) {
+  // Texts by a table of offsets with open addressing, half full at most.
+  if (texts_used_ * 2 >= texts_.size()) {
+    std::vector<uint32_t> grown(std::max<size_t>(1024, texts_.size() * 2), UINT32_MAX);
+    for (uint32_t at : texts_) {
+      if (at == UINT32_MAX) continue;
+      size_t slot = std::hash<std::string_view>()(Text(at)) & (grown.size() - 1);
+      while (grown[slot] != UINT32_MAX) slot = (slot + 1) & (grown.size() - 1);
+      grown[slot] = at;
+    }
+    texts_.swap(grown);
+  }
+  size_t slot = std::hash<std::string_view>()(text) & (texts_.size() - 1);
+  while (texts_[slot] != UINT32_MAX && Text(texts_[slot]) != text)
+    slot = (slot + 1) & (texts_.size() - 1);
+  if (texts_[slot] == UINT32_MAX) {
+    texts_[slot] = Store(text);
+    ++texts_used_;
+  }
+  return texts_[slot];
+}
+
+void Sitemap::Add(int depth, std::string_view name, std::string_view local) {
+  Reserve(0, entries_size_ + 1);
+  entries_[entries_size_++] = Entry{Intern(name), Intern(local), depth};
+}
+
+void Sitemap::Seal() {
+  std::vector<uint32_t>().swap(texts_);
+  texts_used_ = 0;
+  if (text_size_ < text_room_ && text_size_ > 0) {
+    if (char* fit = static_cast<char*>(std::realloc(text_, text_size_))) {
+      text_ = fit, text_room_ = text_size_;
     }
   }
+  if (entries_size_ < entries_room_ && entries_size_ > 0) {
+    if (Entry* fit = static_cast<Entry*>(std::realloc(entries_, entries_size_ * sizeof(Entry)))) {
+      entries_ = fit, entries_room_ = entries_size_;
+    }
+  }
+}
+
+void SitemapReader::Feed(std::string_view piece) {
+  if (pending_.empty()) return Read(piece, false);
+  pending_.append(piece);
+  // A tag that stays open (an unended comment or quote) is read again only once its text has
+  // doubled, so that a hostile one costs linear time, not a scan per piece.
+  if (pending_.size() < retry_at_) return;
+  std::string html;
+  html.swap(pending_);
+  Read(html, false);
+}
+
+void SitemapReader::Finish() {
+  std::string html;
+  html.swap(pending_);
+  Read(html, true);
+}
+
+void SitemapReader::Read(std::string_view html, bool last) {
+  for (size_t at = html.find('<'); at != std::string_view::npos; at = html.find('<', at)) {
+    const size_t start = at;
+    bool complete = false;
+    Tag tag = ReadTag(html, at, &complete);
+    if (!complete && !last) {
+      // Read again once the next piece completes it.
+      pending_.assign(html.substr(start));
+      retry_at_ = pending_.size() * 2;
+      return;
+    }
+    if (tag.name == "ul") {
+      ++depth_;
+    } else if (tag.name == "/ul") {
+      if (depth_ >= 0) --depth_;
+    } else if (tag.name == "object") {
+      in_object_ = EqualsNoCase(tag.Attribute("type"), "text/sitemap");
+      current_ = SitemapEntry{};
+      current_.depth = depth_ < 0 ? 0 : depth_;
+    } else if (tag.name == "param" && in_object_) {
+      std::string name = tag.Attribute("name");
+      // The first of each: an entry may name several topics, and the first is the one shown.
+      if (EqualsNoCase(name, "Name") && current_.name.empty())
+        current_.name = tag.Attribute("value");
+      if (EqualsNoCase(name, "Local") && current_.local.empty())
+        current_.local = tag.Attribute("value");
+    } else if (tag.name == "/object" && in_object_) {
+      in_object_ = false;
+      if (!current_.name.empty() || !current_.local.empty()) entry_(std::move(current_));
+    }
+  }
+}
+
+std::vector<SitemapEntry> ParseSitemap(std::string_view html) {
+  std::vector<SitemapEntry> entries;
+  SitemapReader reader([&](SitemapEntry&& e) { entries.push_back(std::move(e)); });
+  reader.Feed(html);
+  reader.Finish();
   return entries;
 }
 
-std::vector<size_t> KeywordEntries(const std::vector<SitemapEntry>& index,
-                                   std::string_view keyword) {
+std::vector<size_t> KeywordEntries(const Sitemap& index, std::string_view keyword) {
   const std::string_view wanted = TrimSpaces(keyword);
   std::vector<size_t> top, by_path, deeper;
   std::vector<std::string_view> path;  // the names from the top down to the current entry
   int deepest = 0;
   for (size_t i = 0; i < index.size(); ++i) {
-    const int depth = std::max(0, index[i].depth);
+    const int depth = std::max(0, index.depth(i));
     path.resize(std::min<size_t>(path.size(), static_cast<size_t>(depth)));
     path.resize(static_cast<size_t>(depth));
-    path.push_back(TrimSpaces(index[i].name));
+    path.push_back(TrimSpaces(index.name(i)));
     deepest = std::max(deepest, depth);
     if (!EqualsNoCase(path.back(), wanted)) {
       if (depth == 0) continue;
@@ -213,13 +347,13 @@ std::vector<size_t> KeywordEntries(const std::vector<SitemapEntry>& index,
   out.insert(out.end(), by_path.begin(), by_path.end());
   for (int d = 1; d <= deepest; ++d)
     for (size_t i : deeper)
-      if (index[i].depth == d) out.push_back(i);
+      if (index.depth(i) == d) out.push_back(i);
   return out;
 }
 
-std::string EntryTopic(const std::vector<SitemapEntry>& index, size_t i) {
-  for (size_t k = i; k < index.size() && (k == i || index[k].depth > index[i].depth); ++k)
-    if (!TrimSpaces(index[k].local).empty()) return index[k].local;
+std::string EntryTopic(const Sitemap& index, size_t i) {
+  for (size_t k = i; k < index.size() && (k == i || index.depth(k) > index.depth(i)); ++k)
+    if (!TrimSpaces(index.local(k)).empty()) return std::string(index.local(k));
   return std::string();
 }
 
