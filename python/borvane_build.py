@@ -103,12 +103,13 @@ def _build():
         raise BuildError(f"building borvane needs {what}")
     jobs = str(os.cpu_count() or 1)
     result = _run(["cmake", "--build", str(build), "--target", "borvane_python", "borvane_helpd",
-                   "-j", jobs], log)
+                   "borvane_help_reader", "-j", jobs], log)
     if result.returncode != 0:
         sys.stderr.write(log[-1])
         raise BuildError("the C++ build failed: see the compiler's output above")
     module = next((build / "python").glob("borvane*.so"))
-    return module, build / "libborvane.so.1", build / "borvane-helpd"
+    return module, build / "libborvane.so.1", [build / "borvane-helpd",
+                                               build / "borvane-help-reader"]
 
 
 def _record_line(name, data):
@@ -139,7 +140,7 @@ prepare_metadata_for_build_editable = prepare_metadata_for_build_wheel
 
 def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     try:
-        module, library, server = _build()
+        module, library, programs = _build()
     except BuildError as error:
         sys.stderr.write(f"error: {error}\n")
         raise SystemExit(1) from None
@@ -149,8 +150,8 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     files = {
         "borvane" + sysconfig.get_config_var("EXT_SUFFIX"): module.read_bytes(),
         library.name: library.read_bytes(),
-        # The help server, which the library looks for beside itself.
-        server.name: server.read_bytes(),
+        # The help server, which the library looks for beside itself, and its reader.
+        **{program.name: program.read_bytes() for program in programs},
         f"{info}/METADATA": metadata.encode(),
         f"{info}/WHEEL": (f"Wheel-Version: 1.0\nGenerator: borvane_build\nRoot-Is-Purelib: false\n"
                           f"Tag: {tag}\n").encode(),
@@ -163,7 +164,8 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     with zipfile.ZipFile(pathlib.Path(wheel_directory) / wheel, "w", zipfile.ZIP_DEFLATED) as z:
         for path, data in files.items():
             entry = zipfile.ZipInfo(path, date_time=(1980, 1, 1, 0, 0, 0))
-            executable = path.endswith(".so") or ".so." in path or path == server.name
+            executable = (path.endswith(".so") or ".so." in path or
+                          path in {program.name for program in programs})
             # pip sets the execute bits only for an entry that says it is a regular file.
             entry.external_attr = (stat.S_IFREG | (0o755 if executable else 0o644)) << 16
             entry.compress_type = zipfile.ZIP_DEFLATED

@@ -352,7 +352,7 @@ TEST_F(Viewer, TheFilesOwnFullTextIndexFindsWhatThePagesHold) {
   auto found = [](const SearchIndex& index, const char* query) {
     std::vector<std::string> pages;
     for (const SearchIndex::Page* p : index.Find(query, 10))
-      pages.push_back(p->path + "|" + p->title);
+      pages.push_back(std::string(p->path) + "|" + std::string(p->title));
     std::sort(pages.begin(), pages.end());
     return pages;
   };

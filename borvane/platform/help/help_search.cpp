@@ -39,10 +39,10 @@ void PutText(std::string& out, std::string_view text) {
   out.append(text);
 }
 
-bool GetText(std::string_view in, size_t& at, std::string& text) {
+bool GetText(std::string_view in, size_t& at, std::string_view& text) {
   uint64_t n = 0;
   if (!GetVarint(in, at, n) || n > in.size() - at) return false;
-  text.assign(in.substr(at, n));
+  text = in.substr(at, n);
   at += n;
   return true;
 }
@@ -207,45 +207,60 @@ void PutSearchPage(std::string& pages, std::string_view path, std::string_view t
   PutText(pages, title);
 }
 
-bool SearchIndex::Load(std::string_view stored) {
-  *this = SearchIndex();
-  auto fail = [this] {
-    *this = SearchIndex();
-    return false;
-  };
-  if (stored.substr(0, kMagic.size()) != kMagic) return fail();
+bool SearchIndex::Clear() {
+  stored_.clear();
+  pages_.clear();
+  alinks_.clear();
+  words_.clear();
+  return false;
+}
+
+bool SearchIndex::Load(std::string stored) {
+  Clear();
+  stored_ = std::move(stored);
+  auto fail = [this] { return Clear(); };
+  const std::string_view in = stored_;
+  if (in.substr(0, kMagic.size()) != kMagic) return fail();
   size_t at = kMagic.size();
   uint64_t n = 0;
-  if (!GetVarint(stored, at, n) || n > stored.size()) return fail();
+  if (!GetVarint(in, at, n) || n > in.size()) return fail();
   pages_.resize(n);
   for (Page& p : pages_)
-    if (!GetText(stored, at, p.path) || !GetText(stored, at, p.title)) return fail();
-  if (!GetVarint(stored, at, n) || n > stored.size()) return fail();
+    if (!GetText(in, at, p.path) || !GetText(in, at, p.title)) return fail();
+  if (!GetVarint(in, at, n) || n > in.size()) return fail();
+  alinks_.reserve(n);
   for (uint64_t i = 0; i < n; ++i) {
-    std::string name;
+    std::string_view name;
     uint64_t page = 0;
-    if (!GetText(stored, at, name) || !GetVarint(stored, at, page) || page >= pages_.size())
-      return fail();
-    alinks_.emplace_back(std::move(name), pages_[page].path);
+    if (!GetText(in, at, name) || !GetVarint(in, at, page) || page >= pages_.size()) return fail();
+    alinks_.emplace_back(name, pages_[page].path);
   }
-  if (!GetVarint(stored, at, n) || n > stored.size()) return fail();
+  if (!GetVarint(in, at, n) || n > in.size() || in.size() > UINT32_MAX) return fail();
   words_.resize(n);
-  offsets_.reserve(n + 1);
-  std::string list;
-  for (std::string& w : words_) {
-    if (!GetText(stored, at, w) || !GetText(stored, at, list)) return fail();
-    offsets_.push_back(static_cast<uint32_t>(postings_.size()));
-    postings_ += list;
+  std::string_view word, list, last;
+  for (uint32_t& w : words_) {
+    w = static_cast<uint32_t>(at);
+    if (!GetText(in, at, word) || !GetText(in, at, list)) return fail();
+    if (&w != &words_.front() && !(last < word)) return fail();
+    last = word;
   }
-  offsets_.push_back(static_cast<uint32_t>(postings_.size()));
-  if (!std::is_sorted(words_.begin(), words_.end())) return fail();
   return true;
+}
+
+std::string_view SearchIndex::WordAt(size_t i) const {
+  size_t at = words_[i];
+  std::string_view word;
+  GetText(stored_, at, word);
+  return word;
 }
 
 std::vector<uint32_t> SearchIndex::PagesOf(size_t word) const {
   std::vector<uint32_t> out;
-  std::string_view list(postings_.data() + offsets_[word], offsets_[word + 1] - offsets_[word]);
-  size_t at = 0;
+  size_t at = words_[word];
+  std::string_view text, list;
+  GetText(stored_, at, text);
+  GetText(stored_, at, list);
+  at = 0;
   uint64_t delta = 0, page = 0;
   while (at < list.size() && GetVarint(list, at, delta)) {
     page += delta;
@@ -263,11 +278,19 @@ std::vector<const SearchIndex::Page*> SearchIndex::Find(std::string_view query,
   for (size_t i = 0; i < words.size(); ++i) {
     const bool prefix = i + 1 == words.size();
     std::vector<uint32_t> pages;
-    auto it = std::lower_bound(words_.begin(), words_.end(), words[i]);
-    for (; it != words_.end(); ++it) {
-      const bool exact = *it == words[i];
-      if (!exact && !(prefix && it->compare(0, words[i].size(), words[i]) == 0)) break;
-      std::vector<uint32_t> more = PagesOf(static_cast<size_t>(it - words_.begin()));
+    const std::string_view wanted = words[i];
+    size_t low = 0, high = words_.size();
+    while (low < high) {
+      const size_t mid = low + (high - low) / 2;
+      if (WordAt(mid) < wanted)
+        low = mid + 1;
+      else
+        high = mid;
+    }
+    for (size_t k = low; k < words_.size(); ++k) {
+      const std::string_view word = WordAt(k);
+      if (word != wanted && !(prefix && word.substr(0, wanted.size()) == wanted)) break;
+      std::vector<uint32_t> more = PagesOf(k);
       std::vector<uint32_t> merged;
       std::set_union(pages.begin(), pages.end(), more.begin(), more.end(),
                      std::back_inserter(merged));

@@ -40,32 +40,42 @@ std::vector<std::string> SearchWords(std::string_view text);
 // references decoded), as UTF-8: a page that is no valid UTF-8 is read as Windows-1252.
 std::string PageText(std::string_view html, std::string* title = nullptr);
 
+// An index in its stored form, searched where it stands: the pages, names and words are views
+// into the stored bytes, so that a loaded index takes little more room than its file.
 class SearchIndex {
  public:
-  // The stored form; false when it is damaged (the index is then empty).
-  bool Load(std::string_view stored);
+  // Not copied or moved: its views would go on naming the bytes where they stood.
+  SearchIndex() = default;
+  SearchIndex(const SearchIndex&) = delete;
+  SearchIndex& operator=(const SearchIndex&) = delete;
+
+  // Takes the stored form; false when it is damaged (the index is then empty).
+  bool Load(std::string stored);
 
   struct Page {
-    std::string path;
-    std::string title;
+    std::string_view path;
+    std::string_view title;
   };
   // Pages that hold every word of `query` (the last word also as the beginning of a longer
   // one, so that results come while the user types), in the file's order, at most `limit`.
   std::vector<const Page*> Find(std::string_view query, size_t limit) const;
 
   // The associative link names of the pages, in page order: (name, page path).
-  const std::vector<std::pair<std::string, std::string>>& alinks() const { return alinks_; }
+  const std::vector<std::pair<std::string_view, std::string_view>>& alinks() const {
+    return alinks_;
+  }
   size_t pages() const { return pages_.size(); }
 
  private:
-  // The pages of one word, from its postings.
+  // Word `i` and its postings (page numbers as growing varint deltas).
+  std::string_view WordAt(size_t i) const;
   std::vector<uint32_t> PagesOf(size_t word) const;
+  bool Clear();  // empties the index; false
 
+  std::string stored_;
   std::vector<Page> pages_;
-  std::vector<std::pair<std::string, std::string>> alinks_;
-  std::vector<std::string> words_;  // sorted
-  std::vector<uint32_t> offsets_;   // postings of words_[i] start at postings_[offsets_[i]]
-  std::string postings_;            // per word: page numbers as growing varint deltas
+  std::vector<std::pair<std::string_view, std::string_view>> alinks_;
+  std::vector<uint32_t> words_;  // where each word stands in stored_, in sorted order
 };
 
 }  // namespace borvane::platform

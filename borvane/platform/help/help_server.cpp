@@ -821,7 +821,9 @@ int Server::Run() {
   ::mallopt(M_MMAP_THRESHOLD, 256 << 10);
   const std::string self = SelfPath();
   if (self.empty()) return 1;
-  reader_argv_ = {self};
+  // The lean reader beside the server where it is installed; the server itself reads as well.
+  const std::string reader = self.substr(0, self.rfind('/') + 1) + "borvane-help-reader";
+  reader_argv_ = {::access(reader.c_str(), X_OK) == 0 ? reader : self};
   const std::string folder = HelpRuntimeFolder();
   if (!MakePrivateFolders(folder)) return 1;
   int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
