@@ -85,12 +85,8 @@ void PutTopics(const FulltextTables& t, size_t count, std::string& pages) {
   for (size_t i = 0; i < count; ++i) {
     const uint32_t title_at = Dword(t.topics, 16 * i + 4);
     const uint32_t url_at = Dword(t.topics, 16 * i + 8);
-    const uint32_t str_at = Dword(t.urltbl, size_t{url_at} + 8);
-    std::string path;
-    if (str_at != UINT32_MAX) path = HelpTextUtf8(UpToNul(t.urlstr, size_t{str_at} + 8));
-    std::replace(path.begin(), path.end(), '\\', '/');
-    path.erase(0, path.find_first_not_of('/'));
-    PutSearchPage(pages, path, HelpTextUtf8(UpToNul(t.strings, title_at)));
+    PutSearchPage(pages, TopicPathAt(t.urltbl, t.urlstr, url_at),
+                  HelpTextUtf8(UpToNul(t.strings, title_at)));
   }
 }
 
@@ -167,6 +163,15 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
 }
 
 }  // namespace
+
+std::string TopicPathAt(std::string_view urltbl, std::string_view urlstr, uint32_t at) {
+  const uint32_t str_at = Dword(urltbl, size_t{at} + 8);
+  std::string path;
+  if (str_at != UINT32_MAX) path = HelpTextUtf8(UpToNul(urlstr, size_t{str_at} + 8));
+  std::replace(path.begin(), path.end(), '\\', '/');
+  path.erase(0, path.find_first_not_of('/'));
+  return path;
+}
 
 std::string SearchIndexFromFulltext(const FulltextTables& t) {
   const std::string_view f = t.fiftimain;

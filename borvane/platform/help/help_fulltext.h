@@ -23,6 +23,10 @@ struct FulltextTables {
   std::string_view strings;    // "#STRINGS": the titles
 };
 
+// The path of the topic whose "#URLTBL" entry stands at `at` ("dir/page.htm", "/" between
+// names); empty when the tables do not give one.
+std::string TopicPathAt(std::string_view urltbl, std::string_view urlstr, uint32_t at);
+
 // The stored search index of the file's own full-text index: its words, each with the topics
 // that hold it in their text or title; no associative link names. Empty when the tables hold
 // no index this reader knows, or a damaged one.
