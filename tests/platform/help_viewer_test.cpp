@@ -378,6 +378,48 @@ TEST_F(Viewer, TheFilesOwnFullTextIndexFindsWhatThePagesHold) {
   }
 }
 
+TEST(ChmReaderTest, ALargeFileIsSearchedWholeWithOrWithoutItsOwnIndex) {
+  // 600 pages, each with its own words: chmcmd writes several directory chunks (chmlib's
+  // listing misses some) and a full-text index of many leaves with numbers of two bytes.
+  if (std::system("command -v chmcmd >/dev/null 2>&1") != 0) GTEST_SKIP() << "needs chmcmd";
+  ScratchFolder dir;
+  std::string project = "[OPTIONS]\nCompiled file=big.chm\nDefault topic=p0.htm\n";
+  std::string files = "\n[FILES]\n";
+  for (int i = 0; i < 600; ++i) {
+    dir.Put("p" + std::to_string(i) + ".htm",
+            "<html><head><title>T" + std::to_string(i) + "</title></head><body>every word" +
+                std::to_string(i) + " w" + std::to_string(i % 7) + "</body></html>");
+    files += "p" + std::to_string(i) + ".htm\n";
+  }
+  for (const char* fulltext : {"No", "Yes"}) {
+    dir.Put("big.hhp", project + "Full-text search=" + fulltext + "\n" + files);
+    ASSERT_EQ(std::system(("cd '" + dir.path().string() +
+                           "' && chmcmd --verbosity 0 big.hhp >/dev/null 2>&1")
+                              .c_str()),
+              0);
+    std::unique_ptr<ChmReader> reader = Reader((dir / "big.chm").string());
+    ASSERT_TRUE(reader);
+    std::string pass, own;
+    ASSERT_EQ(reader->BuildSearchIndex(pass), ReadStatus::kOk);
+    SearchIndex index;
+    ASSERT_TRUE(index.Load(pass));
+    EXPECT_EQ(index.pages(), 600u) << fulltext;
+    EXPECT_EQ(index.Find("every", 1000).size(), 600u);
+    if (std::string(fulltext) == "No") {
+      EXPECT_EQ(reader->BuildFulltextIndex(own), ReadStatus::kMissing);
+      continue;
+    }
+    ASSERT_EQ(reader->BuildFulltextIndex(own), ReadStatus::kOk);
+    SearchIndex by_own;
+    ASSERT_TRUE(by_own.Load(own));
+    EXPECT_EQ(by_own.Find("every", 1000).size(), 600u);
+    EXPECT_EQ(by_own.Find("w3", 1000).size(), 86u);
+    ASSERT_EQ(by_own.Find("word599", 10).size(), 1u);
+    EXPECT_EQ(by_own.Find("word599", 10)[0]->path, "p599.htm");
+    EXPECT_EQ(by_own.Find("word599", 10)[0]->title, "T599");
+  }
+}
+
 // Files on which chmlib divides by zero or asks for gigabytes, found by the fuzz target: the
 // reader process takes the fault, and the caller gets 0 at once.
 TEST_F(Viewer, FilesThatCrashTheReaderGiveZero) {

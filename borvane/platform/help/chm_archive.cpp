@@ -2,8 +2,12 @@
 
 #include <chm_lib.h>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <vector>
 
@@ -62,7 +66,7 @@ std::unique_ptr<ChmArchive> ChmArchive::Open(const std::string& path, std::strin
     if (why) *why = "not a compiled help file";
     return nullptr;
   }
-  std::unique_ptr<ChmArchive> archive(new ChmArchive(h));
+  std::unique_ptr<ChmArchive> archive(new ChmArchive(h, path));
   // A file without its settings table is not a compiled help file.
   struct chmUnitInfo ui;
   if (Lib().resolve(h, "/#SYSTEM", &ui) != CHM_RESOLVE_SUCCESS) {
@@ -117,14 +121,88 @@ ChmArchive::Result ChmArchive::Read(std::string_view name, std::string& bytes, u
       [&](std::string_view p) { bytes.append(p); });
 }
 
+namespace {
+
+uint64_t Little(const unsigned char* p, int bytes) {
+  uint64_t v = 0;
+  for (int i = bytes - 1; i >= 0; --i) v = v << 8 | p[i];
+  return v;
+}
+
+// A directory entry's number: 7-bit groups, the most significant first.
+bool Encint(const unsigned char*& p, const unsigned char* end, uint64_t& value) {
+  value = 0;
+  for (int i = 0; i < 9 && p < end; ++i) {
+    value = value << 7 | (*p & 0x7Fu);
+    if (!(*p++ & 0x80)) return true;
+  }
+  return false;
+}
+
+bool ReadAt(int fd, uint64_t at, unsigned char* into, size_t size) {
+  while (size > 0) {
+    ssize_t n = ::pread(fd, into, size, static_cast<off_t>(at));
+    if (n <= 0) return false;
+    into += n, at += static_cast<uint64_t>(n), size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+bool Listed(std::string_view name) {
+  return !name.empty() && name.back() != '/' && name.rfind("::", 0) != 0;
+}
+
+}  // namespace
+
+bool ChmArchive::ListChunks(const std::function<bool(std::string_view, uint64_t)>& visit) {
+  const int fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct Close {
+    int fd;
+    ~Close() { ::close(fd); }
+  } closer{fd};
+  struct stat st;
+  unsigned char head[0x60], itsp[0x54];
+  if (::fstat(fd, &st) != 0 || !ReadAt(fd, 0, head, sizeof head) ||
+      std::memcmp(head, "ITSF", 4) != 0)
+    return false;
+  const uint64_t size = static_cast<uint64_t>(st.st_size);
+  const uint64_t dir = Little(head + 0x48, 8), dir_length = Little(head + 0x50, 8);
+  if (dir > size || dir_length > size - dir || dir_length < sizeof itsp ||
+      !ReadAt(fd, dir, itsp, sizeof itsp) || std::memcmp(itsp, "ITSP", 4) != 0)
+    return false;
+  const uint64_t header = Little(itsp + 8, 4), chunk = Little(itsp + 0x10, 4);
+  const uint64_t blocks = Little(itsp + 0x2C, 4);
+  if (header < sizeof itsp || header > dir_length || chunk < 0x20 || chunk > (1 << 20) ||
+      blocks > (dir_length - header) / chunk)
+    return false;
+  std::vector<unsigned char> bytes(chunk);
+  for (uint64_t k = 0; k < blocks; ++k) {
+    if (!ReadAt(fd, dir + header + k * chunk, bytes.data(), bytes.size())) return false;
+    if (std::memcmp(bytes.data(), "PMGL", 4) != 0) continue;
+    const uint64_t free = Little(bytes.data() + 4, 4);
+    const unsigned char* p = bytes.data() + 0x14;
+    const unsigned char* end = bytes.data() + chunk - std::min<uint64_t>(free, chunk - 0x14);
+    while (p < end) {
+      uint64_t name_size = 0, section = 0, offset = 0, length = 0;
+      if (!Encint(p, end, name_size) || name_size > static_cast<uint64_t>(end - p)) break;
+      std::string_view name(reinterpret_cast<const char*>(p), static_cast<size_t>(name_size));
+      p += name_size;
+      if (!Encint(p, end, section) || !Encint(p, end, offset) || !Encint(p, end, length)) break;
+      if (Listed(name) && !visit(name, length)) return true;
+    }
+  }
+  return true;
+}
+
 void ChmArchive::List(const std::function<bool(std::string_view, uint64_t)>& visit) {
+  if (ListChunks(visit)) return;
   struct Context {
     const std::function<bool(std::string_view, uint64_t)>* visit;
   } context{&visit};
   auto each = [](struct chmFile*, struct chmUnitInfo* ui, void* c) -> int {
     std::string_view name(ui->path);
-    if (name.empty() || name.back() == '/' || name.rfind("::", 0) == 0)
-      return CHM_ENUMERATOR_CONTINUE;
+    if (!Listed(name)) return CHM_ENUMERATOR_CONTINUE;
     return (*static_cast<Context*>(c)->visit)(name, ui->length) ? CHM_ENUMERATOR_CONTINUE
                                                                 : CHM_ENUMERATOR_SUCCESS;
   };

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 struct chmFile;
 
@@ -53,8 +54,14 @@ class ChmArchive {
   void List(const std::function<bool(std::string_view name, uint64_t length)>& visit);
 
  private:
-  explicit ChmArchive(::chmFile* handle) : handle_(handle) {}
+  ChmArchive(::chmFile* handle, std::string path) : handle_(handle), path_(std::move(path)) {}
+  // List by the file's own directory chunks, every one of them: chmlib follows the chain from
+  // the header's first listing chunk, which chmcmd gives as its second. False when the
+  // directory's headers do not read.
+  bool ListChunks(const std::function<bool(std::string_view, uint64_t)>& visit);
+
   ::chmFile* handle_;
+  std::string path_;
 };
 
 }  // namespace borvane::platform
