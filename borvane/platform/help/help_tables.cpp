@@ -207,8 +207,6 @@ void Sitemap::Reserve(size_t text, size_t entries) {
 }
 
 uint32_t Sitemap::Store(std::string_view text) {
-  // Texts past 4 GB in all are cut off: no sitemap comes near.
-  if (text_size_ + text.size() + 10 > UINT32_MAX) text = text.substr(0, 0);
   Reserve(text_size_ + text.size() + 10, 0);
   const uint32_t at = static_cast<uint32_t>(text_size_);
   for (size_t n = text.size();; n >>= 7) {
@@ -243,6 +241,8 @@ uint32_t Sitemap::Intern(std::string_view text) {
 }
 
 void Sitemap::Add(int depth, std::string_view name, std::string_view local) {
+  // Offsets are 32 bits: entries past 4 GB of text are left out (no sitemap comes near).
+  if (text_size_ + name.size() + local.size() + 20 > UINT32_MAX) return;
   Reserve(0, entries_size_ + 1);
   entries_[entries_size_++] = Entry{Intern(name), Intern(local), depth};
 }
