@@ -7,7 +7,6 @@
 #include "borvane/automation/codepage.h"
 #include "borvane/platform/files/text_encoding.h"
 #include "borvane/platform/help/chm_archive.h"
-#include "borvane/platform/help/help_fulltext.h"
 #include "borvane/platform/help/help_tables.h"
 
 namespace borvane::platform {
@@ -153,23 +152,6 @@ std::string MakeSearchIndex(ChmArchive& archive, uint64_t bound) {
     if (IsPage(name)) names.emplace_back(name.front() == '/' ? name.substr(1) : name);
     return seen.size() < 1'000'000;
   });
-  // chmlib's listing can stop short of the last directory chunks that some compilers write;
-  // the topic table names every topic, so its pages are read too.
-  std::string urltbl, urlstr;
-  if (archive.Read("#URLTBL", urltbl, bound) == ChmArchive::Result::kOk &&
-      archive.Read("#URLSTR", urlstr, bound) == ChmArchive::Result::kOk) {
-    auto lower = [](std::string text) {
-      for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-      return text;
-    };
-    std::set<std::string> listed;  // names compare without regard to case, as the archive's
-    for (const std::string& name : names) listed.insert(lower(name));
-    for (size_t at = 0; at + 12 <= urltbl.size() && at < 12 * 1'000'000; at += 12) {
-      std::string path = TopicPathAt(urltbl, urlstr, static_cast<uint32_t>(at));
-      if (IsPage(path) && listed.insert(lower(path)).second) names.push_back(std::move(path));
-    }
-  }
   std::sort(names.begin(), names.end());
   std::map<std::string, std::vector<uint32_t>> postings;
   std::string pages, alinks;
