@@ -124,6 +124,7 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
     if (free == UINT32_MAX || free > leaf.size() - 8) return false;
     const size_t end = leaf.size() - free;
     for (size_t at = 8; at < end;) {
+      if (at + 2 > end) return false;
       const size_t length = static_cast<unsigned char>(leaf[at]);
       const size_t shared = static_cast<unsigned char>(leaf[at + 1]);
       if (length == 0 || at + 1 + length > end || shared > word.size()) return false;
