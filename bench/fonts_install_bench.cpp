@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+
 #include "borvane/fonts/font_functions.h"
 #include "borvane/platform/fonts/font_loader.h"
 

@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <mutex>
-#include <vector>
+#include <string>
+
+#include "borvane/platform/help/help_tables.h"
 
 namespace borvane::platform {
 
@@ -123,29 +124,15 @@ ChmArchive::Result ChmArchive::Read(std::string_view name, std::string& bytes, u
 
 namespace {
 
-uint64_t Little(const unsigned char* p, int bytes) {
-  uint64_t v = 0;
-  for (int i = bytes - 1; i >= 0; --i) v = v << 8 | p[i];
-  return v;
-}
-
-// A directory entry's number: 7-bit groups, the most significant first.
-bool Encint(const unsigned char*& p, const unsigned char* end, uint64_t& value) {
-  value = 0;
-  for (int i = 0; i < 9 && p < end; ++i) {
-    value = value << 7 | (*p & 0x7Fu);
-    if (!(*p++ & 0x80)) return true;
+// `size` bytes of the file from `at`; empty where the file ends before.
+std::string ReadAt(int fd, uint64_t at, size_t size) {
+  std::string bytes(size, '\0');
+  for (size_t got = 0; got < size;) {
+    ssize_t n = ::pread(fd, bytes.data() + got, size - got, static_cast<off_t>(at + got));
+    if (n <= 0) return std::string();
+    got += static_cast<size_t>(n);
   }
-  return false;
-}
-
-bool ReadAt(int fd, uint64_t at, unsigned char* into, size_t size) {
-  while (size > 0) {
-    ssize_t n = ::pread(fd, into, size, static_cast<off_t>(at));
-    if (n <= 0) return false;
-    into += n, at += static_cast<uint64_t>(n), size -= static_cast<size_t>(n);
-  }
-  return true;
+  return bytes;
 }
 
 bool Listed(std::string_view name) {
@@ -162,33 +149,33 @@ bool ChmArchive::ListChunks(const std::function<bool(std::string_view, uint64_t)
     ~Close() { ::close(fd); }
   } closer{fd};
   struct stat st;
-  unsigned char head[0x60], itsp[0x54];
-  if (::fstat(fd, &st) != 0 || !ReadAt(fd, 0, head, sizeof head) ||
-      std::memcmp(head, "ITSF", 4) != 0)
-    return false;
+  if (::fstat(fd, &st) != 0) return false;
   const uint64_t size = static_cast<uint64_t>(st.st_size);
-  const uint64_t dir = Little(head + 0x48, 8), dir_length = Little(head + 0x50, 8);
-  if (dir > size || dir_length > size - dir || dir_length < sizeof itsp ||
-      !ReadAt(fd, dir, itsp, sizeof itsp) || std::memcmp(itsp, "ITSP", 4) != 0)
+  const std::string head = ReadAt(fd, 0, 0x60);
+  const uint64_t dir = ReadQword(head, 0x48), dir_length = ReadQword(head, 0x50);
+  if (head.rfind("ITSF", 0) != 0 || dir > size || dir_length > size - dir || dir_length < 0x54)
     return false;
-  const uint64_t header = Little(itsp + 8, 4), chunk = Little(itsp + 0x10, 4);
-  const uint64_t blocks = Little(itsp + 0x2C, 4);
-  if (header < sizeof itsp || header > dir_length || chunk < 0x20 || chunk > (1 << 20) ||
-      blocks > (dir_length - header) / chunk)
+  const std::string itsp = ReadAt(fd, dir, 0x54);
+  const uint64_t header = ReadDword(itsp, 8), chunk = ReadDword(itsp, 0x10);
+  const uint64_t blocks = ReadDword(itsp, 0x2C);
+  if (itsp.rfind("ITSP", 0) != 0 || header < 0x54 || header > dir_length || chunk < 0x20 ||
+      chunk > (1 << 20) || blocks > (dir_length - header) / chunk)
     return false;
-  std::vector<unsigned char> bytes(chunk);
   for (uint64_t k = 0; k < blocks; ++k) {
-    if (!ReadAt(fd, dir + header + k * chunk, bytes.data(), bytes.size())) return false;
-    if (std::memcmp(bytes.data(), "PMGL", 4) != 0) continue;
-    const uint64_t free = Little(bytes.data() + 4, 4);
-    const unsigned char* p = bytes.data() + 0x14;
-    const unsigned char* end = bytes.data() + chunk - std::min<uint64_t>(free, chunk - 0x14);
-    while (p < end) {
+    const std::string bytes = ReadAt(fd, dir + header + k * chunk, static_cast<size_t>(chunk));
+    if (bytes.empty()) return false;
+    if (bytes.rfind("PMGL", 0) != 0) continue;
+    // Entries from behind the chunk's head up to its free space at the end.
+    const std::string_view entries = std::string_view(bytes).substr(
+        0, chunk - std::min<uint64_t>(ReadDword(bytes, 4), chunk - 0x14));
+    for (size_t at = 0x14; at < entries.size();) {
       uint64_t name_size = 0, section = 0, offset = 0, length = 0;
-      if (!Encint(p, end, name_size) || name_size > static_cast<uint64_t>(end - p)) break;
-      std::string_view name(reinterpret_cast<const char*>(p), static_cast<size_t>(name_size));
-      p += name_size;
-      if (!Encint(p, end, section) || !Encint(p, end, offset) || !Encint(p, end, length)) break;
+      if (!ReadEncint(entries, at, name_size) || name_size > entries.size() - at) break;
+      const std::string_view name = entries.substr(at, static_cast<size_t>(name_size));
+      at += static_cast<size_t>(name_size);
+      if (!ReadEncint(entries, at, section) || !ReadEncint(entries, at, offset) ||
+          !ReadEncint(entries, at, length))
+        break;
       if (Listed(name) && !visit(name, length)) return true;
     }
   }

@@ -6,44 +6,11 @@
 
 #include "borvane/platform/help/chm_archive.h"
 #include "borvane/platform/help/help_search.h"
+#include "borvane/platform/help/help_tables.h"
 
 namespace borvane::platform {
 
 namespace {
-
-uint32_t Dword(std::string_view b, size_t at) {
-  if (at > b.size() || b.size() - at < 4) return UINT32_MAX;
-  return static_cast<uint32_t>(static_cast<unsigned char>(b[at])) |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 1])) << 8 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 2])) << 16 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 3])) << 24;
-}
-
-uint32_t Word(std::string_view b, size_t at) {
-  if (at > b.size() || b.size() - at < 2) return UINT32_MAX;
-  return static_cast<uint32_t>(static_cast<unsigned char>(b[at]) |
-                               static_cast<unsigned char>(b[at + 1]) << 8);
-}
-
-std::string_view UpToNul(std::string_view b, size_t at) {
-  if (at >= b.size()) return {};
-  std::string_view rest = b.substr(at);
-  return rest.substr(0, rest.find('\0'));
-}
-
-// The index's numbers: 7-bit groups, each but the last with its high bit set. Compilers differ
-// in their order (Microsoft's puts the most significant group first, chmcmd the least), so the
-// reader is told which.
-bool ReadEncint(std::string_view b, size_t& at, bool low_first, uint64_t& value) {
-  value = 0;
-  for (int i = 0; i < 9; ++i) {
-    if (at >= b.size()) return false;
-    unsigned char c = static_cast<unsigned char>(b[at++]);
-    value = low_first ? value | uint64_t{c & 0x7Fu} << (7 * i) : value << 7 | (c & 0x7Fu);
-    if (!(c & 0x80)) return true;
-  }
-  return false;
-}
 
 // The bits of a word's topic list, the first of each byte first.
 class BitReader {
@@ -83,10 +50,10 @@ class BitReader {
 // in "#URLTBL", which gives its path in "#URLSTR" (behind two numbers).
 void PutTopics(const FulltextTables& t, size_t count, std::string& pages) {
   for (size_t i = 0; i < count; ++i) {
-    const uint32_t title_at = Dword(t.topics, 16 * i + 4);
-    const uint32_t url_at = Dword(t.topics, 16 * i + 8);
+    const uint32_t title_at = ReadDword(t.topics, 16 * i + 4);
+    const uint32_t url_at = ReadDword(t.topics, 16 * i + 8);
     PutSearchPage(pages, TopicPathAt(t.urltbl, t.urlstr, url_at),
-                  HelpTextUtf8(UpToNul(t.strings, title_at)));
+                  HelpTextUtf8(TextAt(t.strings, title_at)));
   }
 }
 
@@ -95,12 +62,12 @@ void PutTopics(const FulltextTables& t, size_t count, std::string& pages) {
 bool ReadWords(std::string_view f, size_t topics, bool low_first,
                std::map<std::string, std::vector<uint32_t>>& postings) {
   postings.clear();
-  const uint32_t root = Dword(f, 8);
-  const uint32_t depth = Word(f, 0x18);
+  const uint32_t root = ReadDword(f, 8);
+  const uint32_t depth = ReadWord(f, 0x18);
   const int doc_root = static_cast<unsigned char>(f[0x1F]);
   const int count_root = static_cast<unsigned char>(f[0x21]);
   const int place_root = static_cast<unsigned char>(f[0x23]);
-  const uint32_t node_size = Dword(f, 0x2E);
+  const uint32_t node_size = ReadDword(f, 0x2E);
   // Only the codes this reader knows (scale 2, roots that fit a number).
   if (f[0x1E] != 2 || f[0x20] != 2 || f[0x22] != 2 || doc_root < 1 || doc_root > 32 ||
       count_root < 1 || count_root > 32 || place_root < 1 || place_root > 32 || topics == 0 ||
@@ -112,7 +79,7 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
     size_t at = size_t{node} + 2;
     if (node == UINT32_MAX || at + 2 > f.size()) return false;
     const size_t length = static_cast<unsigned char>(f[at]);
-    node = Dword(f, at + 1 + length);
+    node = ReadDword(f, at + 1 + length);
   }
   // A damaged index can point many words at one long list: the decoding is bounded.
   uint64_t budget = uint64_t{64} * f.size();
@@ -120,7 +87,7 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
   for (size_t leaves = 0; node != 0; ++leaves) {
     if (node == UINT32_MAX || node >= f.size() || leaves > f.size() / node_size) return false;
     const std::string_view leaf = f.substr(node, node_size);
-    const uint32_t free = Word(leaf, 6);
+    const uint32_t free = ReadWord(leaf, 6);
     if (free == UINT32_MAX || free > leaf.size() - 8) return false;
     const size_t end = leaf.size() - free;
     for (size_t at = 8; at < end;) {
@@ -133,11 +100,11 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
       at += 1 + length;
       uint64_t docs = 0, list_size = 0;
       at += 1;  // whether the word stands in the text or the title: both count
-      if (!ReadEncint(leaf, at, low_first, docs) || docs > topics) return false;
-      const uint32_t list_at = Dword(leaf, at);
+      if (!ReadEncint(leaf, at, docs, low_first) || docs > topics) return false;
+      const uint32_t list_at = ReadDword(leaf, at);
       if (list_at == UINT32_MAX) return false;
       at += 6;
-      if (!ReadEncint(leaf, at, low_first, list_size) || at > end) return false;
+      if (!ReadEncint(leaf, at, list_size, low_first) || at > end) return false;
       if (list_at > f.size() || list_size > f.size() - list_at || list_size > budget) return false;
       budget -= list_size;
       std::vector<uint32_t>& pages = postings[HelpTextUtf8(word)];
@@ -153,7 +120,7 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
         if (doc < topics) pages.push_back(static_cast<uint32_t>(doc));
       }
     }
-    node = Dword(f, node);
+    node = ReadDword(f, node);
   }
   for (auto& [w, pages] : postings) {
     std::sort(pages.begin(), pages.end());
@@ -166,9 +133,9 @@ bool ReadWords(std::string_view f, size_t topics, bool low_first,
 }  // namespace
 
 std::string TopicPathAt(std::string_view urltbl, std::string_view urlstr, uint32_t at) {
-  const uint32_t str_at = Dword(urltbl, size_t{at} + 8);
+  const uint32_t str_at = ReadDword(urltbl, size_t{at} + 8);
   std::string path;
-  if (str_at != UINT32_MAX) path = HelpTextUtf8(UpToNul(urlstr, size_t{str_at} + 8));
+  if (str_at != UINT32_MAX) path = HelpTextUtf8(TextAt(urlstr, size_t{str_at} + 8));
   std::replace(path.begin(), path.end(), '\\', '/');
   path.erase(0, path.find_first_not_of('/'));
   return path;
@@ -177,8 +144,10 @@ std::string TopicPathAt(std::string_view urltbl, std::string_view urlstr, uint32
 std::string SearchIndexFromFulltext(const FulltextTables& t) {
   const std::string_view f = t.fiftimain;
   if (f.size() < 0x4A) return std::string();
-  const size_t topics = std::min<size_t>(Dword(f, 4), t.topics.size() / 16);
+  const size_t topics = std::min<size_t>(ReadDword(f, 4), t.topics.size() / 16);
   std::map<std::string, std::vector<uint32_t>> postings;
+  // Compilers differ in the order of the numbers' 7-bit groups (Microsoft's puts the most
+  // significant first, chmcmd the least): the order in which the whole index reads is taken.
   if (!ReadWords(f, topics, false, postings) && !ReadWords(f, topics, true, postings))
     return std::string();
   if (postings.empty()) return std::string();

@@ -207,18 +207,20 @@ void PutSearchPage(std::string& pages, std::string_view path, std::string_view t
   PutText(pages, title);
 }
 
-bool SearchIndex::Clear() {
+void SearchIndex::Clear() {
   stored_.clear();
   pages_.clear();
   alinks_.clear();
   words_.clear();
-  return false;
 }
 
 bool SearchIndex::Load(std::string stored) {
   Clear();
   stored_ = std::move(stored);
-  auto fail = [this] { return Clear(); };
+  auto fail = [this] {
+    Clear();
+    return false;
+  };
   const std::string_view in = stored_;
   if (in.substr(0, kMagic.size()) != kMagic) return fail();
   size_t at = kMagic.size();

@@ -65,12 +65,14 @@ class SearchIndex {
     return alinks_;
   }
   size_t pages() const { return pages_.size(); }
+  // The stored form it was loaded from.
+  std::string_view stored() const { return stored_; }
 
  private:
   // Word `i` and its postings (page numbers as growing varint deltas).
   std::string_view WordAt(size_t i) const;
   std::vector<uint32_t> PagesOf(size_t word) const;
-  bool Clear();  // empties the index; false
+  void Clear();
 
   std::string stored_;
   std::vector<Page> pages_;

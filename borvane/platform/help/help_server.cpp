@@ -286,6 +286,8 @@ class Server {
   // the pass over every page, which also gives the associative link names.
   enum class Index { kWords, kPages };
   HelpFile::Search EnsureSearch(const std::shared_ptr<HelpFile>& f, Index which, bool wait);
+  // That index made (or, for the pass, read from the cache); nullptr when it cannot be.
+  std::shared_ptr<const SearchIndex> BuildIndex(const HelpFile& f, Index which);
   std::string StateJson(const Window& w);
   std::string Address(const Window& w, const std::string& topic);
   void CleanCache();
@@ -401,6 +403,28 @@ std::shared_ptr<HelpFile> Server::Open(const std::string& native, std::string& w
   return f;
 }
 
+std::shared_ptr<const SearchIndex> Server::BuildIndex(const HelpFile& f, Index which) {
+  auto index = std::make_shared<SearchIndex>();
+  std::string why, stored;
+  if (which == Index::kWords) {
+    std::unique_ptr<ChmReader> reader = ChmReader::Start(reader_argv_, f.path, limits_, &why);
+    return reader && reader->BuildFulltextIndex(stored) == ReadStatus::kOk &&
+                   index->Load(std::move(stored))
+               ? index
+               : nullptr;
+  }
+  // Made once per file and kept in the user's cache.
+  const std::string cache = HelpCacheFolder() + "/" + f.id + ".search";
+  stored = ReadNativeFile(cache);
+  if (!stored.empty() && index->Load(std::move(stored))) return index;
+  std::unique_ptr<ChmReader> reader = ChmReader::Start(reader_argv_, f.path, limits_, &why);
+  if (!reader || reader->BuildSearchIndex(stored) != ReadStatus::kOk ||
+      !index->Load(std::move(stored)))
+    return nullptr;
+  if (MakePrivateFolders(HelpCacheFolder())) ReplaceFileContent(cache, index->stored());
+  return index;
+}
+
 HelpFile::Search Server::EnsureSearch(const std::shared_ptr<HelpFile>& f, Index which, bool wait) {
   std::unique_lock<std::mutex> lock(f->search_mutex);
   HelpFile::Search& state = which == Index::kWords ? f->words_state : f->pages_state;
@@ -408,39 +432,17 @@ HelpFile::Search Server::EnsureSearch(const std::shared_ptr<HelpFile>& f, Index 
     state = HelpFile::Search::kBuilding;
     // A reader of its own: a pass over every page must not hold up the topics of the file.
     std::thread([this, f, which] {
-      auto index = std::make_shared<SearchIndex>();
-      std::string why, stored;
-      std::unique_ptr<ChmReader> reader;
-      bool ok = false;
-      if (which == Index::kWords) {
-        reader = ChmReader::Start(reader_argv_, f->path, limits_, &why);
-        ok = reader && reader->BuildFulltextIndex(stored) == ReadStatus::kOk && index->Load(stored);
-        if (!ok) {
-          // No index of its own: the pass over the pages gives the words.
-          reader.reset();
-          ok = EnsureSearch(f, Index::kPages, true) == HelpFile::Search::kReady;
-          std::lock_guard<std::mutex> done(f->search_mutex);
-          f->words = f->pages;
-          f->words_state = ok ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
-          f->search_done.notify_all();
-          return;
-        }
-      } else {
-        // Made once per file and kept in the user's cache.
-        const std::string cache = HelpCacheFolder() + "/" + f->id + ".search";
-        stored = ReadNativeFile(cache);
-        ok = !stored.empty() && index->Load(stored);
-        if (!ok) {
-          reader = ChmReader::Start(reader_argv_, f->path, limits_, &why);
-          ok = reader && reader->BuildSearchIndex(stored) == ReadStatus::kOk && index->Load(stored);
-          if (ok && MakePrivateFolders(HelpCacheFolder())) ReplaceFileContent(cache, stored);
-        }
+      std::shared_ptr<const SearchIndex> index = BuildIndex(*f, which);
+      // No index of its own: the pass over the pages gives the words.
+      if (!index && which == Index::kWords &&
+          EnsureSearch(f, Index::kPages, true) == HelpFile::Search::kReady) {
+        std::lock_guard<std::mutex> pages(f->search_mutex);
+        index = f->pages;
       }
-      std::string().swap(stored);
       std::lock_guard<std::mutex> done(f->search_mutex);
-      (which == Index::kWords ? f->words : f->pages) = std::move(index);
+      (which == Index::kWords ? f->words : f->pages) = index;
       (which == Index::kWords ? f->words_state : f->pages_state) =
-          ok ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
+          index ? HelpFile::Search::kReady : HelpFile::Search::kFailed;
       f->search_done.notify_all();
     }).detach();
   }

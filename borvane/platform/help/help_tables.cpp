@@ -11,25 +11,6 @@ namespace borvane::platform {
 
 namespace {
 
-uint32_t Dword(std::string_view b, size_t at) {
-  return static_cast<uint32_t>(static_cast<unsigned char>(b[at])) |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 1])) << 8 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 2])) << 16 |
-         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 3])) << 24;
-}
-
-uint16_t Word(std::string_view b, size_t at) {
-  return static_cast<uint16_t>(static_cast<unsigned char>(b[at]) |
-                               static_cast<unsigned char>(b[at + 1]) << 8);
-}
-
-// The text at `at` up to its NUL (or the end).
-std::string UpToNul(std::string_view b, size_t at) {
-  if (at >= b.size()) return std::string();
-  std::string_view rest = b.substr(at);
-  return std::string(rest.substr(0, rest.find('\0')));
-}
-
 void AppendUtf8(std::string& out, uint32_t c) {
   if (c == 0 || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) c = 0xFFFD;
   if (c < 0x80) {
@@ -111,12 +92,48 @@ Tag ReadTag(std::string_view html, size_t& at, bool* complete = nullptr) {
 
 }  // namespace
 
+uint32_t ReadWord(std::string_view b, size_t at) {
+  if (at > b.size() || b.size() - at < 2) return UINT32_MAX;
+  return static_cast<uint32_t>(static_cast<unsigned char>(b[at]) |
+                               static_cast<unsigned char>(b[at + 1]) << 8);
+}
+
+uint32_t ReadDword(std::string_view b, size_t at) {
+  if (at > b.size() || b.size() - at < 4) return UINT32_MAX;
+  return static_cast<uint32_t>(static_cast<unsigned char>(b[at])) |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 1])) << 8 |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 2])) << 16 |
+         static_cast<uint32_t>(static_cast<unsigned char>(b[at + 3])) << 24;
+}
+
+uint64_t ReadQword(std::string_view b, size_t at) {
+  if (at > b.size() || b.size() - at < 8) return UINT64_MAX;
+  return ReadDword(b, at) | uint64_t{ReadDword(b, at + 4)} << 32;
+}
+
+std::string_view TextAt(std::string_view b, size_t at) {
+  if (at >= b.size()) return {};
+  std::string_view rest = b.substr(at);
+  return rest.substr(0, rest.find('\0'));
+}
+
+bool ReadEncint(std::string_view b, size_t& at, uint64_t& value, bool low_first) {
+  value = 0;
+  for (int i = 0; i < 9; ++i) {
+    if (at >= b.size()) return false;
+    unsigned char c = static_cast<unsigned char>(b[at++]);
+    value = low_first ? value | uint64_t{c & 0x7Fu} << (7 * i) : value << 7 | (c & 0x7Fu);
+    if (!(c & 0x80)) return true;
+  }
+  return false;
+}
+
 HelpSystemInfo ParseHelpSystem(std::string_view bytes) {
   HelpSystemInfo info;
   // A version, then entries of a code, a length and that many bytes of data.
   for (size_t at = 4; at + 4 <= bytes.size();) {
-    uint16_t code = Word(bytes, at);
-    size_t length = Word(bytes, at + 2);
+    uint32_t code = ReadWord(bytes, at);
+    size_t length = ReadWord(bytes, at + 2);
     at += 4;
     if (length > bytes.size() - at) break;
     std::string_view data = bytes.substr(at, length);
@@ -145,11 +162,11 @@ HelpSystemInfo ParseHelpSystem(std::string_view bytes) {
 std::map<uint32_t, std::string> ParseContextMap(std::string_view ivb, std::string_view strings) {
   std::map<uint32_t, std::string> map;
   if (ivb.size() < 4) return map;
-  size_t length = Dword(ivb, 0);
+  size_t length = ReadDword(ivb, 0);
   size_t end = 4 + std::min(length, ivb.size() - 4);
   for (size_t at = 4; at + 8 <= end; at += 8) {
-    uint32_t id = Dword(ivb, at);
-    std::string text = UpToNul(strings, Dword(ivb, at + 4));
+    uint32_t id = ReadDword(ivb, at);
+    std::string text(TextAt(strings, ReadDword(ivb, at + 4)));
     if (!text.empty()) map.emplace(id, std::move(text));
   }
   return map;

@@ -126,6 +126,18 @@ std::vector<std::string> ParseALinkNames(std::string_view html);
 // The targets of a page's links and embedded files (href and src values), as written.
 std::vector<std::string> ParseLinks(std::string_view html);
 
+// The numbers and texts of a help file's binary tables, read checked: a little-endian number
+// that `bytes` ends before reads as all ones (UINT32_MAX, or UINT64_MAX for ReadQword); a text
+// runs to its NUL or the end, and is empty past the end.
+uint32_t ReadWord(std::string_view bytes, size_t at);
+uint32_t ReadDword(std::string_view bytes, size_t at);
+uint64_t ReadQword(std::string_view bytes, size_t at);
+std::string_view TextAt(std::string_view bytes, size_t at);
+// A number of 7-bit groups, each but the last with its high bit set, the most significant group
+// first (`low_first` for the other order, which some compilers write in the full-text index);
+// false where `bytes` ends before it does.
+bool ReadEncint(std::string_view bytes, size_t& at, uint64_t& value, bool low_first = false);
+
 // Text helpers of these readers: ASCII case-blind equality, and the text without white space
 // at either end.
 bool EqualsNoCase(std::string_view a, std::string_view b);
