@@ -28,7 +28,7 @@ Ref<AttributeObj> Attributes::Add(String& Name, Variant& Value) {
     Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
     attribute->SetName(Name);
     attribute->SetValue(Value);
-    mcolAttributes->Add(Variant(attribute));
+    Append(attribute);
     return attribute;
   });
 }
@@ -44,17 +44,32 @@ Ref<AttributeObj> Attributes::Item(const Variant& vntIndexKey) {
 
 void Attributes::Remove(Variant& vntIndexKey) {
   mcolAttributes->Remove(vntIndexKey);
+  // The collection reads the index by its own rules; the list is read back from it.
+  pairs_.clear();
+  const int32_t count = mcolAttributes->Count();
+  for (int32_t i = 1; i <= count; ++i)
+    pairs_.push_back(static_cast<AttributeObj*>(mcolAttributes->At(i).GetIf<Object>()->Get()));
 }
 
 void Attributes::Clear() {
   // One step instead of removing position 1 until none is left: the same end, and an
   // enumeration under way ends the same way.
   mcolAttributes->Clear();
+  pairs_.clear();
 }
 
-// The pair at `position`, without taking a reference: the list holds it while it is read.
-const AttributeObj& Attributes::PairAt(int32_t position) const {
-  return *static_cast<const AttributeObj*>(mcolAttributes->At(position).GetIf<Object>()->Get());
+void Attributes::Append(Ref<AttributeObj> pair) {
+  AttributeObj* const raw = pair.Get();
+  mcolAttributes->Add(Variant(std::move(pair)));
+  pairs_.push_back(raw);
+}
+
+void AttributePairList::Grow() {
+  AttributeObj** const grown = new AttributeObj*[2 * static_cast<size_t>(capacity_)];
+  std::copy(data_, data_ + size_, grown);
+  if (data_ != inline_) delete[] data_;
+  data_ = grown;
+  capacity_ *= 2;
 }
 
 void Attributes::AppendAttributeString(std::u16string& out) const {
@@ -62,9 +77,8 @@ void Attributes::AppendAttributeString(std::u16string& out) const {
 }
 
 size_t Attributes::TextBound() const {
-  int32_t count = mcolAttributes->Count();
   size_t total = 0;
-  for (int32_t i = 1; i <= count; ++i) total += 1 + PairAt(i).TextBound();
+  for (int32_t i = 0; i < pairs_.size(); ++i) total += 1 + pairs_[i].TextBound();
   return total;
 }
 
@@ -166,7 +180,7 @@ void ForEachListPiece(std::u16string_view text, F&& piece) {
 void Attributes::AddPiece(std::u16string_view piece) {
   Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
   attribute->SetValue(Variant::Missing());
-  mcolAttributes->Add(Variant(attribute));
+  Append(attribute);
   attribute->FromAttributeText(piece);
 }
 
@@ -439,7 +453,7 @@ void Attributes::Unpack(const AttributesSlot& slot) {
         attribute->SetValue(Variant(pair.kind == AttributePiece::kTrue));
       if (pair.kind == AttributePiece::kText) attribute->SetValue(Variant(String(pair.value)));
     }
-    mcolAttributes->Add(Variant(attribute));
+    Append(std::move(attribute));
   });
 }
 

@@ -17,6 +17,37 @@ namespace borvane {
 
 class AttributesSlot;
 
+// The pairs of one Attributes in order, as plain pointers: the collection holds the references.
+// Up to four stand in the object itself, as most lists have no more, so that the writer reaches
+// a pair in one step from its list.
+class AttributePairList {
+ public:
+  AttributePairList() = default;
+  AttributePairList(const AttributePairList&) = delete;
+  AttributePairList& operator=(const AttributePairList&) = delete;
+  ~AttributePairList() {
+    if (data_ != inline_) delete[] data_;
+  }
+
+  int32_t size() const { return size_; }
+  // The pair at `index`, from 0.
+  const AttributeObj& operator[](int32_t index) const { return *data_[index]; }
+  void push_back(AttributeObj* pair) {
+    if (size_ == capacity_) Grow();
+    data_[size_++] = pair;
+  }
+  void clear() { size_ = 0; }
+
+ private:
+  static constexpr int32_t kInline = 4;
+  void Grow();
+
+  AttributeObj** data_ = inline_;
+  int32_t size_ = 0;
+  int32_t capacity_ = kInline;
+  AttributeObj* inline_[kInline];
+};
+
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class Attributes : public Dispatchable<Attributes>, public Pooled {
  public:
@@ -32,7 +63,7 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // entries have no keys).
   Ref<AttributeObj> Item(Variant& vntIndexKey);
   Ref<AttributeObj> Item(const Variant& vntIndexKey);
-  int32_t Count() const { return mcolAttributes->Count(); }
+  int32_t Count() const { return pairs_.size(); }
   void Remove(Variant& vntIndexKey);
   Ref<Enumerator> NewEnum() { return mcolAttributes->NewEnum(); }
   void Clear();
@@ -46,9 +77,9 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   template <class Put>
   void PutAttributeString(Put&& put) const {
     const int32_t count = Count();
-    for (int32_t i = 1; i <= count; ++i) {
-      if (i > 1) put(std::u16string_view(u" "));
-      PairAt(i).PutAttributeText(put);
+    for (int32_t i = 0; i < count; ++i) {
+      if (i > 0) put(std::u16string_view(u" "));
+      pairs_[i].PutAttributeText(put);
     }
   }
   // Characters of the attribute text at most.
@@ -88,13 +119,17 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   static char16_t* QuoteRegularNumbers(std::u16string_view list, char16_t* out);
 
  private:
-  const AttributeObj& PairAt(int32_t position) const;
+  // Adds `pair` at the end of both the collection and the list.
+  void Append(Ref<AttributeObj> pair);
   // The first pair of a non-empty packed form, which is moved past it.
   static PackedPair TakePackedPair(std::u16string_view& packed);
   // Appends a pair with an empty name and a missing value, and reads `piece` into it.
   void AddPiece(std::u16string_view piece);
 
   Ref<Collection> mcolAttributes;
+  // The collection's pairs again, kept in step with it: the collection gives callers its
+  // errors and enumeration, the list gives the writer the pairs without its entries.
+  AttributePairList pairs_;
 };
 
 // A node's attributes in one word: the Attributes object (counted), or the pairs the reader

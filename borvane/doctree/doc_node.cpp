@@ -162,7 +162,7 @@ Ref<DocNode> DocNode::FirstSibling() const {
 
 void DocNode::SetName(String Value) {
   if (Value.view().find(u' ') != std::u16string_view::npos) ThrowPlatformError(102);
-  mstrName = NodeName(Value);
+  mstrName = NodeName::Shared(Value);
 }
 
 void DocNode::SetValue(Variant Value) {

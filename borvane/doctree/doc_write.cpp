@@ -200,10 +200,17 @@ size_t CountUnit(std::u16string_view text, char16_t ch) {
   return count;
 }
 
+// Texts of at most this many units are measured by their length alone.
+constexpr size_t kUnreadTextMax = 32;
+
 // Characters of a value line's text at most.
 size_t ValueTextBound(const Variant& value) {
-  if (const String* string = value.GetIf<String>())
+  if (const String* string = value.GetIf<String>()) {
+    // A short text is measured as if every unit were a quote ("{\34}"), without reading it:
+    // its units lie elsewhere in memory, and the writing reads them soon enough.
+    if (string->size() <= kUnreadTextMax) return 5 * string->size() + 2;
     return string->size() + 2 + 4 * CountUnit(string->view(), u'"');
+  }
   if (value.GetIf<double>()) return 24;  // see below
   switch (value.VarType()) {
     case vbBoolean:

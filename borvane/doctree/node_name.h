@@ -19,6 +19,10 @@ class NodeName {
   // The text of `name`; a null String stays null.
   explicit NodeName(const String& name);
   explicit NodeName(std::u16string_view name);
+  // The same as NodeName(name), sharing the text with a name this thread made shortly before
+  // when it is the same: a program that builds a document repeats a few names on many nodes,
+  // and nodes that share their name's text read it from one place when written.
+  static NodeName Shared(const String& name);
   NodeName(const NodeName& other) : block_(other.block_) {
     if (block_) ++block_->refs;
   }

@@ -86,5 +86,24 @@ TEST(AttributesTest, ListMembersAndTheirErrors) {
   EXPECT_EQ(U8(a->ToAttributeText()), "with space=\"1\"");
 }
 
+TEST(AttributesTest, TheWrittenListFollowsAddRemoveAndClear) {
+  Ref<Attributes> attrs = Parse("a=1 b=2 c=3 d=4 e=5");  // past the pairs held inline
+  String name = "f";
+  Variant six = 6.5;
+  attrs->Add(name, six);
+  // Indexes read by the collection's own rules: a text is a key, which no pair has.
+  Variant by_double = 2.0, by_text = "3", third = int32_t{2};
+  attrs->Remove(by_double);
+  EXPECT_EQ(Raised([&] { attrs->Remove(by_text); }).Number(), 5);
+  attrs->Remove(third);
+  EXPECT_EQ(U8(attrs->ToAttributeString()), "a=\"1\" d=\"4\" e=\"5\" f=6.5");
+  EXPECT_EQ(attrs->Count(), 4);
+  Ref<AttributeObj> kept = attrs->Item(Variant(int32_t{2}));
+  attrs->Clear();
+  attrs->Add(name, six);
+  EXPECT_EQ(U8(attrs->ToAttributeString()), "f=6.5");
+  EXPECT_EQ(U8(kept->ToAttributeText()), "d=\"4\"");  // a pair let go stays usable
+}
+
 }  // namespace
 }  // namespace borvane::testing
