@@ -200,8 +200,10 @@ size_t CountUnit(std::u16string_view text, char16_t ch) {
   return count;
 }
 
-// Texts of at most this many units are measured by their length alone.
-constexpr size_t kUnreadTextMax = 32;
+// Texts of at most this many units are measured by their length alone. The measure then
+// reserves up to 64 characters per value line that the text does not take: address space only,
+// as pages past the text are never touched.
+constexpr size_t kUnreadTextMax = 16;
 
 // Characters of a value line's text at most.
 size_t ValueTextBound(const Variant& value) {
@@ -275,7 +277,12 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
       int32_t level = 0;
       if (indent) level = child->mobjParent == top.node ? top.level + 1 : child->Level();
       open(child, level);
-      stack.push_back({child, child->mobjChild.Get(), level});
+      // A leaf closes at once, without a frame of its own: most nodes are leaves.
+      if (DocNode* grandchild = child->mobjChild.Get()) {
+        stack.push_back({child, grandchild, level});
+      } else {
+        close(child, level);
+      }
       continue;
     }
     close(top.node, top.level);
