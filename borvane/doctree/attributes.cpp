@@ -44,7 +44,8 @@ Ref<AttributeObj> Attributes::Item(const Variant& vntIndexKey) {
 
 void Attributes::Remove(Variant& vntIndexKey) {
   mcolAttributes->Remove(vntIndexKey);
-  // The collection reads the index by its own rules; the list is read back from it.
+  // The collection reads the index by its own rules; the list is read back from it, into the
+  // room it had for one pair more.
   pairs_.clear();
   const int32_t count = mcolAttributes->Count();
   for (int32_t i = 1; i <= count; ++i)
@@ -59,9 +60,15 @@ void Attributes::Clear() {
 }
 
 void Attributes::Append(Ref<AttributeObj> pair) {
-  AttributeObj* const raw = pair.Get();
-  mcolAttributes->Add(Variant(std::move(pair)));
-  pairs_.push_back(raw);
+  // The list first: its growing is what may fail, and it is taken back when the collection's
+  // adding fails, so the two never differ.
+  pairs_.push_back(pair.Get());
+  try {
+    mcolAttributes->Add(Variant(pair));
+  } catch (...) {
+    pairs_.pop_back();
+    throw;
+  }
 }
 
 void AttributePairList::Grow() {

@@ -36,6 +36,7 @@ class AttributePairList {
     if (size_ == capacity_) Grow();
     data_[size_++] = pair;
   }
+  void pop_back() { --size_; }
   void clear() { size_ = 0; }
 
  private:
