@@ -417,15 +417,6 @@ class TagScanner {
   KeptText text_;
 };
 
-// Names the reader keeps for sharing, by NameSlot.
-constexpr size_t kNameSlots = 64;
-inline size_t NameSlot(std::u16string_view name) {
-  if (name.empty()) return 0;
-  const size_t mixed =
-      name.size() * 0x9e37u ^ name.front() * 31u ^ name.back() * 131u ^ name[name.size() / 2] * 7u;
-  return (mixed ^ (mixed >> 6)) % kNameSlots;
-}
-
 // Whether `text` is the word `lower` (lower-case ASCII letters) in any case, as EqualsNoCase
 // tells. An ASCII character matches a letter only as one of its two cases, which differ in bit
 // 5 alone; another character may still match under the wider rules of EqualsNoCase.
@@ -556,7 +547,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       ~ReleaseRoom() { list.ReleaseUnusedRoom(); }
     } release_room{mcolNodes};
     NodeName last_name;
-    NodeName names[kNameSlots];
+    RecentNames names;
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;
     // Inlined at both of the scanner's calls, the fast one and the general one.
@@ -580,9 +571,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         if (!SameText(name, last_name.view())) {
           // A document repeats a few names, in any order: those seen lately are kept by a
           // short hash of their text, so that their nodes share them too.
-          NodeName& seen = names[NameSlot(name)];
-          if (!SameText(name, seen.view())) seen = NodeName(name);
-          last_name = seen;
+          last_name = names.Share(name);
         }
       }
       if (IsLoneQuote(text)) ThrowPlatformError(kErrInvalidCall);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 namespace borvane {
@@ -27,16 +28,14 @@ NodeName::NodeName(std::u16string_view name) {
 }
 
 NodeName NodeName::Shared(const String& name) {
-  // A few recent names, each kept by one reference of the thread's own until another name
-  // takes its place or the thread ends.
-  static constexpr size_t kSlots = 8;
-  thread_local NodeName recent[kSlots];
-  const std::u16string_view text = name.view();
-  if (text.empty()) return NodeName(name);
-  NodeName& slot = recent[(text.size() * 31 + text.front() + text.back()) % kSlots];
-  if (!slot.block_ || slot.block_->null != name.IsNull() || slot.view() != text)
-    slot = NodeName(name);
-  return slot;
+  // The empty and the null name hold no text to share.
+  if (name.empty() || name.IsNull()) return NodeName(name);
+  // Kept until the thread ends, on the heap: the library has initial-exec thread-locals, so when
+  // it is loaded at run time (from Python) all of its thread-local block must fit in the small
+  // room the loader keeps for that, and 64 names would not.
+  thread_local std::unique_ptr<RecentNames> recent;
+  if (!recent) recent = std::make_unique<RecentNames>();
+  return recent->Share(name.view());
 }
 
 String NodeName::ToString() const {

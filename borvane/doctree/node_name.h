@@ -19,9 +19,9 @@ class NodeName {
   // The text of `name`; a null String stays null.
   explicit NodeName(const String& name);
   explicit NodeName(std::u16string_view name);
-  // The same as NodeName(name), sharing the text with a name this thread made shortly before
-  // when it is the same: a program that builds a document repeats a few names on many nodes,
-  // and nodes that share their name's text read it from one place when written.
+  // The same as NodeName(name), sharing the text with a name this thread made lately when it is
+  // the same (see RecentNames): a program that builds a document repeats a few names on many
+  // nodes, and nodes that share their name's text read it from one place when written.
   static NodeName Shared(const String& name);
   NodeName(const NodeName& other) : block_(other.block_) {
     if (block_) ++block_->refs;
@@ -52,6 +52,31 @@ class NodeName {
   static Block* NewBlock(std::u16string_view text, bool null);
 
   Block* block_ = nullptr;
+};
+
+// Names seen lately, each kept by a short hash of its text, so that nodes named alike share one
+// text however the names alternate: the reader keeps one for each read, NodeName::Shared one per
+// thread.
+class RecentNames {
+ public:
+  // A name with the text `name`: the one kept under its hash when that has the same text, else
+  // a new one that takes its place.
+  const NodeName& Share(std::u16string_view name) {
+    NodeName& seen = names_[Slot(name)];
+    if (!SameText(name, seen.view())) seen = NodeName(name);
+    return seen;
+  }
+
+ private:
+  static constexpr size_t kSlots = 64;
+  static size_t Slot(std::u16string_view name) {
+    if (name.empty()) return 0;
+    const size_t mixed = name.size() * 0x9e37u ^ name.front() * 31u ^ name.back() * 131u ^
+                         name[name.size() / 2] * 7u;
+    return (mixed ^ (mixed >> 6)) % kSlots;
+  }
+
+  NodeName names_[kSlots];
 };
 
 }  // namespace borvane
