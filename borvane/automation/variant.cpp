@@ -185,41 +185,9 @@ Variant& Variant::operator=(const Variant& other) {
   return *this;
 }
 
-int32_t Variant::VarType() const {
-  switch (v_.index()) {
-    case 0:
-      return vbEmpty;
-    case 1:
-      return vbNull;
-    case 2:
-      return vbInteger;
-    case 3:
-      return vbLong;
-    case 4:
-      return vbSingle;
-    case 5:
-      return vbDouble;
-    case 6:
-      return vbCurrency;
-    case 7:
-      return vbDate;
-    case 8:
-      return vbString;
-    case 9:
-      return vbObject;
-    case 10:
-      return vbError;
-    case 11:
-      return vbBoolean;
-    case 12:
-      return vbByte;
-    case 14:
-      return vbUserDefinedType;
-    default: {
-      const auto& arr = std::get<std::shared_ptr<Array>>(v_);
-      return vbArray | (arr ? arr->ElementType() : vbVariant);
-    }
-  }
+int32_t Variant::ArrayVarType() const {
+  const auto& arr = std::get<std::shared_ptr<Array>>(v_);  // throws when the Variant has no value
+  return vbArray | (arr ? arr->ElementType() : vbVariant);
 }
 
 bool Variant::IsNumber() const {

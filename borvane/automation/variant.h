@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <variant>
@@ -175,8 +176,15 @@ class Variant {
   // Variant. Error 13 for a type that has none (Null, arrays, records).
   static Variant ZeroOf(int32_t type);
 
-  // The platform's VarType: the type number, with vbArray added for an array.
-  int32_t VarType() const;
+  // The platform's VarType: the type number, with vbArray added for an array. Inline, as the
+  // writers ask it of every value they write.
+  int32_t VarType() const {
+    constexpr int32_t kTypes[] = {vbEmpty,  vbNull,     vbInteger, vbLong,   vbSingle,
+                                  vbDouble, vbCurrency, vbDate,    vbString, vbObject,
+                                  vbError,  vbBoolean,  vbByte,    vbArray,  vbUserDefinedType};
+    const size_t index = v_.index();
+    return index < std::size(kTypes) && index != kArrayIndex ? kTypes[index] : ArrayVarType();
+  }
 
   bool IsEmpty() const { return v_.index() == 0; }
   bool IsNull() const { return v_.index() == 1; }
@@ -215,6 +223,13 @@ class Variant {
   using Storage = std::variant<EmptyTag, NullTag, int16_t, int32_t, float, double, Currency, Date,
                                String, Object, ErrorValue, bool, uint8_t, std::shared_ptr<Array>,
                                std::shared_ptr<Record>>;
+  // The index of the array alternative in Storage.
+  static constexpr size_t kArrayIndex = 13;
+  // VarType of an array: vbArray with its element type.
+  int32_t ArrayVarType() const;
+  static_assert(
+      std::is_same_v<std::variant_alternative_t<kArrayIndex, Storage>, std::shared_ptr<Array>>);
+
   Storage v_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
+#include "borvane/doctree/attributes.h"
 #include "borvane/frame/class_table.h"
 
 namespace borvane {
@@ -15,7 +16,18 @@ void AttributeObj::Describe(ClassBuilder<AttributeObj>& b) {
       .Get("Value", &AttributeObj::Value);
 }
 
+// Before the change: a change that fails half way leaves the list's text to be made again too.
+void AttributeObj::Changed() {
+  if (owner_) owner_->PairChanged();
+}
+
+void AttributeObj::SetName(String Value) {
+  Changed();
+  mstrName = std::move(Value);
+}
+
 void AttributeObj::SetValue(Variant Value) {
+  Changed();
   if (Value.IsObject()) {
     mvntValue = DefaultValue(Value.ToObject());
   } else {
@@ -124,6 +136,7 @@ AttributePiece ReadAttributePiece(std::u16string_view text) {
 }
 
 void AttributeObj::FromAttributeText(std::u16string_view text) {
+  Changed();
   AttributePiece piece = ReadAttributePiece(text);
   switch (piece.kind) {
     case AttributePiece::kNoEquals:

@@ -14,6 +14,8 @@
 
 namespace borvane {
 
+class Attributes;
+
 // What one "name=value" piece of an attribute list reads as, by the first "=": the value part
 // TRUE or FALSE (with case), a quoted text (kText, without its quotes), a number the locale's
 // numeric test accepts (kText, as it stands), or anything else (kMissing: the value stays as
@@ -44,7 +46,7 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   AttributeObj() {}
 
   // Stores the text as it is: names are not tested and need not be unique.
-  void SetName(String Value) { mstrName = std::move(Value); }
+  void SetName(String Value);
   String Name() const { return mstrName; }
   // Stores a copy; an object is stored as the value of its default member.
   void SetValue(Variant Value);
@@ -67,8 +69,14 @@ class AttributeObj : public Dispatchable<AttributeObj>, public Pooled {
   void FromAttributeText(std::u16string_view text);
 
  private:
+  friend class Attributes;
+  // Tells the list that holds this pair, if any, that its text changed.
+  void Changed();
+
   String mstrName;
   Variant mvntValue;
+  // The list whose pair this is, which keeps its text (see Attributes); set and cleared by it.
+  Attributes* owner_ = nullptr;
 };
 
 template <class Put>

@@ -1,7 +1,9 @@
 #include "borvane/doctree/attributes.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
+#include <new>
 
 #include "borvane/automation/text.h"
 #include "borvane/frame/class_table.h"
@@ -23,12 +25,21 @@ void Attributes::Describe(ClassBuilder<Attributes>& b) {
 
 Attributes::Attributes() : mcolAttributes(MakeRef<Collection>()) {}
 
+Attributes::~Attributes() {
+  // Pairs that callers still hold outlive the list.
+  SetOwners(nullptr);
+}
+
+void Attributes::SetOwners(Attributes* owner) {
+  for (int32_t i = 0; i < pairs_.size(); ++i) pairs_.at(i)->owner_ = owner;
+}
+
 Ref<AttributeObj> Attributes::Add(String& Name, Variant& Value) {
   return Guarded("Attributes:Add Method", [&] {
     Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
     attribute->SetName(Name);
     attribute->SetValue(Value);
-    Append(attribute);
+    Append(attribute, true);
     return attribute;
   });
 }
@@ -43,23 +54,40 @@ Ref<AttributeObj> Attributes::Item(const Variant& vntIndexKey) {
 }
 
 void Attributes::Remove(Variant& vntIndexKey) {
-  mcolAttributes->Remove(vntIndexKey);
+  // The pair removed may go with its last reference, so no pair names the list meanwhile.
+  SetOwners(nullptr);
+  PairChanged();
+  try {
+    mcolAttributes->Remove(vntIndexKey);
+  } catch (...) {
+    SetOwners(this);
+    throw;
+  }
   // The collection reads the index by its own rules; the list is read back from it, into the
   // room it had for one pair more.
   pairs_.clear();
   const int32_t count = mcolAttributes->Count();
   for (int32_t i = 1; i <= count; ++i)
     pairs_.push_back(static_cast<AttributeObj*>(mcolAttributes->At(i).GetIf<Object>()->Get()));
+  SetOwners(this);
 }
 
 void Attributes::Clear() {
+  SetOwners(nullptr);
+  PairChanged();
   // One step instead of removing position 1 until none is left: the same end, and an
   // enumeration under way ends the same way.
-  mcolAttributes->Clear();
+  try {
+    mcolAttributes->Clear();
+  } catch (...) {
+    SetOwners(this);
+    throw;
+  }
   pairs_.clear();
+  text_.clear();
 }
 
-void Attributes::Append(Ref<AttributeObj> pair) {
+void Attributes::Append(Ref<AttributeObj> pair, bool with_text) {
   // The list first: its growing is what may fail, and it is taken back when the collection's
   // adding fails, so the two never differ.
   pairs_.push_back(pair.Get());
@@ -69,6 +97,62 @@ void Attributes::Append(Ref<AttributeObj> pair) {
     pairs_.pop_back();
     throw;
   }
+  pair->owner_ = this;
+  if (with_text) {
+    AppendText(*pair);
+  } else {
+    PairChanged();
+  }
+}
+
+void Attributes::AppendText(const AttributeObj& pair) noexcept {
+  const char16_t decimal = ThreadLocale().decimal;
+  const bool first = pairs_.size() == 1;
+  if (!first && text_decimal_ != decimal) return PairChanged();
+  PairChanged();
+  try {
+    if (first) {
+      text_.clear();
+    } else {
+      text_.append(u" ");
+    }
+    pair.PutAttributeText([this](std::u16string_view text) { text_.append(text); });
+    text_decimal_ = decimal;
+  } catch (...) {
+    // Stale: made again when the list is measured.
+  }
+}
+
+void Attributes::RemakeText() const noexcept {
+  PairChanged();
+  try {
+    text_.clear();
+    PutAttributeString([this](std::u16string_view text) { text_.append(text); });
+    text_decimal_ = ThreadLocale().decimal;
+  } catch (...) {
+    // Stale: the writer reads the pairs themselves.
+  }
+}
+
+void PooledText::Grow(size_t needed) {
+  // Twice the room, or what is needed, rounded up to the pool's grain; a first block of 64
+  // bytes, which holds the text of two or three usual pairs.
+  size_t bytes = offsetof(Block, text) +
+                 sizeof(char16_t) * std::max(needed, block_ ? 2 * size_t{block_->capacity} : 0);
+  bytes = std::max<size_t>((bytes + 15) & ~size_t{15}, 64);
+  const size_t capacity = (bytes - offsetof(Block, text)) / sizeof(char16_t);
+  if (capacity > UINT32_MAX) throw std::bad_alloc();
+  auto* grown = static_cast<Block*>(PoolAllocate(bytes));
+  grown->size = block_ ? block_->size : 0;
+  grown->capacity = static_cast<uint32_t>(capacity);
+  if (block_) std::copy(block_->text, block_->text + block_->size, grown->text);
+  Free();
+  block_ = grown;
+}
+
+void PooledText::Free() noexcept {
+  if (block_) PoolFree(block_, offsetof(Block, text) + sizeof(char16_t) * size_t{block_->capacity});
+  block_ = nullptr;
 }
 
 void AttributePairList::Grow() {
@@ -83,7 +167,9 @@ void Attributes::AppendAttributeString(std::u16string& out) const {
   PutAttributeString([&out](std::u16string_view text) { out += text; });
 }
 
-size_t Attributes::TextBound() const {
+size_t Attributes::TextBound(char16_t decimal) const {
+  if (text_decimal_ != decimal) RemakeText();
+  if (text_decimal_ == decimal) return text_.view().size();
   size_t total = 0;
   for (int32_t i = 0; i < pairs_.size(); ++i) total += 1 + pairs_[i].TextBound();
   return total;
@@ -187,7 +273,7 @@ void ForEachListPiece(std::u16string_view text, F&& piece) {
 void Attributes::AddPiece(std::u16string_view piece) {
   Ref<AttributeObj> attribute = MakeRef<AttributeObj>();
   attribute->SetValue(Variant::Missing());
-  Append(attribute);
+  Append(attribute, false);
   attribute->FromAttributeText(piece);
 }
 
@@ -460,7 +546,7 @@ void Attributes::Unpack(const AttributesSlot& slot) {
         attribute->SetValue(Variant(pair.kind == AttributePiece::kTrue));
       if (pair.kind == AttributePiece::kText) attribute->SetValue(Variant(String(pair.value)));
     }
-    Append(std::move(attribute));
+    Append(std::move(attribute), false);
   });
 }
 

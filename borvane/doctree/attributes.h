@@ -32,6 +32,7 @@ class AttributePairList {
   int32_t size() const { return size_; }
   // The pair at `index`, from 0.
   const AttributeObj& operator[](int32_t index) const { return *data_[index]; }
+  AttributeObj* at(int32_t index) const { return data_[index]; }
   void push_back(AttributeObj* pair) {
     if (size_ == capacity_) Grow();
     data_[size_++] = pair;
@@ -49,6 +50,42 @@ class AttributePairList {
   AttributeObj* inline_[kInline];
 };
 
+// A text in one block of the slab pool, grown by doubling: the texts of lists built together
+// stand together in memory, in the order in which the writer reads them, where heap blocks
+// would be scattered over the holes that other blocks left.
+class PooledText {
+ public:
+  PooledText() = default;
+  PooledText(const PooledText&) = delete;
+  PooledText& operator=(const PooledText&) = delete;
+  ~PooledText() { Free(); }
+
+  std::u16string_view view() const {
+    return block_ ? std::u16string_view(block_->text, block_->size) : std::u16string_view();
+  }
+  void clear() {
+    if (block_) block_->size = 0;
+  }
+  // Throws std::bad_alloc when it cannot grow, with the text as it was.
+  void append(std::u16string_view text) {
+    const size_t size = block_ ? block_->size : 0;
+    if (!block_ || block_->capacity - size < text.size()) Grow(size + text.size());
+    std::copy(text.begin(), text.end(), block_->text + size);
+    block_->size = static_cast<uint32_t>(size + text.size());
+  }
+
+ private:
+  struct Block {
+    uint32_t size;
+    uint32_t capacity;
+    char16_t text[4];  // `capacity` units in fact
+  };
+  void Grow(size_t needed);
+  void Free() noexcept;
+
+  Block* block_ = nullptr;
+};
+
 // Made with every node that has attributes: from the slab pool, like the nodes.
 class Attributes : public Dispatchable<Attributes>, public Pooled {
  public:
@@ -56,6 +93,7 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   static void Describe(ClassBuilder<Attributes>& b);
 
   Attributes();
+  ~Attributes() override;
 
   // Appends a new pair (guarded: "Attributes:Add Method"). A missing Value is stored as the
   // missing marker.
@@ -83,8 +121,17 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
       pairs_[i].PutAttributeText(put);
     }
   }
-  // Characters of the attribute text at most.
-  size_t TextBound() const;
+  // Characters of the attribute text at most, the text being written with `decimal` as the
+  // thread's decimal point. Makes the list's text again when a change left it stale.
+  size_t TextBound(char16_t decimal) const;
+  // The attribute text as PutAttributeString gives it, kept since the list was built or last
+  // measured: true when nothing has changed it since and it was made with `decimal`.
+  bool FreshText(char16_t decimal, std::u16string_view& text) const {
+    text = text_.view();
+    return text_decimal_ == decimal;
+  }
+  // Library-internal: a pair of this list has changed, or is about to.
+  void PairChanged() const { text_decimal_ = 0; }
   // Library-internal: replaces all pairs by those in `Text`, which is stored back trimmed and
   // with the spaces inside quotes marked.
   void FromAttributeString(String& Text);
@@ -120,8 +167,17 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   static char16_t* QuoteRegularNumbers(std::u16string_view list, char16_t* out);
 
  private:
-  // Adds `pair` at the end of both the collection and the list.
-  void Append(Ref<AttributeObj> pair);
+  // Adds `pair` at the end of both the collection and the list, and its text to the list's
+  // text `with_text`: a program that adds pairs one by one is building a document to write. A
+  // list made from a read one is mostly read, not written: its text is made when it is measured.
+  void Append(Ref<AttributeObj> pair, bool with_text);
+  // Adds the text of `pair`, just appended, to the list's text; leaves that stale when it
+  // cannot.
+  void AppendText(const AttributeObj& pair) noexcept;
+  // Makes the list's text from its pairs; leaves it stale when it cannot.
+  void RemakeText() const noexcept;
+  // Names `owner` as the list of every pair in the list.
+  void SetOwners(Attributes* owner);
   // The first pair of a non-empty packed form, which is moved past it.
   static PackedPair TakePackedPair(std::u16string_view& packed);
   // Appends a pair with an empty name and a missing value, and reads `piece` into it.
@@ -131,6 +187,12 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // The collection's pairs again, kept in step with it: the collection gives callers its
   // errors and enumeration, the list gives the writer the pairs without its entries.
   AttributePairList pairs_;
+  // The pairs' text as the writer writes it, made as pairs are added and again when measured
+  // after a change: most lists are written as they were built, and the writer then reads one
+  // block instead of every pair. Fresh while text_decimal_ is the decimal point it was made
+  // with, which a number's text depends on; 0 when stale.
+  mutable PooledText text_;
+  mutable char16_t text_decimal_ = 0;
 };
 
 // A node's attributes in one word: the Attributes object (counted), or the pairs the reader

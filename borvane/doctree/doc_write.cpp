@@ -293,6 +293,7 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
 template <class Sink>
 void DocNode::WriteInto(Sink& out, bool indent) {
   auto put = [&out](std::u16string_view text) { out.Put(text); };
+  const char16_t decimal = ThreadLocale().decimal;
   auto open = [&](DocNode* n, int32_t level) {
     if (indent) out.Tabs(level);
     out.Put(u'<');
@@ -313,7 +314,11 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     } else if (const borvane::Attributes* list = n->mobjAttributes.object();
                list && list->Count() > 0) {
       out.Put(u' ');
-      list->PutAttributeString(put);
+      if (std::u16string_view text; list->FreshText(decimal, text)) {
+        out.PutRun(text);
+      } else {
+        list->PutAttributeString(put);
+      }
     }
     out.Put(u">\n");
     if (!n->mobjChild && !n->mvntValue.IsMissing()) {
@@ -369,6 +374,7 @@ void DocNode::WriteNode(const std::function<void(std::u16string_view)>& write, b
 
 size_t DocNode::TextBound(bool indent) {
   size_t total = 0;
+  const char16_t decimal = ThreadLocale().decimal;
   auto open = [&](DocNode* n, int32_t level) {
     // Opening and closing line, and the value line a leaf may have.
     size_t lines = n->mobjChild || n->mvntValue.IsMissing() ? 2 : 3;
@@ -377,7 +383,7 @@ size_t DocNode::TextBound(bool indent) {
       total += 1 + borvane::Attributes::PackedTextBound(n->mobjAttributes);
     } else if (const borvane::Attributes* list = n->mobjAttributes.object();
                list && list->Count() > 0) {
-      total += 1 + list->TextBound();
+      total += 1 + list->TextBound(decimal);
     }
     if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
   };

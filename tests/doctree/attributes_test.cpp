@@ -105,5 +105,56 @@ TEST(AttributesTest, TheWrittenListFollowsAddRemoveAndClear) {
   EXPECT_EQ(U8(kept->ToAttributeText()), "d=\"4\"");  // a pair let go stays usable
 }
 
+// The writer keeps each built list's text from Add on: every way a pair can change after that
+// must show in the next writing, and a pair that outlives its list must not reach back to it.
+TEST(AttributesTest, TheWrittenTextFollowsChangesToHeldPairs) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Ref<DocNode> node = AddNode(*doc, "", "n");
+  Ref<Attributes> attrs = node->Attributes();
+  auto add = [&](const char* name, Variant value) {
+    String n = name;
+    return attrs->Add(n, value);
+  };
+  auto tag = [&] {
+    const std::string text = U8(Write(*doc));
+    return text.substr(0, text.find('\n'));
+  };
+  Ref<AttributeObj> a = add("a", int32_t{1});
+  Ref<AttributeObj> b = add("b", 0.5);
+  for (int i = 0; i < 12; ++i) add("long_name", String("a value past the first block"));
+  Ref<AttributeObj> last = add("z", true);
+  const std::string tail(" long_name=\"a value past the first block\"");
+  std::string middle;
+  for (int i = 0; i < 12; ++i) middle += tail;
+  EXPECT_EQ(tag(), "<n a=1 b=0.5" + middle + " z=TRUE>");
+  a->SetValue(Variant(String("x y")));
+  b->SetName("c");
+  String piece = "z=FALSE";
+  last->FromAttributeText(piece);
+  EXPECT_EQ(tag(), "<n a=\"x y\" c=0.5" + middle + " z=FALSE>");
+  // The decimal point the text was made with is the writing thread's no longer.
+  const LocaleInfo us = ThreadLocale();
+  LocaleInfo german = us;
+  german.decimal = u',';
+  SetThreadLocale(german);
+  EXPECT_EQ(tag(), "<n a=\"x y\" c=0,5" + middle + " z=FALSE>");
+  SetThreadLocale(us);
+  Variant first = int32_t{1};
+  attrs->Remove(first);
+  a->SetValue(Variant(int32_t{7}));  // removed: no longer the list's
+  EXPECT_EQ(tag(), "<n c=0.5" + middle + " z=FALSE>");
+  attrs->Clear();
+  EXPECT_EQ(tag(), "<n>");
+  add("d", 2.25);
+  EXPECT_EQ(tag(), "<n d=2.25>");
+  // A pair held past its list, its node and its document.
+  Ref<AttributeObj> held = attrs->Item(Variant(int32_t{1}));
+  attrs = Ref<Attributes>();
+  node = Ref<DocNode>();
+  doc = MakeRef<Doc>();
+  held->SetValue(Variant(int32_t{3}));
+  EXPECT_EQ(U8(held->ToAttributeText()), "d=3");
+}
+
 }  // namespace
 }  // namespace borvane::testing
