@@ -143,16 +143,18 @@ void PooledText::Grow(size_t needed) {
   const size_t capacity = (bytes - offsetof(Block, text)) / sizeof(char16_t);
   if (capacity > UINT32_MAX) throw std::bad_alloc();
   auto* grown = static_cast<Block*>(PoolAllocate(bytes));
-  grown->size = block_ ? block_->size : 0;
   grown->capacity = static_cast<uint32_t>(capacity);
-  if (block_) std::copy(block_->text, block_->text + block_->size, grown->text);
+  if (block_) std::copy(block_->text, block_->text + size_, grown->text);
+  const uint32_t size = size_;
   Free();
   block_ = grown;
+  size_ = size;
 }
 
 void PooledText::Free() noexcept {
   if (block_) PoolFree(block_, offsetof(Block, text) + sizeof(char16_t) * size_t{block_->capacity});
   block_ = nullptr;
+  size_ = 0;
 }
 
 void AttributePairList::Grow() {
@@ -167,9 +169,9 @@ void Attributes::AppendAttributeString(std::u16string& out) const {
   PutAttributeString([&out](std::u16string_view text) { out += text; });
 }
 
-size_t Attributes::TextBound(char16_t decimal) const {
-  if (text_decimal_ != decimal) RemakeText();
-  if (text_decimal_ == decimal) return text_.view().size();
+size_t Attributes::StaleTextBound(char16_t decimal) const {
+  RemakeText();
+  if (text_decimal_ == decimal) return text_.size();
   size_t total = 0;
   for (int32_t i = 0; i < pairs_.size(); ++i) total += 1 + pairs_[i].TextBound();
   return total;

@@ -60,30 +60,29 @@ class PooledText {
   PooledText& operator=(const PooledText&) = delete;
   ~PooledText() { Free(); }
 
+  // The size stands here, not in the block, so that measuring does not reach the block.
+  size_t size() const { return size_; }
   std::u16string_view view() const {
-    return block_ ? std::u16string_view(block_->text, block_->size) : std::u16string_view();
+    return std::u16string_view(block_ ? block_->text : nullptr, size_);
   }
-  void clear() {
-    if (block_) block_->size = 0;
-  }
+  void clear() { size_ = 0; }
   // Throws std::bad_alloc when it cannot grow, with the text as it was.
   void append(std::u16string_view text) {
-    const size_t size = block_ ? block_->size : 0;
-    if (!block_ || block_->capacity - size < text.size()) Grow(size + text.size());
-    std::copy(text.begin(), text.end(), block_->text + size);
-    block_->size = static_cast<uint32_t>(size + text.size());
+    if (!block_ || block_->capacity - size_ < text.size()) Grow(size_ + text.size());
+    std::copy(text.begin(), text.end(), block_->text + size_);
+    size_ += static_cast<uint32_t>(text.size());
   }
 
  private:
   struct Block {
-    uint32_t size;
     uint32_t capacity;
-    char16_t text[4];  // `capacity` units in fact
+    char16_t text[6];  // `capacity` units in fact
   };
   void Grow(size_t needed);
   void Free() noexcept;
 
   Block* block_ = nullptr;
+  uint32_t size_ = 0;
 };
 
 // Made with every node that has attributes: from the slab pool, like the nodes.
@@ -123,7 +122,9 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   }
   // Characters of the attribute text at most, the text being written with `decimal` as the
   // thread's decimal point. Makes the list's text again when a change left it stale.
-  size_t TextBound(char16_t decimal) const;
+  size_t TextBound(char16_t decimal) const {
+    return text_decimal_ == decimal ? text_.size() : StaleTextBound(decimal);
+  }
   // The attribute text as PutAttributeString gives it, kept since the list was built or last
   // measured: true when nothing has changed it since and it was made with `decimal`.
   bool FreshText(char16_t decimal, std::u16string_view& text) const {
@@ -176,6 +177,8 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   void AppendText(const AttributeObj& pair) noexcept;
   // Makes the list's text from its pairs; leaves it stale when it cannot.
   void RemakeText() const noexcept;
+  // TextBound when the text is not fresh for `decimal`.
+  size_t StaleTextBound(char16_t decimal) const;
   // Names `owner` as the list of every pair in the list.
   void SetOwners(Attributes* owner);
   // The first pair of a non-empty packed form, which is moved past it.

@@ -201,9 +201,9 @@ size_t CountUnit(std::u16string_view text, char16_t ch) {
 }
 
 // Texts of at most this many units are measured by their length alone. The measure then
-// reserves up to 64 characters per value line that the text does not take: address space only,
+// reserves up to 128 characters per value line that the text does not take: address space only,
 // as pages past the text are never touched.
-constexpr size_t kUnreadTextMax = 16;
+constexpr size_t kUnreadTextMax = 32;
 
 // Characters of a value line's text at most.
 size_t ValueTextBound(const Variant& value) {
@@ -295,6 +295,12 @@ void DocNode::WriteInto(Sink& out, bool indent) {
   auto put = [&out](std::u16string_view text) { out.Put(text); };
   const char16_t decimal = ThreadLocale().decimal;
   auto open = [&](DocNode* n, int32_t level) {
+    // A String value stands in a heap block of its own, wherever the heap had room when it was
+    // made: the next sibling's is asked for now, so that its load is under way by the time it
+    // is written.
+    if (const DocNode* next = n->mobjNextSibling.Get()) {
+      if (const String* value = next->mvntValue.GetIf<String>()) __builtin_prefetch(value->data());
+    }
     if (indent) out.Tabs(level);
     out.Put(u'<');
     out.Put(n->mstrName.view());
