@@ -39,6 +39,7 @@ TagClassifier PickTagClassifier();
 void ClassifyTagsPlain(const char16_t* p, TagWindow& window);
 TagClassifier Sse2TagClassifier();
 TagClassifier Avx2TagClassifier();
+TagClassifier Avx512TagClassifier();
 
 }  // namespace borvane
 

@@ -23,7 +23,7 @@ void ExpectSameAsPlain(TagClassifier classify, const char16_t* units) {
 
 TEST(TagWindowTest, ClassifiersMarkWhatThePlainOneMarks) {
   std::vector<TagClassifier> classifiers;
-  for (TagClassifier c : {Sse2TagClassifier(), Avx2TagClassifier()})
+  for (TagClassifier c : {Sse2TagClassifier(), Avx2TagClassifier(), Avx512TagClassifier()})
     if (c) classifiers.push_back(c);
   if (classifiers.empty()) GTEST_SKIP() << "only the plain classifier runs here";
   ASSERT_NE(PickTagClassifier(), nullptr);
