@@ -1,7 +1,6 @@
 #include "borvane/doctree/attributes.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <iterator>
 #include <new>
 
@@ -137,14 +136,14 @@ void Attributes::RemakeText() const noexcept {
 void PooledText::Grow(size_t needed) {
   // Twice the room, or what is needed, rounded up to the pool's grain; a first block of 64
   // bytes, which holds the text of two or three usual pairs.
-  size_t bytes = offsetof(Block, text) +
-                 sizeof(char16_t) * std::max(needed, block_ ? 2 * size_t{block_->capacity} : 0);
+  size_t bytes =
+      sizeof(Block) + sizeof(char16_t) * std::max(needed, block_ ? 2 * block_->capacity : 0);
   bytes = std::max<size_t>((bytes + 15) & ~size_t{15}, 64);
-  const size_t capacity = (bytes - offsetof(Block, text)) / sizeof(char16_t);
+  const size_t capacity = (bytes - sizeof(Block)) / sizeof(char16_t);
   if (capacity > UINT32_MAX) throw std::bad_alloc();
   auto* grown = static_cast<Block*>(PoolAllocate(bytes));
-  grown->capacity = static_cast<uint32_t>(capacity);
-  if (block_) std::copy(block_->text, block_->text + size_, grown->text);
+  grown->capacity = capacity;
+  if (block_) std::copy(Units(block_), Units(block_) + size_, Units(grown));
   const uint32_t size = size_;
   Free();
   block_ = grown;
@@ -152,7 +151,7 @@ void PooledText::Grow(size_t needed) {
 }
 
 void PooledText::Free() noexcept {
-  if (block_) PoolFree(block_, offsetof(Block, text) + sizeof(char16_t) * size_t{block_->capacity});
+  if (block_) PoolFree(block_, sizeof(Block) + sizeof(char16_t) * block_->capacity);
   block_ = nullptr;
   size_ = 0;
 }

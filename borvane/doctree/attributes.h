@@ -63,21 +63,22 @@ class PooledText {
   // The size stands here, not in the block, so that measuring does not reach the block.
   size_t size() const { return size_; }
   std::u16string_view view() const {
-    return std::u16string_view(block_ ? block_->text : nullptr, size_);
+    return std::u16string_view(block_ ? Units(block_) : nullptr, size_);
   }
   void clear() { size_ = 0; }
   // Throws std::bad_alloc when it cannot grow, with the text as it was.
   void append(std::u16string_view text) {
     if (!block_ || block_->capacity - size_ < text.size()) Grow(size_ + text.size());
-    std::copy(text.begin(), text.end(), block_->text + size_);
+    std::copy(text.begin(), text.end(), Units(block_) + size_);
     size_ += static_cast<uint32_t>(text.size());
   }
 
  private:
+  // The block's head; its `capacity` units follow it.
   struct Block {
-    uint32_t capacity;
-    char16_t text[6];  // `capacity` units in fact
+    uint64_t capacity;
   };
+  static char16_t* Units(Block* block) { return reinterpret_cast<char16_t*>(block + 1); }
   void Grow(size_t needed);
   void Free() noexcept;
 
