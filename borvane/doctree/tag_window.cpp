@@ -78,15 +78,21 @@ void ClassifySse2(const char16_t* p, TagWindow& w) {
 // its class as one bit from two table lookups, by its low and by its high four bits: a bit is
 // set in both entries only for the characters of its class. Written without lambdas, which
 // would not take the function's target.
+//
+// The tables, for the 512-bit classifier too. By low four bits: 0 " ", 1 code 1, 2 quote, 9 A D
+// white space, C "<", E ">" and the tag mark. By high four bits: 0 white space and code 1, 1 the
+// tag mark, 2 " " and quote, 3 "<" ">".
+alignas(16) constexpr uint8_t kClassByLow[16] = {0x40, 0x10, 0x04, 0, 0,    0,    0,    0,
+                                                 0,    0x80, 0x80, 0, 0x01, 0x80, 0x22, 0};
+alignas(16) constexpr uint8_t kClassByHigh[16] = {0x90, 0x20, 0x44, 0x03, 0, 0, 0, 0,
+                                                  0,    0,    0,    0,    0, 0, 0, 0};
+inline __m128i LoadTable(const uint8_t (&table)[16]) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(table));
+}
+
 __attribute__((target("avx2"))) inline __m256i ClassesOf(__m256i bytes) {
-  // By low four bits: 0 " ", 1 code 1, 2 quote, 9 A D white space, C "<", E ">" and the tag mark.
-  const __m256i by_low =
-      _mm256_setr_epi8(0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, -0x80, -0x80, 0, 0x01, -0x80, 0x22, 0,
-                       0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, -0x80, -0x80, 0, 0x01, -0x80, 0x22, 0);
-  // By high four bits: 0 white space and code 1, 1 the tag mark, 2 " " and quote, 3 "<" ">".
-  const __m256i by_high =
-      _mm256_setr_epi8(-0x70, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -0x70, 0x20,
-                       0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m256i by_low = _mm256_broadcastsi128_si256(LoadTable(kClassByLow));
+  const __m256i by_high = _mm256_broadcastsi128_si256(LoadTable(kClassByHigh));
   const __m256i nibble = _mm256_set1_epi8(0x0f);
   const __m256i low = _mm256_shuffle_epi8(by_low, _mm256_and_si256(bytes, nibble));
   const __m256i high =
@@ -132,27 +138,16 @@ __attribute__((target("avx512f,avx512bw"))) inline uint64_t ClassBits(__m512i cl
 
 __attribute__((target("avx512f,avx512bw"))) void ClassifyAvx512(const char16_t* p, TagWindow& w) {
   const __m512i* at = reinterpret_cast<const __m512i*>(p);
-  // Tables loaded from memory, and a masked permutation: GCC 12 warns wrongly on the header's
+  // The order table in memory, and masked forms: GCC 12 warns wrongly on the header's
   // undefined registers otherwise.
   alignas(64) static constexpr int64_t kOrder[8] = {0, 2, 4, 6, 1, 3, 5, 7};
-  // The tables of ClassesOf, in each 128-bit lane.
-  alignas(64) static constexpr uint8_t kByLow[64] = {
-      0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, 0x80, 0x80, 0, 0x01, 0x80, 0x22, 0,
-      0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, 0x80, 0x80, 0, 0x01, 0x80, 0x22, 0,
-      0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, 0x80, 0x80, 0, 0x01, 0x80, 0x22, 0,
-      0x40, 0x10, 0x04, 0, 0, 0, 0, 0, 0, 0x80, 0x80, 0, 0x01, 0x80, 0x22, 0};
-  alignas(64) static constexpr uint8_t kByHigh[64] = {
-      0x90, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-      0x90, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-      0x90, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-      0x90, 0x20, 0x44, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   // Packing works within each 128-bit lane: the permutation puts the eight groups of eight
   // characters back in order.
   const __m512i bytes = _mm512_maskz_permutexvar_epi64(
       0xff, _mm512_load_si512(kOrder),
       _mm512_packus_epi16(_mm512_loadu_si512(at), _mm512_loadu_si512(at + 1)));
-  const __m512i by_low = _mm512_load_si512(kByLow);
-  const __m512i by_high = _mm512_load_si512(kByHigh);
+  const __m512i by_low = _mm512_maskz_broadcast_i32x4(0xffff, LoadTable(kClassByLow));
+  const __m512i by_high = _mm512_maskz_broadcast_i32x4(0xffff, LoadTable(kClassByHigh));
   const __m512i nibble = _mm512_set1_epi8(0x0f);
   const __m512i classes = _mm512_and_si512(
       _mm512_shuffle_epi8(by_low, _mm512_and_si512(bytes, nibble)),
