@@ -25,11 +25,12 @@
 // instead (to reproduce a run), BORVANE_BENCH_SEEDS=K runs K seeds in a row (from N on when
 // both are given), and BORVANE_BENCH_FIXED=0 leaves the fixed shapes out.
 //
-// The table at the end gives each shape's CPU times (medians of three), their ratio to pugixml, the
-// growth from the small to the large size, and the memory per read node of both, then the worst
-// shape and the worst seed for each of them. Each side runs once untimed before it is timed (see
-// Read), and each run shows the minor page faults it took ("faults"): a ratio taken while one
-// side faulted fresh pages in measures the kernel, not the code.
+// Each benchmark times both sides in turns (see Measure). The table at the end gives each
+// shape's CPU times (medians of three repetitions), their ratio (the median of the
+// repetitions' own ratios), the growth from the small to the large size for both, and the
+// memory per read node of both, then the worst shape and the worst seed for each of them. Each
+// run shows the minor page faults each side took ("faults", "pugi faults"): a ratio taken while
+// one side faulted fresh pages in measures the kernel, not the code.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/resource.h>
@@ -46,7 +47,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/bench_support.h"
 #include "borvane/automation/slab_pool.h"
 #include "borvane/doctree/attribute_obj.h"
 #include "borvane/doctree/doc.h"
@@ -564,11 +564,9 @@ Corpus& CorpusFor(int shape, int nodes) {
   return *c;
 }
 
-std::string Name(const char* who, const char* op, int shape, int nodes) {
-  return std::string(who) + op + "/" + g_shapes[shape].name + "/" + std::to_string(nodes);
+std::string Name(const char* op, int shape, int nodes) {
+  return std::string(op) + "/" + g_shapes[shape].name + "/" + std::to_string(nodes);
 }
-
-std::map<std::string, double> g_memory;  // bytes per read node, by benchmark name
 
 // Heap in use, with the slabs that the pool keeps for later counted as free: a read that takes
 // them uses them as much as fresh heap.
@@ -585,71 +583,133 @@ long PageFaults() {
   return usage.ru_minflt;
 }
 
-// Each side reads or writes once before it is timed, so that both are timed on memory their
-// own last run let go, as in a program that reads or writes documents over and over. Pages
-// fresh from the system cost far more than the work on some machines (a virtual one here took
-// 12.7 microseconds per page), and whether one side gets them depends on what the other left:
-// a run that catches them measures the kernel. The faults per run are shown beside the time.
-void Read(benchmark::State& state, int shape, int nodes, bool ours) {
-  Corpus& c = CorpusFor(shape, nodes);
-  if (!c.failure.empty()) return state.SkipWithError(c.failure.c_str());
-  double per_node = 0;
-  long faults = 0;
-  auto once = [&](bool timed) {
-    // The text is the caller's own (ReadXML takes it by reference): its copy is not the read's.
-    // The heap is measured outside the time: the walk of its bins costs as much as a read.
-    if (timed) state.PauseTiming();
-    String text(ours ? c.text : std::u16string()), parent;
-    const double before = HeapInUse();
-    const long faults_before = PageFaults();
-    if (timed) state.ResumeTiming();
-    if (ours) {
-      Ref<Doc> doc = MakeRef<Doc>();
-      doc->ReadXML(text, parent);
-      if (timed) state.PauseTiming();
-      faults += PageFaults() - faults_before;
-      per_node = (HeapInUse() - before) / nodes;
-      doc = Ref<Doc>();
-    } else {
-      auto* doc = new pugi::xml_document;
-      doc->load_buffer(c.pugi_text.data(), c.pugi_text.size());
-      if (timed) state.PauseTiming();
-      faults += PageFaults() - faults_before;
-      per_node = (HeapInUse() - before) / nodes;
-      delete doc;
-    }
-    text = String();
-    if (timed) state.ResumeTiming();
-  };
-  once(false);
-  faults = 0;
-  for (auto _ : state) once(true);
-  state.counters["bytes/node"] = per_node;
-  state.counters["faults"] =
-      benchmark::Counter(static_cast<double>(faults), benchmark::Counter::kAvgIterations);
-  g_memory[Name(ours ? "Borvane" : "Pugi", "Read", shape, nodes)] = per_node;
+// CPU time of this thread in milliseconds: the machines these run on are shared, and both
+// readers and writers run on one thread. BORVANE_BENCH_WALL=1 takes the wall-clock time.
+bool g_wall_clock = false;
+double NowMs() {
+  timespec t;
+  clock_gettime(g_wall_clock ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) / 1e6;
 }
 
-void Write(benchmark::State& state, int shape, int nodes, bool ours) {
+// What one side took over the runs of one repetition.
+struct Side {
+  double ms = 0;
+  long faults = 0;
+  double per_node = 0;  // heap per read node, of the last read
+};
+
+// One read by one side, timed into `side`. The text is the caller's own (ReadXML takes it by
+// reference): its copy and its release are not the read's, nor is the walk of the heap's bins
+// that measures memory, which costs as much as a read.
+void ReadOnce(Corpus& c, bool ours, Side& side) {
+  String text(ours ? c.text : std::u16string()), parent;
+  const double before = HeapInUse();
+  const long faults_before = PageFaults();
+  double ms;
+  if (ours) {
+    const double t0 = NowMs();
+    Ref<Doc> doc = MakeRef<Doc>();
+    doc->ReadXML(text, parent);
+    ms = NowMs() - t0;
+    side.faults += PageFaults() - faults_before;
+    side.per_node = (HeapInUse() - before) / c.nodes;
+  } else {
+    const double t0 = NowMs();
+    auto* doc = new pugi::xml_document;
+    doc->load_buffer(c.pugi_text.data(), c.pugi_text.size());
+    ms = NowMs() - t0;
+    side.faults += PageFaults() - faults_before;
+    side.per_node = (HeapInUse() - before) / c.nodes;
+    delete doc;
+  }
+  side.ms += ms;
+}
+
+// One write by one side, timed into `side`. Each side's text, and pugixml's stream, are given
+// back untimed, as the reader's input is: freeing a text is the caller's cost.
+void WriteOnce(Corpus& c, bool ours, Side& side) {
+  const long faults_before = PageFaults();
+  if (ours) {
+    bool indent = c.indent;
+    String start;
+    const double t0 = NowMs();
+    String text = c.doc->WriteXML(indent, start);
+    side.ms += NowMs() - t0;
+    benchmark::DoNotOptimize(text);
+  } else {
+    const double t0 = NowMs();
+    std::ostringstream s;
+    c.pugi.save(s, "\t", c.indent ? pugi::format_indent : pugi::format_raw);
+    std::string text = s.str();
+    side.ms += NowMs() - t0;
+    benchmark::DoNotOptimize(text);
+  }
+  side.faults += PageFaults() - faults_before;
+}
+
+// Both sides take turns within each repetition, the first place going to each in turn, so
+// that the ratio compares runs minutes cannot part: this machine's speed moves by half over
+// minutes. Each side reads or writes once before it is timed, so that both are timed on
+// memory their own last run let go, as in a program that reads or writes documents over and
+// over. Pages fresh from the system cost far more than the work on some machines (a virtual
+// one here took 12.7 microseconds per page), and whether one side gets them depends on what
+// the other left: a run that catches them measures the kernel. The faults per run are shown
+// beside the time.
+void Measure(benchmark::State& state, int shape, int nodes, bool write) {
   Corpus& c = CorpusFor(shape, nodes);
   if (!c.failure.empty()) return state.SkipWithError(c.failure.c_str());
-  if (!c.write_failure.empty()) return state.SkipWithError(c.write_failure.c_str());
-  auto once = [&] {
-    if (ours) {
-      bool indent = c.indent;
-      String start;
-      benchmark::DoNotOptimize(c.doc->WriteXML(indent, start));
-    } else {
-      std::ostringstream s;
-      c.pugi.save(s, "\t", c.indent ? pugi::format_indent : pugi::format_raw);
-      benchmark::DoNotOptimize(s.str());
-    }
+  if (write && !c.write_failure.empty()) return state.SkipWithError(c.write_failure.c_str());
+  auto once = [&](bool ours, Side& side) {
+    write ? WriteOnce(c, ours, side) : ReadOnce(c, ours, side);
   };
-  once();
-  const long faults_before = PageFaults();
-  for (auto _ : state) once();
-  state.counters["faults"] = benchmark::Counter(static_cast<double>(PageFaults() - faults_before),
-                                                benchmark::Counter::kAvgIterations);
+  Side ours, pugi;
+  once(true, ours);
+  once(false, pugi);
+  ours = pugi = Side();
+  int64_t runs = 0;
+  for (auto _ : state) {
+    const double before = ours.ms + pugi.ms;
+    const bool ours_first = runs % 2 == 0;
+    once(ours_first, ours_first ? ours : pugi);
+    once(!ours_first, ours_first ? pugi : ours);
+    state.SetIterationTime((ours.ms + pugi.ms - before) / 1e3);
+    ++runs;
+  }
+  for (Side* side : {&ours, &pugi}) {
+    side->ms /= static_cast<double>(runs);
+    side->faults /= runs;
+  }
+  state.counters["borvane ms"] = ours.ms;
+  state.counters["pugixml ms"] = pugi.ms;
+  state.counters["ratio"] = ours.ms / pugi.ms;
+  state.counters["faults"] = static_cast<double>(ours.faults);
+  state.counters["pugi faults"] = static_cast<double>(pugi.faults);
+  if (!write) {
+    state.counters["B/node"] = ours.per_node;
+    state.counters["pugi B"] = pugi.per_node;
+  }
+}
+
+// Keeps the counters of each repetition (not of the runs that size one), by benchmark name.
+class PairReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      auto& kept = repetitions[run.run_name.function_name];
+      for (const auto& [name, counter] : run.counters) kept[name].push_back(counter.value);
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  // Counter name to its value in each repetition.
+  std::map<std::string, std::map<std::string, std::vector<double>>> repetitions;
+};
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t n = values.size();
+  return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 uint64_t EnvNumber(const char* name, uint64_t otherwise) {
@@ -692,49 +752,53 @@ int main(int argc, char** argv) {
   for (int shape = 0; shape < shapes; ++shape)
     for (int nodes : {100000, 1000000})
       for (const char* op : {"Read", "Write"})
-        for (bool ours : {true, false})
-          benchmark::RegisterBenchmark(
-              Name(ours ? "Borvane" : "Pugi", op, shape, nodes).c_str(),
-              [=](benchmark::State& s) { (op[0] == 'R' ? Read : Write)(s, shape, nodes, ours); })
-              ->Unit(benchmark::kMillisecond)
-              ->MinTime(0.5)
-              ->Repetitions(3);
+        benchmark::RegisterBenchmark(
+            Name(op, shape, nodes).c_str(),
+            [=](benchmark::State& s) { Measure(s, shape, nodes, op[0] == 'W'); })
+            ->Unit(benchmark::kMillisecond)
+            ->UseManualTime()
+            ->MinTime(0.5)
+            ->Repetitions(3);
   benchmark::Initialize(&argc, argv);
-  // CPU time: the machines these run on are shared, and both readers and writers run on one
-  // thread. BORVANE_BENCH_WALL=1 takes the wall-clock time instead.
-  borvane::bench::RatioReporter reporter(!EnvNumber("BORVANE_BENCH_WALL", 0));
+  g_wall_clock = EnvNumber("BORVANE_BENCH_WALL", 0) != 0;
+  PairReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  std::printf("\n%-6s %-16s %8s %11s %11s %7s %7s %9s %9s %6s\n", "op", "shape", "nodes",
-              "borvane ms", "pugixml ms", "ratio", "10x->", "B/node", "pugi B", "B x");
+  // Medians over the repetitions; the ratio is the median of each repetition's own ratio.
+  std::printf("\n%-6s %-16s %8s %11s %11s %7s %7s %7s %9s %9s %6s\n", "op", "shape", "nodes",
+              "borvane ms", "pugixml ms", "ratio", "10x->", "pugi", "B/node", "pugi B", "B x");
   // Worst ratio, growth and memory ratio, over the fixed shapes [0] and the seeds [1].
   Worst worst_ratio[2][2], worst_growth[2][2], worst_memory[2];
   for (const char* op : {"Read", "Write"})
     for (int shape = 0; shape < shapes; ++shape) {
       const int w = op[0] == 'W';
       const int group = g_shapes[shape].kind == kRandom;
-      double small = 0;
+      double small = 0, pugi_small = 0;
       for (int nodes : {100000, 1000000}) {
-        auto ours = reporter.times.find(Name("Borvane", op, shape, nodes));
-        auto theirs = reporter.times.find(Name("Pugi", op, shape, nodes));
-        if (ours == reporter.times.end() || theirs == reporter.times.end()) continue;
-        const double ratio = ours->second / theirs->second;
+        auto found = reporter.repetitions.find(Name(op, shape, nodes));
+        if (found == reporter.repetitions.end()) continue;
+        auto& counters = found->second;
+        const double ours = Median(counters["borvane ms"]);
+        const double pugi = Median(counters["pugixml ms"]);
+        const double ratio = Median(counters["ratio"]);
         const std::string& name = g_shapes[shape].name;
         worst_ratio[group][w].Take(ratio, name, nodes);
-        std::string growth;
+        std::string growth, pugi_growth;
         if (small > 0) {
-          growth = std::to_string(ours->second / small).substr(0, 5);
-          worst_growth[group][w].Take(ours->second / small, name, nodes);
+          growth = std::to_string(ours / small).substr(0, 5);
+          pugi_growth = std::to_string(pugi / pugi_small).substr(0, 5);
+          worst_growth[group][w].Take(ours / small, name, nodes);
         }
-        std::printf("%-6s %-16s %8d %11.1f %11.1f %6.2fx %7s", op, name.c_str(), nodes,
-                    ours->second, theirs->second, ratio, growth.c_str());
+        std::printf("%-6s %-16s %8d %11.1f %11.1f %6.2fx %7s %7s", op, name.c_str(), nodes, ours,
+                    pugi, ratio, growth.c_str(), pugi_growth.c_str());
         if (!w) {
-          const double mine = g_memory[Name("Borvane", op, shape, nodes)];
-          const double pugi = g_memory[Name("Pugi", op, shape, nodes)];
-          std::printf(" %9.0f %9.0f %5.2fx", mine, pugi, mine / pugi);
-          worst_memory[group].Take(mine / pugi, name, nodes);
+          const double mine = Median(counters["B/node"]);
+          const double theirs = Median(counters["pugi B"]);
+          std::printf(" %9.0f %9.0f %5.2fx", mine, theirs, mine / theirs);
+          worst_memory[group].Take(mine / theirs, name, nodes);
         }
         std::printf("\n");
-        small = ours->second;
+        small = ours;
+        pugi_small = pugi;
       }
     }
   std::printf("\n");
