@@ -25,9 +25,9 @@
 // instead (to reproduce a run), BORVANE_BENCH_SEEDS=K runs K seeds in a row (from N on when
 // both are given), and BORVANE_BENCH_FIXED=0 leaves the fixed shapes out.
 //
-// Each benchmark times both sides in turns (see Measure). The table at the end gives each
-// shape's CPU times (medians of three repetitions), their ratio (the median of the
-// repetitions' own ratios), the growth from the small to the large size for both, and the
+// Each benchmark times both sides at both sizes of one shape, in turns (see Measure). The table
+// at the end gives each shape's CPU times (medians of three repetitions), their ratio and the
+// growth from the small to the large size for both (medians of the repetitions' own), and the
 // memory per read node of both, then the worst shape and the worst seed for each of them. Each
 // run shows the minor page faults each side took ("faults", "pugi faults"): a ratio taken while
 // one side faulted fresh pages in measures the kernel, not the code.
@@ -510,12 +510,15 @@ bool ReadsSource(Kind kind) {
   return kind == kMixed || kind == kCrlf || kind == kRandom;
 }
 
-// One corpus entry at a time, so that a large one does not read into a heap the others filled.
+// The corpus entries of one shape at a time, of both sizes (Measure runs them in turns). Those of
+// the shape before are let go first, so that a large one does not read into a heap the others
+// filled.
 Corpus& CorpusFor(int shape, int nodes) {
-  static std::unique_ptr<Corpus> c;
-  if (c && c->shape == shape && c->nodes == nodes) return *c;
-  c.reset();
-  c = std::make_unique<Corpus>();
+  static std::vector<std::unique_ptr<Corpus>> kept;
+  for (auto& k : kept)
+    if (k->shape == shape && k->nodes == nodes) return *k;
+  if (!kept.empty() && kept.front()->shape != shape) kept.clear();
+  Corpus* c = kept.emplace_back(std::make_unique<Corpus>()).get();
   c->shape = shape;
   c->nodes = nodes;
   const Kind kind = g_shapes[shape].kind;
@@ -564,8 +567,8 @@ Corpus& CorpusFor(int shape, int nodes) {
   return *c;
 }
 
-std::string Name(const char* op, int shape, int nodes) {
-  return std::string(op) + "/" + g_shapes[shape].name + "/" + std::to_string(nodes);
+std::string Name(const char* op, int shape) {
+  return std::string(op) + "/" + g_shapes[shape].name;
 }
 
 // Heap in use, with the slabs that the pool keeps for later counted as free: a read that takes
@@ -648,46 +651,67 @@ void WriteOnce(Corpus& c, bool ours, Side& side) {
   side.faults += PageFaults() - faults_before;
 }
 
-// Both sides take turns within each repetition, the first place going to each in turn, so
-// that the ratio compares runs minutes cannot part: this machine's speed moves by half over
-// minutes. Each side reads or writes once before it is timed, so that both are timed on
-// memory their own last run let go, as in a program that reads or writes documents over and
-// over. Pages fresh from the system cost far more than the work on some machines (a virtual
-// one here took 12.7 microseconds per page), and whether one side gets them depends on what
-// the other left: a run that catches them measures the kernel. The faults per run are shown
-// beside the time.
-void Measure(benchmark::State& state, int shape, int nodes, bool write) {
-  Corpus& c = CorpusFor(shape, nodes);
-  if (!c.failure.empty()) return state.SkipWithError(c.failure.c_str());
-  if (write && !c.write_failure.empty()) return state.SkipWithError(c.write_failure.c_str());
-  auto once = [&](bool ours, Side& side) {
-    write ? WriteOnce(c, ours, side) : ReadOnce(c, ours, side);
+constexpr int kSmall = 100000, kLarge = 1000000;
+
+// Both sides and both sizes take turns within each repetition, the first place going to each
+// side in turn, so that ratios and growths compare runs that minutes cannot part: this
+// machine's speed moves by half over minutes. Each side reads or writes each size once before
+// it is timed. Pages fresh from the system cost far more than the work on some machines (a
+// virtual one here took 12.7 microseconds per page), and whether one side gets them depends
+// on what the other left: a run that catches them measures the kernel. The faults per run are
+// shown beside the time.
+void Measure(benchmark::State& state, int shape, bool write) {
+  Corpus* sizes[2] = {&CorpusFor(shape, kSmall), &CorpusFor(shape, kLarge)};
+  auto usable = [&](const Corpus& c) {
+    return c.failure.empty() && (!write || c.write_failure.empty());
   };
-  Side ours, pugi;
-  once(true, ours);
-  once(false, pugi);
-  ours = pugi = Side();
+  if (!usable(*sizes[0])) {
+    const Corpus& c = *sizes[0];
+    return state.SkipWithError((c.failure.empty() ? c.write_failure : c.failure).c_str());
+  }
+  // The large size of a shape whose text is too long to write is only read.
+  const int count = usable(*sizes[1]) ? 2 : 1;
+  Side sides[2][2];  // by size, then ours and pugixml's
+  auto once = [&](int size, bool ours) {
+    Side& side = sides[size][ours ? 0 : 1];
+    write ? WriteOnce(*sizes[size], ours, side) : ReadOnce(*sizes[size], ours, side);
+  };
+  for (int size = 0; size < count; ++size)
+    for (bool ours : {true, false}) once(size, ours);
+  for (auto& size : sides) size[0] = size[1] = Side();
   int64_t runs = 0;
+  auto total = [&] { return sides[0][0].ms + sides[0][1].ms + sides[1][0].ms + sides[1][1].ms; };
   for (auto _ : state) {
-    const double before = ours.ms + pugi.ms;
+    const double before = total();
     const bool ours_first = runs % 2 == 0;
-    once(ours_first, ours_first ? ours : pugi);
-    once(!ours_first, ours_first ? pugi : ours);
-    state.SetIterationTime((ours.ms + pugi.ms - before) / 1e3);
+    for (int size = 0; size < count; ++size) {
+      once(size, ours_first);
+      once(size, !ours_first);
+    }
+    state.SetIterationTime((total() - before) / 1e3);
     ++runs;
   }
-  for (Side* side : {&ours, &pugi}) {
-    side->ms /= static_cast<double>(runs);
-    side->faults /= runs;
+  for (int size = 0; size < count; ++size) {
+    Side& ours = sides[size][0];
+    Side& pugi = sides[size][1];
+    for (Side* side : {&ours, &pugi}) {
+      side->ms /= static_cast<double>(runs);
+      side->faults /= runs;
+    }
+    const std::string at = size ? " large" : "";
+    state.counters["borvane ms" + at] = ours.ms;
+    state.counters["pugixml ms" + at] = pugi.ms;
+    state.counters["ratio" + at] = ours.ms / pugi.ms;
+    state.counters["faults" + at] = static_cast<double>(ours.faults);
+    state.counters["pugi faults" + at] = static_cast<double>(pugi.faults);
+    if (!write) {
+      state.counters["B/node" + at] = ours.per_node;
+      state.counters["pugi B" + at] = pugi.per_node;
+    }
   }
-  state.counters["borvane ms"] = ours.ms;
-  state.counters["pugixml ms"] = pugi.ms;
-  state.counters["ratio"] = ours.ms / pugi.ms;
-  state.counters["faults"] = static_cast<double>(ours.faults);
-  state.counters["pugi faults"] = static_cast<double>(pugi.faults);
-  if (!write) {
-    state.counters["B/node"] = ours.per_node;
-    state.counters["pugi B"] = pugi.per_node;
+  if (count == 2) {
+    state.counters["growth"] = sides[1][0].ms / sides[0][0].ms;
+    state.counters["pugi growth"] = sides[1][1].ms / sides[0][1].ms;
   }
 }
 
@@ -750,55 +774,53 @@ int main(int argc, char** argv) {
               static_cast<unsigned long long>(first_seed));
   const int shapes = static_cast<int>(g_shapes.size());
   for (int shape = 0; shape < shapes; ++shape)
-    for (int nodes : {100000, 1000000})
-      for (const char* op : {"Read", "Write"})
-        benchmark::RegisterBenchmark(
-            Name(op, shape, nodes).c_str(),
-            [=](benchmark::State& s) { Measure(s, shape, nodes, op[0] == 'W'); })
-            ->Unit(benchmark::kMillisecond)
-            ->UseManualTime()
-            ->MinTime(0.5)
-            ->Repetitions(3);
+    for (const char* op : {"Read", "Write"})
+      benchmark::RegisterBenchmark(Name(op, shape).c_str(),
+                                   [=](benchmark::State& s) { Measure(s, shape, op[0] == 'W'); })
+          ->Unit(benchmark::kMillisecond)
+          ->UseManualTime()
+          ->MinTime(0.5)
+          ->Repetitions(3);
   benchmark::Initialize(&argc, argv);
   g_wall_clock = EnvNumber("BORVANE_BENCH_WALL", 0) != 0;
   PairReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  // Medians over the repetitions; the ratio is the median of each repetition's own ratio.
+  // Medians over the repetitions; a ratio or a growth is the median of the repetitions' own.
   std::printf("\n%-6s %-16s %8s %11s %11s %7s %7s %7s %9s %9s %6s\n", "op", "shape", "nodes",
               "borvane ms", "pugixml ms", "ratio", "10x->", "pugi", "B/node", "pugi B", "B x");
   // Worst ratio, growth and memory ratio, over the fixed shapes [0] and the seeds [1].
   Worst worst_ratio[2][2], worst_growth[2][2], worst_memory[2];
   for (const char* op : {"Read", "Write"})
     for (int shape = 0; shape < shapes; ++shape) {
+      auto found = reporter.repetitions.find(Name(op, shape));
+      if (found == reporter.repetitions.end()) continue;
+      auto& counters = found->second;
       const int w = op[0] == 'W';
       const int group = g_shapes[shape].kind == kRandom;
-      double small = 0, pugi_small = 0;
-      for (int nodes : {100000, 1000000}) {
-        auto found = reporter.repetitions.find(Name(op, shape, nodes));
-        if (found == reporter.repetitions.end()) continue;
-        auto& counters = found->second;
-        const double ours = Median(counters["borvane ms"]);
-        const double pugi = Median(counters["pugixml ms"]);
-        const double ratio = Median(counters["ratio"]);
-        const std::string& name = g_shapes[shape].name;
+      const std::string& name = g_shapes[shape].name;
+      for (int size = 0; size < 2; ++size) {
+        const std::string at = size ? " large" : "";
+        if (!counters.count("ratio" + at)) continue;
+        const int nodes = size ? kLarge : kSmall;
+        const double ratio = Median(counters["ratio" + at]);
         worst_ratio[group][w].Take(ratio, name, nodes);
         std::string growth, pugi_growth;
-        if (small > 0) {
-          growth = std::to_string(ours / small).substr(0, 5);
-          pugi_growth = std::to_string(pugi / pugi_small).substr(0, 5);
-          worst_growth[group][w].Take(ours / small, name, nodes);
+        if (size && counters.count("growth")) {
+          const double g = Median(counters["growth"]);
+          growth = std::to_string(g).substr(0, 5);
+          pugi_growth = std::to_string(Median(counters["pugi growth"])).substr(0, 5);
+          worst_growth[group][w].Take(g, name, nodes);
         }
-        std::printf("%-6s %-16s %8d %11.1f %11.1f %6.2fx %7s %7s", op, name.c_str(), nodes, ours,
-                    pugi, ratio, growth.c_str(), pugi_growth.c_str());
+        std::printf("%-6s %-16s %8d %11.1f %11.1f %6.2fx %7s %7s", op, name.c_str(), nodes,
+                    Median(counters["borvane ms" + at]), Median(counters["pugixml ms" + at]), ratio,
+                    growth.c_str(), pugi_growth.c_str());
         if (!w) {
-          const double mine = Median(counters["B/node"]);
-          const double theirs = Median(counters["pugi B"]);
+          const double mine = Median(counters["B/node" + at]);
+          const double theirs = Median(counters["pugi B" + at]);
           std::printf(" %9.0f %9.0f %5.2fx", mine, theirs, mine / theirs);
           worst_memory[group].Take(mine / theirs, name, nodes);
         }
         std::printf("\n");
-        small = ours;
-        pugi_small = pugi;
       }
     }
   std::printf("\n");
