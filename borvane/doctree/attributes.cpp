@@ -319,6 +319,15 @@ namespace {
 
 enum class ListForm { kOther, kRegular, kVerbatim };
 
+// Whether `text` is `word`, unit for unit, compared in place: the lists' "TRUE" and "FALSE".
+template <size_t n>
+inline bool IsWord(std::u16string_view text, const char16_t (&word)[n]) {
+  if (text.size() != n - 1) return false;
+  for (size_t i = 0; i + 1 < n; ++i)
+    if (text[i] != word[i]) return false;
+  return true;
+}
+
 // Whether `text` is a regular list (ForEachRegularPair), as the writer gives one: its pieces
 // are then those that the general rules cut, and no test of theirs depends on the locale once
 // the numbers are known to be numbers. kVerbatim when the writer writes it as it stands: it
@@ -345,7 +354,7 @@ ListForm RegularList(std::u16string_view text) {
       const std::u16string_view v(value, static_cast<size_t>(p - value));
       if (IsPlainNumber(v)) {
         verbatim = false;
-      } else if (!(v.empty() || v == u"TRUE" || v == u"FALSE")) {
+      } else if (!(v.empty() || IsWord(v, u"TRUE") || IsWord(v, u"FALSE"))) {
         return ListForm::kOther;
       }
     }
@@ -448,9 +457,9 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
       AttributePiece::Kind kind;
       std::u16string_view text_value;
       double ignored;
-      if (value == u"TRUE") {
+      if (IsWord(value, u"TRUE")) {
         kind = AttributePiece::kTrue;
-      } else if (value == u"FALSE") {
+      } else if (IsWord(value, u"FALSE")) {
         kind = AttributePiece::kFalse;
       } else if (!value.empty() && value.front() == u'"' && value.back() == u'"') {
         // A lone quote asks for the text between the first and the last character.

@@ -42,10 +42,6 @@ inline bool Stops(char16_t ch, uint64_t mask) {
   return ch < 64 && ((mask >> ch) & 1);
 }
 
-inline bool IsWhite(char16_t ch) {
-  return Stops(ch, kWhite);
-}
-
 // The scans below find the first character of a set from `p` on, or `end`. Runs between stops
 // are short (a name, a number, an indentation), so a character-at-a-time loop pays a
 // mispredicted exit per run; these test eight characters at a time where SSE2 is there.
@@ -55,10 +51,6 @@ inline __m128i Equal(__m128i v, char16_t ch) {
 }
 inline unsigned Lanes(__m128i hits) {
   return static_cast<unsigned>(_mm_movemask_epi8(hits));
-}
-inline __m128i WhiteLanes(__m128i v) {
-  return _mm_or_si128(_mm_or_si128(Equal(v, u' '), Equal(v, u'\t')),
-                      _mm_or_si128(Equal(v, u'\n'), Equal(v, u'\r')));
 }
 #endif
 
@@ -86,35 +78,46 @@ inline const char16_t* NextStop(const char16_t* p, const char16_t* end, uint64_t
 }
 
 // What FindFirst looks for: a stop inside a tag and outside quotes (a quote, "<", ">", the tag
-// mark or code 1), a stop inside quotes (the same but "<"), or a character that is not white.
-enum class Seek { kStopInTag, kStopInQuote, kNotWhite };
+// mark or code 1), or a stop inside quotes (the same but "<").
+enum class Seek { kStopInTag, kStopInQuote };
 
 template <Seek seek>
 inline const char16_t* FindFirst(const char16_t* p, const char16_t* end) {
 #ifdef __SSE2__
   while (end - p >= 8) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    unsigned mask;
-    if constexpr (seek == Seek::kNotWhite) {
-      mask = ~Lanes(WhiteLanes(v)) & 0xffff;
-    } else {
-      const __m128i mark = _mm_or_si128(Equal(v, kTagMark), Equal(v, 1));
-      const __m128i angle = seek == Seek::kStopInTag
-                                ? Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>')  // "<" | 2 is ">"
-                                : Equal(v, u'>');
-      mask = Lanes(_mm_or_si128(_mm_or_si128(angle, Equal(v, u'"')), mark));
-    }
+    const __m128i mark = _mm_or_si128(Equal(v, kTagMark), Equal(v, 1));
+    const __m128i angle = seek == Seek::kStopInTag
+                              ? Equal(_mm_or_si128(v, _mm_set1_epi16(2)), u'>')  // "<" | 2 is ">"
+                              : Equal(v, u'>');
+    const unsigned mask = Lanes(_mm_or_si128(_mm_or_si128(angle, Equal(v, u'"')), mark));
     if (mask) return p + (static_cast<unsigned>(__builtin_ctz(mask)) >> 1);
     p += 8;
   }
 #endif
-  if constexpr (seek == Seek::kNotWhite) {
-    while (p < end && IsWhite(*p)) ++p;
-  } else {
-    constexpr uint64_t stops = seek == Seek::kStopInTag ? kStopInTag : kStopInQuote;
-    while (p < end && !Stops(*p, stops)) ++p;
-  }
+  constexpr uint64_t stops = seek == Seek::kStopInTag ? kStopInTag : kStopInQuote;
+  while (p < end && !Stops(*p, stops)) ++p;
   return p;
+}
+
+// The first character from `p` on that is not white space, or `end`. Most runs are short (a
+// line end and a few tabs) and end within the sixteen characters looked at here; a longer one,
+// the indentation of a deep document, goes on with `wide`.
+inline const char16_t* SkipWhite(const char16_t* p, const char16_t* end, WhiteSkipper wide) {
+#ifdef __SSE2__
+  if (end - p >= 16) {
+    // Packed to bytes with unsigned saturation, which turns no other character into white space.
+    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8)));
+    const unsigned white = Lanes(_mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(b, _mm_set1_epi8('\t'))),
+        _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\n')),
+                     _mm_cmpeq_epi8(b, _mm_set1_epi8('\r')))));
+    if (white != 0xffff) return p + __builtin_ctz(~white);
+    p += 16;
+  }
+#endif
+  return wide(p, end);
 }
 
 // Characters kept from the text, as a view into it while they stand together; copied only
@@ -223,7 +226,7 @@ class TagScanner {
         case u'\x01':
           continue;
         default:  // white space outside tags and quotes: dropped, with the rest of its run
-          p = FindFirst<Seek::kNotWhite>(p, end);
+          p = SkipWhite(p, end, skip_white_);
           continue;
       }
       if (started_) {
@@ -390,7 +393,7 @@ class TagScanner {
   bool TextBehind(const char16_t* head_end, std::u16string_view& text,
                   const char16_t*& next) const {
     const char16_t* const end = end_;
-    const char16_t* p = FindFirst<Seek::kNotWhite>(head_end + 1, end);
+    const char16_t* p = SkipWhite(head_end + 1, end, skip_white_);
     const char16_t* const text_begin = p;
     if (p == end) return false;
     if (*p == u'"') {
@@ -399,7 +402,7 @@ class TagScanner {
       p = NextStop(p, end, kStopOutside);
     }
     const char16_t* const text_end = p;
-    p = FindFirst<Seek::kNotWhite>(p, end);
+    p = SkipWhite(p, end, skip_white_);
     if (p == end || *p != u'<') return false;
     next = p + 1;
     text = std::u16string_view(text_begin, static_cast<size_t>(text_end - text_begin));
@@ -413,6 +416,7 @@ class TagScanner {
   bool started_ = false;                  // a tag start has been seen
   const char16_t* long_piece_ = nullptr;  // where ShortPieces last found no piece
   const TagClassifier classify_ = PickTagClassifier();
+  const WhiteSkipper skip_white_ = PickWhiteSkipper();
   KeptText head_;
   KeptText text_;
 };

@@ -72,6 +72,19 @@ void ClassifySse2(const char16_t* p, TagWindow& w) {
   ClassifyHalf(p + 32, w, 32);
 }
 
+// White space by the same packing, sixteen characters a step; the last few by the plain loop.
+const char16_t* SkipWhiteSse2(const char16_t* p, const char16_t* end) {
+  for (; end - p >= 16; p += 16) {
+    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8)));
+    const __m128i white = _mm_or_si128(_mm_or_si128(IsByte(b, u' '), IsByte(b, u'\t')),
+                                       _mm_or_si128(IsByte(b, u'\n'), IsByte(b, u'\r')));
+    const unsigned not_white = ~static_cast<unsigned>(_mm_movemask_epi8(white)) & 0xffff;
+    if (not_white) return p + __builtin_ctz(not_white);
+  }
+  return SkipWhitePlain(p, end);
+}
+
 #if defined(__x86_64__) || defined(__i386__)
 #define BORVANE_TAG_WINDOW_AVX2 1
 // The same packing, 32 characters per step, on processors that have AVX2. Each byte is given
@@ -158,6 +171,24 @@ __attribute__((target("avx512f,avx512bw"))) void ClassifyAvx512(const char16_t* 
   w.white = ClassBits(classes, static_cast<char>(0xc0));
   w.mark = ClassBits(classes, 0x30);
 }
+
+// White space 32 characters a step while all are white (packing leaves them out of order, which
+// does not matter to a test of all), then as SkipWhiteSse2 finds it.
+__attribute__((target("avx2"))) const char16_t* SkipWhiteAvx2(const char16_t* p,
+                                                              const char16_t* end) {
+  const __m256i space = _mm256_set1_epi8(' '), tab = _mm256_set1_epi8('\t');
+  const __m256i lf = _mm256_set1_epi8('\n'), cr = _mm256_set1_epi8('\r');
+  for (; end - p >= 32; p += 32) {
+    const __m256i* at = reinterpret_cast<const __m256i*>(p);
+    const __m256i b = _mm256_packus_epi16(_mm256_loadu_si256(at), _mm256_loadu_si256(at + 1));
+    const __m256i white =
+        _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(b, space), _mm256_cmpeq_epi8(b, tab)),
+                        _mm256_or_si256(_mm256_cmpeq_epi8(b, lf), _mm256_cmpeq_epi8(b, cr)));
+    if (static_cast<uint32_t>(_mm256_movemask_epi8(white)) != UINT32_MAX) break;
+  }
+  return SkipWhiteSse2(p, end);
+}
+
 #endif  // x86
 #endif  // __SSE2__
 
@@ -195,6 +226,37 @@ TagClassifier PickTagClassifier() {
     if (TagClassifier avx2 = Avx2TagClassifier()) return avx2;
     if (TagClassifier sse2 = Sse2TagClassifier()) return sse2;
     return &ClassifyTagsPlain;
+  }();
+  return chosen;
+}
+
+const char16_t* SkipWhitePlain(const char16_t* p, const char16_t* end) {
+  while (p < end && (*p == u' ' || *p == u'\t' || *p == u'\n' || *p == u'\r')) ++p;
+  return p;
+}
+
+WhiteSkipper Sse2WhiteSkipper() {
+#ifdef __SSE2__
+  return &SkipWhiteSse2;
+#else
+  return nullptr;
+#endif
+}
+
+WhiteSkipper Avx2WhiteSkipper() {
+#ifdef BORVANE_TAG_WINDOW_AVX2
+  return __builtin_cpu_supports("avx2") ? &SkipWhiteAvx2 : nullptr;
+#else
+  return nullptr;
+#endif
+}
+
+WhiteSkipper PickWhiteSkipper() {
+  static const WhiteSkipper chosen = [] {
+    // No 512-bit skipper: on long runs it measured slower than this one.
+    if (WhiteSkipper avx2 = Avx2WhiteSkipper()) return avx2;
+    if (WhiteSkipper sse2 = Sse2WhiteSkipper()) return sse2;
+    return &SkipWhitePlain;
   }();
   return chosen;
 }

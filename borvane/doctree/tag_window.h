@@ -41,6 +41,16 @@ TagClassifier Sse2TagClassifier();
 TagClassifier Avx2TagClassifier();
 TagClassifier Avx512TagClassifier();
 
+// The first character from `p` on that is not white space (space, tab, line feed or carriage
+// return), or `end`. For the long runs of a deeply indented text.
+using WhiteSkipper = const char16_t* (*)(const char16_t* p, const char16_t* end);
+
+// The fastest skipper this processor runs, chosen once; the others as for the classifiers.
+WhiteSkipper PickWhiteSkipper();
+const char16_t* SkipWhitePlain(const char16_t* p, const char16_t* end);
+WhiteSkipper Sse2WhiteSkipper();
+WhiteSkipper Avx2WhiteSkipper();
+
 }  // namespace borvane
 
 #endif  // BORVANE_DOCTREE_TAG_WINDOW_H_

@@ -1,10 +1,11 @@
-// The reader's classifiers of 64 characters: each one this processor runs must mark the same
-// places as the plain one, for every code unit.
+// The reader's classifiers of 64 characters and its white space skippers: each one this
+// processor runs must find what the plain one finds, for every code unit.
 #include "borvane/doctree/tag_window.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 #include <vector>
 
 namespace borvane {
@@ -46,6 +47,31 @@ TEST(TagWindowTest, ClassifiersMarkWhatThePlainOneMarks) {
   for (int round = 0; round < 2000; ++round) {
     for (char16_t& unit : units) unit = alphabet[pick(random)];
     for (TagClassifier c : classifiers) ExpectSameAsPlain(c, units);
+  }
+}
+
+TEST(TagWindowTest, WhiteSkippersStopWhereThePlainOneStops) {
+  std::vector<WhiteSkipper> skippers{PickWhiteSkipper()};
+  for (WhiteSkipper s : {Sse2WhiteSkipper(), Avx2WhiteSkipper()})
+    if (s) skippers.push_back(s);
+  // Runs of every length up to past two wide steps, ended at each place by a near miss (its low
+  // byte white, or code 0, which packing also makes), or by nothing.
+  const char16_t white[] = {u' ', u'\t', u'\n', u'\r'};
+  const char16_t stops[] = {u'<', u'\0', u'\x0b', u'\x120', u'\x2009', u'\xff20', u'\x8009'};
+  std::u16string text;
+  for (size_t length = 0; length <= 70; ++length) {
+    for (char16_t stop : stops) {
+      for (int last = 0; last < 2; ++last) {
+        text.clear();
+        for (size_t i = 0; i < length; ++i) text += white[(i * 7 + length) % 4];
+        if (last == 0) text += stop;
+        text += u"  ";  // beyond the end given
+        const char16_t* end = text.data() + length + (last == 0 ? 1 : 0);
+        for (WhiteSkipper s : skippers)
+          EXPECT_EQ(s(text.data(), end) - text.data(), static_cast<ptrdiff_t>(length))
+              << "length " << length << " stop " << int{stop};
+      }
+    }
   }
 }
 
