@@ -85,18 +85,19 @@ long PoolSlabCount();
 long PoolCachedSlabCount();
 inline constexpr size_t kMaxCachedSlabs = 1024;  // 32 MiB
 
-// Class-specific allocation through the pool, for a class derived from this one. The thread's
-// current slab is tried inline: objects are made by the hundred thousand.
-struct Pooled {
-  static void* operator new(size_t size) {
+// PoolAllocate with the thread's current slab tried inline, for blocks made by the hundred
+// thousand (nodes, their packed attributes).
+inline void* PoolAllocateInline(size_t size) {
 #ifndef BORVANE_POOL_OFF
-    if (void* block = slab_internal::AllocateFromCurrentSlab(size)) return block;
+  if (void* block = slab_internal::AllocateFromCurrentSlab(size)) return block;
 #endif
-    return PoolAllocate(size);
-  }
-  static void operator delete(void* block, size_t size) noexcept {
-    PoolFree(block, size);
-  }
+  return PoolAllocate(size);
+}
+
+// Class-specific allocation through the pool, for a class derived from this one.
+struct Pooled {
+  static void* operator new(size_t size) { return PoolAllocateInline(size); }
+  static void operator delete(void* block, size_t size) noexcept { PoolFree(block, size); }
 };
 
 }  // namespace borvane

@@ -1,6 +1,7 @@
 #include "borvane/doctree/attributes.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <new>
 
@@ -493,10 +494,16 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
 }
 
 void AttributesSlot::SetBlock(std::u16string_view units, uintptr_t tags) {
-  auto* block =
-      static_cast<uint64_t*>(PoolAllocate(sizeof(uint64_t) + units.size() * sizeof(char16_t)));
+  auto* block = static_cast<uint64_t*>(
+      PoolAllocateInline(sizeof(uint64_t) + units.size() * sizeof(char16_t)));
   *block = units.size();
-  std::copy(units.begin(), units.end(), reinterpret_cast<char16_t*>(block + 1));
+  // Most lists are a few dozen units: a loop costs less than the call a block copy makes.
+  char16_t* to = reinterpret_cast<char16_t*>(block + 1);
+  if (units.size() <= 64) {
+    for (char16_t unit : units) *to++ = unit;
+  } else {
+    std::memcpy(to, units.data(), units.size() * sizeof(char16_t));
+  }
   Reset();
   bits_ = reinterpret_cast<uintptr_t>(block) | tags;
 }
