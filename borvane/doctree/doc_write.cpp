@@ -256,6 +256,9 @@ void AppendValueText(Sink& out, const Variant& value) {
   // Empty and Null: a line with only the indentation.
 }
 
+// How far ahead of a node the walk asks for memory: some fourteen nodes, far enough to cover a
+// load's wait in a large tree and near enough that the lines are still there when reached.
+constexpr size_t kWalkPrefetch = 2048;
 }  // namespace
 
 template <class Open, class Close>
@@ -273,6 +276,10 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   while (!stack.empty()) {
     Frame& top = stack.back();
     if (DocNode* child = top.next_child) {
+      // Nodes read or added together stand together in memory, in document order (the slab
+      // pool): the ones a few places on are asked for now, as each link is only known once its
+      // node is loaded.
+      __builtin_prefetch(reinterpret_cast<const char*>(child) + kWalkPrefetch);
       top.next_child = child->mobjNextSibling.Get();
       int32_t level = 0;
       if (indent) level = child->mobjParent == top.node ? top.level + 1 : child->Level();
