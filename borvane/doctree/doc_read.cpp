@@ -106,13 +106,7 @@ inline const char16_t* FindFirst(const char16_t* p, const char16_t* end) {
 inline const char16_t* SkipWhite(const char16_t* p, const char16_t* end, WhiteSkipper wide) {
 #ifdef __SSE2__
   if (end - p >= 16) {
-    // Packed to bytes with unsigned saturation, which turns no other character into white space.
-    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
-                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8)));
-    const unsigned white = Lanes(_mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(b, _mm_set1_epi8('\t'))),
-        _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\n')),
-                     _mm_cmpeq_epi8(b, _mm_set1_epi8('\r')))));
+    const unsigned white = WhiteOfSixteen(p);
     if (white != 0xffff) return p + __builtin_ctz(~white);
     p += 16;
   }

@@ -72,14 +72,10 @@ void ClassifySse2(const char16_t* p, TagWindow& w) {
   ClassifyHalf(p + 32, w, 32);
 }
 
-// White space by the same packing, sixteen characters a step; the last few by the plain loop.
+// White space sixteen characters a step; the last few by the plain loop.
 const char16_t* SkipWhiteSse2(const char16_t* p, const char16_t* end) {
   for (; end - p >= 16; p += 16) {
-    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
-                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8)));
-    const __m128i white = _mm_or_si128(_mm_or_si128(IsByte(b, u' '), IsByte(b, u'\t')),
-                                       _mm_or_si128(IsByte(b, u'\n'), IsByte(b, u'\r')));
-    const unsigned not_white = ~static_cast<unsigned>(_mm_movemask_epi8(white)) & 0xffff;
+    const unsigned not_white = ~WhiteOfSixteen(p) & 0xffff;
     if (not_white) return p + __builtin_ctz(not_white);
   }
   return SkipWhitePlain(p, end);

@@ -51,7 +51,7 @@ TEST(TagWindowTest, ClassifiersMarkWhatThePlainOneMarks) {
 }
 
 TEST(TagWindowTest, WhiteSkippersStopWhereThePlainOneStops) {
-  std::vector<WhiteSkipper> skippers{PickWhiteSkipper()};
+  std::vector<WhiteSkipper> skippers{PickWhiteSkipper(), &SkipWhitePlain};
   for (WhiteSkipper s : {Sse2WhiteSkipper(), Avx2WhiteSkipper()})
     if (s) skippers.push_back(s);
   // Runs of every length up to past two wide steps, ended at each place by a near miss (its low
