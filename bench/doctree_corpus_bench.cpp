@@ -572,12 +572,14 @@ std::string Name(const char* op, int shape) {
   return std::string(op) + "/" + g_shapes[shape].name;
 }
 
-// Heap in use, with the slabs that the pool keeps for later counted as free: a read that takes
-// them uses them as much as fresh heap.
+// Memory in use: the heap's, and the pool's slabs in use, which stand beside the heap. The
+// slabs the pool keeps for later count as free: a read that takes them uses them as much as
+// fresh memory.
 double HeapInUse() {
   struct mallinfo2 m = mallinfo2();
-  return static_cast<double>(m.uordblks + m.hblkhd) -
-         static_cast<double>(std::max(0L, PoolCachedSlabCount())) * 32768.0;
+  return static_cast<double>(m.uordblks + m.hblkhd) +
+         static_cast<double>(std::max(0L, PoolSlabCount())) *
+             static_cast<double>(slab_internal::kSlabSize);
 }
 
 // Minor page faults of the process so far.
