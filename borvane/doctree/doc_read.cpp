@@ -369,10 +369,36 @@ class TagScanner {
   bool PlainPiece(std::u16string_view& head, std::u16string_view& text) {
     const char16_t* const end = end_;
     const char16_t* const head_begin = p_;
-    const char16_t* p = FindFirst<Seek::kStopInTag>(head_begin, end);
-    while (p != end && *p == u'"') {  // a quoted attribute value
-      if (!(p = PastQuoted(p))) return false;
+    const char16_t* p = head_begin;
+    // A long head (an attribute list of many quoted values) is looked at 64 characters at a
+    // time, its quotes paired by bits, rather than searched value by value.
+    bool in_quote = false, found = false;
+    while (static_cast<size_t>(end - p) >= TagWindow::kSize) {
+      TagWindow w;
+      classify_(p, w);
+      // Bit i set: character i stands inside quotes (an opening quote counts as inside, a
+      // closing one as outside).
+      uint64_t inside = w.quote;
+      for (int shift = 1; shift < 64; shift *= 2) inside ^= inside << shift;
+      if (in_quote) inside = ~inside;
+      const uint64_t ends = w.gt & ~inside;
+      const uint64_t leaves = w.mark | (w.gt & inside) | (w.lt & ~inside);
+      if (const uint64_t stop = ends | leaves) {
+        if (!(ends & stop & (0 - stop))) return false;  // the first stop leaves the form
+        p += __builtin_ctzll(stop);
+        found = true;
+        break;
+      }
+      in_quote = inside >> 63;
+      p += TagWindow::kSize;
+    }
+    if (!found) {  // the rest, shorter than a window
+      if (in_quote && !(p = PastQuoted(p - 1))) return false;
       p = FindFirst<Seek::kStopInTag>(p, end);
+      while (p != end && *p == u'"') {  // a quoted attribute value
+        if (!(p = PastQuoted(p))) return false;
+        p = FindFirst<Seek::kStopInTag>(p, end);
+      }
     }
     if (p == end || *p != u'>') return false;
     const char16_t* next;

@@ -122,13 +122,19 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
   }
   // An attribute list in the writer's form, with a character that may break that form at each
   // place: read as it stands or by the general rules, it gives the pairs of the literal steps.
+  // A list of three times that, with more text behind it, is looked at 64 characters at a
+  // time: quotes, ">", "<" (also one inside quotes) and marks fall on both sides of each
+  // window's end.
   const std::u16string list = u"k=\"ab cd\" n=-12 t=TRUE e= q=\"\" r=1.5 f=FALSE";
-  for (char16_t breaker : std::u16string(u" \"|=-.x")) {
-    for (size_t at = 0; at <= list.size(); ++at) {
-      const std::u16string broken = list.substr(0, at) + breaker + list.substr(at);
-      ExpectReadsAsLiteralSteps(
-          u"<r>\n\t<v " + broken + u">\n\t1\n\t</v>\n</r>\n",
-          "list with code " + std::to_string(int(breaker)) + " at " + std::to_string(at));
+  const std::u16string more = u"\n\t<w a=\"x y\">\n\t2\n\t</w>\n\t<w>\n\t\"long enough\"\n\t</w>\n";
+  for (const std::u16string& tried : {list, list + u" " + list + u" z=\"a<b\" " + list}) {
+    for (char16_t breaker : std::u16string(u" \"|=-.x<>\x1e")) {
+      for (size_t at = 0; at <= tried.size(); ++at) {
+        const std::u16string broken = tried.substr(0, at) + breaker + tried.substr(at);
+        ExpectReadsAsLiteralSteps(
+            u"<r>\n\t<v " + broken + u">\n\t1\n\t</v>" + more + u"</r>\n",
+            "list with code " + std::to_string(int(breaker)) + " at " + std::to_string(at));
+      }
     }
   }
   // A tab in a long name stays part of it; the last piece has no tag behind it.
