@@ -572,14 +572,12 @@ std::string Name(const char* op, int shape) {
   return std::string(op) + "/" + g_shapes[shape].name;
 }
 
-// Memory in use: the heap's, and the pool's slabs in use, which stand beside the heap. The
-// slabs the pool keeps for later count as free: a read that takes them uses them as much as
-// fresh memory.
+// Heap in use, with the slabs that the pool keeps for later counted as free: a read that takes
+// them uses them as much as fresh heap.
 double HeapInUse() {
   struct mallinfo2 m = mallinfo2();
-  return static_cast<double>(m.uordblks + m.hblkhd) +
-         static_cast<double>(std::max(0L, PoolSlabCount())) *
-             static_cast<double>(slab_internal::kSlabSize);
+  return static_cast<double>(m.uordblks + m.hblkhd) -
+         static_cast<double>(std::max(0L, PoolCachedSlabCount())) * 32768.0;
 }
 
 // Minor page faults of the process so far.

@@ -3,12 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
-#include <map>
-#include <mutex>
 #include <new>
-#include <set>
-
-#include "borvane/platform/base/memory.h"
 
 namespace borvane {
 
@@ -30,10 +25,6 @@ long PoolCachedSlabCount() {
   return 0;
 }
 
-long PoolRegionCount() {
-  return 0;
-}
-
 #else
 
 namespace slab_internal {
@@ -49,87 +40,9 @@ using namespace slab_internal;
 std::atomic<long> g_slab_count{0};
 std::atomic<long> g_cached_count{0};
 
-// Slabs are carved from regions of one huge page, 64 to a region, shared by the threads. A
-// large tree's nodes, names and values are spread over slabs of several sizes: within few huge
-// pages, making and walking them costs far fewer misses of the address cache (random documents
-// of 10^5 and 10^6 nodes read 10-20% faster). Up to kMaxEmptyRegions regions are kept when their
-// last slab is given back, their content given up (the system takes their memory back when it
-// runs short): a tree read again after one was freed then finds them mapped, where a fresh
-// region costs a page fault and 2 MiB cleared. Regions past that go back to the system. A
-// region stays whole while any of its slabs is in use: a caller that keeps one object of a
-// freed tree keeps up to 2 MiB.
-constexpr size_t kRegionSize = platform::kHugeRegionSize;
-constexpr size_t kSlabsPerRegion = kRegionSize / kSlabSize;
-static_assert(kSlabsPerRegion == 64, "a region's free slabs are the bits of one word");
-constexpr uint64_t kAllFree = ~uint64_t{0};
-
-class Regions {
- public:
-  Slab* Take() {
-    std::lock_guard<std::mutex> hold(lock_);
-    uintptr_t region;
-    if (!with_room_.empty()) {
-      // The lowest region first, so that slabs gather in few regions and the others empty.
-      region = *with_room_.begin();
-    } else {
-      region = reinterpret_cast<uintptr_t>(platform::MapHugeRegion());
-      if (!region) throw std::bad_alloc();
-      free_[region] = kAllFree;
-      with_room_.insert(region);
-      ++count_;
-      ++empty_;
-    }
-    uint64_t& free = free_[region];
-    if (free == kAllFree) --empty_;
-    const int slot = __builtin_ctzll(free);
-    free &= free - 1;
-    if (!free) with_room_.erase(region);
-    return reinterpret_cast<Slab*>(region + static_cast<size_t>(slot) * kSlabSize);
-  }
-
-  void Give(Slab* slab) {
-    const uintptr_t at = reinterpret_cast<uintptr_t>(slab);
-    const uintptr_t region = at & ~uintptr_t{kRegionSize - 1};
-    std::lock_guard<std::mutex> hold(lock_);
-    uint64_t& free = free_[region];
-    free |= uint64_t{1} << ((at - region) / kSlabSize);
-    with_room_.insert(region);
-    if (free != kAllFree) return;
-    if (empty_ < kMaxEmptyRegions) {
-      ++empty_;
-      platform::ReleaseHugeRegionContent(reinterpret_cast<void*>(region));
-      return;
-    }
-    free_.erase(region);
-    with_room_.erase(region);
-    --count_;
-    platform::UnmapHugeRegion(reinterpret_cast<void*>(region));
-  }
-
-  long count() {
-    std::lock_guard<std::mutex> hold(lock_);
-    return count_;
-  }
-
- private:
-  std::mutex lock_;
-  std::map<uintptr_t, uint64_t> free_;  // each region's free slabs, a bit each
-  std::set<uintptr_t> with_room_;       // the regions with a free slab
-  long count_ = 0;
-  long empty_ = 0;  // regions kept with no slab in use
-};
-
-// Never destroyed: threads still running at exit give their slabs back after static
-// destructors have run.
-Regions& TheRegions() {
-  static Regions* regions = new Regions;
-  return *regions;
-}
-
 // Empty slabs a thread keeps for its next ones, linked through their first block: a tree read
-// again after one was freed takes memory already in place, where a slab given back to its
-// region may come back as a fresh page to fault in and clear. At most kMaxCachedSlabs per
-// thread.
+// again after one was freed takes memory already in place, where slabs given back to the heap
+// come back as fresh pages to fault in and clear. At most kMaxCachedSlabs per thread.
 struct SlabCache {
   Slab* first;
   size_t count;
@@ -150,7 +63,7 @@ void FreeSlab(Slab* slab) {
     g_cached_count.fetch_add(1, std::memory_order_relaxed);
     return;
   }
-  TheRegions().Give(slab);
+  std::free(slab);
 }
 
 Slab* SlabOf(void* block) {
@@ -177,7 +90,7 @@ struct SlabsReleaser {
       t_cache.first = NextCached(slab);
       --t_cache.count;
       g_cached_count.fetch_sub(1, std::memory_order_relaxed);
-      TheRegions().Give(slab);
+      std::free(slab);
     }
   }
 };
@@ -191,7 +104,8 @@ Slab* NewSlab() {
     --t_cache.count;
     g_cached_count.fetch_sub(1, std::memory_order_relaxed);
   } else {
-    slab = TheRegions().Take();
+    slab = static_cast<Slab*>(std::aligned_alloc(kSlabSize, kSlabSize));
+    if (!slab) throw std::bad_alloc();
   }
   g_slab_count.fetch_add(1, std::memory_order_relaxed);
   slab->live = 0;
@@ -239,10 +153,6 @@ long PoolSlabCount() {
 
 long PoolCachedSlabCount() {
   return g_cached_count.load(std::memory_order_relaxed);
-}
-
-long PoolRegionCount() {
-  return TheRegions().count();
 }
 
 #endif

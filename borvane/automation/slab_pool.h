@@ -7,8 +7,7 @@
 // tree freed as a whole lets its memory go as a whole. A caller that keeps one object of a freed
 // tree keeps its slab. The thread keeps up to kMaxCachedSlabs slabs let go for its next objects
 // (a tree read after one was freed finds its memory in place, where fresh pages from the system
-// would have to be faulted in and cleared); the others go back to the regions of one huge page
-// that slabs are carved from, and a region empty again goes back to the system.
+// would have to be faulted in and cleared); the others go back to the heap.
 //
 // Like the objects themselves, blocks are freed on the thread that made them. Under the
 // sanitizers every block is a heap block of its own, so that their checks still see each
@@ -40,8 +39,9 @@ void PoolFree(void* block, size_t size) noexcept;
 
 namespace slab_internal {
 
-// A slab of each size class a thread uses stays its current one: small enough that a thread
-// that makes few objects holds little, large enough that taking one is rare.
+// Small enough that an aligned slab (the heap sets aside twice its size to align it) stays
+// below the heap's threshold for memory mapped on its own: a mapped slab would cost a system
+// call and fresh pages each time.
 inline constexpr size_t kSlabSize = 32 * 1024;
 inline constexpr size_t kGrain = 16;
 inline constexpr size_t kClasses = kMaxPooledSize / kGrain;
@@ -77,17 +77,13 @@ inline void* AllocateFromCurrentSlab(size_t size) {
 
 }  // namespace slab_internal
 
-// Slabs of this process in use: those holding live blocks and the threads' current ones. -1
-// when blocks are plain heap blocks (under the sanitizers).
+// Slabs of this process that are not back on the heap: those holding live blocks and the
+// threads' current ones. -1 when blocks are plain heap blocks (under the sanitizers).
 long PoolSlabCount();
 // Empty slabs the threads keep for their next ones, not counted above: at most
-// kMaxCachedSlabs per thread, given back when the thread ends.
+// kMaxCachedSlabs per thread, given back to the heap when the thread ends.
 long PoolCachedSlabCount();
 inline constexpr size_t kMaxCachedSlabs = 1024;  // 32 MiB
-// Regions of 2 MiB the slabs stand in, mapped beside the heap: those with a slab in use or
-// kept, and at most kMaxEmptyRegions empty ones.
-long PoolRegionCount();
-inline constexpr long kMaxEmptyRegions = 64;  // 128 MiB
 
 // PoolAllocate with the thread's current slab tried inline, for blocks made by the hundred
 // thousand (nodes, their packed attributes).

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <vector>
 
 #include "borvane/automation/slab_pool.h"
 #include "doctree_test_util.h"
@@ -60,22 +59,6 @@ TEST(DocMemoryTest, ReleasedTreesGiveTheirSlabsBack) {
   }).join();
   EXPECT_LE(PoolSlabCount(), before + 1);
   EXPECT_EQ(PoolCachedSlabCount(), cached);
-}
-
-TEST(DocMemoryTest, EmptyRegionsPastTheBoundGoBackToTheSystem) {
-  if (PoolSlabCount() < 0) GTEST_SKIP() << "objects are plain heap blocks in this build";
-  const long before = PoolRegionCount();
-  long peak = 0;
-  std::thread([&peak] {
-    // 200 MiB of the largest pooled blocks: some 100 regions, more than are kept empty.
-    std::vector<void*> blocks((size_t{200} << 20) / kMaxPooledSize);
-    for (void*& block : blocks) block = PoolAllocate(kMaxPooledSize);
-    peak = PoolRegionCount();
-    for (void* block : blocks) PoolFree(block, kMaxPooledSize);
-  }).join();
-  EXPECT_GE(peak, 100);
-  // The thread's slabs went back when it ended, its kept ones too.
-  EXPECT_LE(PoolRegionCount(), before + kMaxEmptyRegions);
 }
 
 TEST(DocMemoryTest, KeysOfTheGeneratedFormReadAsTheirText) {

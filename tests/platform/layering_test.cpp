@@ -69,20 +69,6 @@ TEST(PlatformLayering, IncludesFollowTheReadmeOrder) {
   }
 }
 
-TEST(PlatformLayering, AutomationTakesOnlyMemoryFromThePlatform) {
-  for (const auto& file : fs::directory_iterator(kRoot / "automation")) {
-    for (const std::string& inc : Includes(file.path())) {
-      if (inc.rfind("platform/", 0) == 0) {
-        EXPECT_EQ(inc, "platform/base/memory.h") << file.path() << " includes " << inc;
-      }
-    }
-  }
-  for (const char* file : {"platform/base/memory.h", "platform/base/memory.cpp"}) {
-    for (const std::string& inc : Includes(kRoot / file))
-      EXPECT_EQ(inc, "platform/base/memory.h") << file << " includes " << inc;
-  }
-}
-
 TEST(PlatformLayering, OnlyTestCodeIncludesTheDoubles) {
   for (const auto& file : fs::recursive_directory_iterator(kRoot)) {
     if (!file.is_regular_file()) continue;
