@@ -56,14 +56,9 @@ class TextSink {
   // The same for a text that may be long: copied in one, where a loop pays per unit. Most
   // values are a few words, for which a loop costs less than the call.
   void PutRun(std::u16string_view text) {
+    if (text.size() <= 32) return Put(text);
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
       Extend(text.size());
-    if (text.size() <= 32) {
-      char16_t* at = at_;
-      for (char16_t ch : text) *at++ = ch;
-      at_ = at;
-      return;
-    }
     std::memcpy(at_, text.data(), text.size() * sizeof(char16_t));
     at_ += text.size();
   }
