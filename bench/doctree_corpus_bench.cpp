@@ -19,7 +19,10 @@
 //   seed-N    a random document from the seed N: shapes drawn per node (attribute count and
 //             kinds, indentation, line ends, depth, value kinds and lengths)
 // The first six are read from the library's own writing of the tree, as `doc format` leaves
-// a document; the others from their text as it stands, as a user hands it over.
+// a document; the others from their text as it stands, as a user hands it over. pugixml reads
+// its own writing of the tree, indented by tabs, except a random document, which it reads as
+// the same text in XML: the same white space, the values in XML's form. (Its writing of a deep
+// random document has no indentation at all, where the source has up to 256 characters a line.)
 //
 // Random documents: each run draws a fresh seed and prints it. BORVANE_BENCH_SEED=N takes N
 // instead (to reproduce a run), BORVANE_BENCH_SEEDS=K runs K seeds in a row (from N on when
@@ -191,10 +194,34 @@ Ref<Doc> BuiltDoc(int nodes) {
   return doc;
 }
 
+// A value's text without its quotes in XML: the dialect's "{\NN}" as a character reference,
+// and XML's own marks escaped.
+std::string XmlValue(std::string_view v) {
+  std::string s;
+  for (size_t i = 0; i < v.size(); ++i) {
+    const size_t close = v.compare(i, 2, "{\\") == 0 ? v.find('}', i) : std::string_view::npos;
+    if (close != std::string_view::npos) {
+      s += "&#" + std::string(v.substr(i + 2, close - i - 2)) + ';';
+      i = close;
+    } else if (v[i] == '&') {
+      s += "&amp;";
+    } else if (v[i] == '<') {
+      s += "&lt;";
+    } else if (v[i] == '"') {
+      s += "&quot;";
+    } else {
+      s += v[i];
+    }
+  }
+  return s;
+}
+
 // A random document of about `nodes` nodes. The seed draws the document's leanings (how deep,
 // how indented, which line ends, how many attributes, how long the values), and each node then
-// draws its own shape from them.
-std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
+// draws its own shape from them. `xml` receives the same document as XML for pugixml, with the
+// same white space, names and values: both sides read the same characters outside the values'
+// forms (quoted or not, the dialect's escapes or XML's).
+std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::string& xml) {
   std::mt19937_64 rng(seed);
   auto chance = [&](double p) { return std::uniform_real_distribution<double>(0, 1)(rng) < p; };
   auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<uint64_t>(n)); };
@@ -230,9 +257,16 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
 
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 80);
+  xml.clear();
+  xml.reserve(static_cast<size_t>(nodes) * 80);
+  // What both texts hold alike.
+  auto both = [&](std::string_view s) {
+    out += s;
+    xml += s;
+  };
   auto eol = [&] {
     if (one_line) return;
-    out += chance(crlf) ? "\r\n" : "\n";
+    both(chance(crlf) ? "\r\n" : "\n");
   };
   auto indent = [&](int level) {
     if (one_line) return;
@@ -241,13 +275,13 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
     switch (kind) {
       case 0:
       case 5:
-        out.append(static_cast<size_t>(level), '\t');
+        both(std::string(static_cast<size_t>(level), '\t'));
         break;
       case 1:
-        out.append(static_cast<size_t>(level) * 2, ' ');
+        both(std::string(static_cast<size_t>(level) * 2, ' '));
         break;
       case 2:
-        out.append(static_cast<size_t>(level) * 4, ' ');
+        both(std::string(static_cast<size_t>(level) * 4, ' '));
         break;
       default:
         break;
@@ -276,10 +310,12 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
   auto attributes = [&] {
     const int count = max_attrs ? pick(max_attrs + 1) : 0;
     for (int a = 0; a < count; ++a) {
-      out += ' ';
+      both(" ");
+      // A nameless attribute has no XML form: pugixml's text keeps the name.
       if (chance(double_space)) out += ' ';
-      out += attr_names[pick(12)];
-      out += '=';
+      both(attr_names[pick(12)]);
+      both("=");
+      const size_t value_at = out.size();
       switch (pick(9)) {
         case 0:
         case 1:
@@ -305,6 +341,10 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
           out += '"' + std::string(kWords[pick(10)]) + '"';
           break;
       }
+      const std::string_view v = std::string_view(out).substr(value_at);
+      xml += '"';
+      xml += XmlValue(v.size() >= 2 && v[0] == '"' ? v.substr(1, v.size() - 2) : v);
+      xml += '"';
     }
   };
   auto value = [&]() -> std::string {
@@ -348,10 +388,10 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
   auto open = [&](int level) {
     const std::string& name = names[pick(name_count)];
     indent(level);
-    out += '<';
-    out += name;
+    both("<");
+    both(name);
     attributes();
-    out += '>';
+    both(">");
     ++made;
     int children = 0;
     if (level < max_depth && made < nodes) {
@@ -365,16 +405,22 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
     }
     if (children == 0) {
       const std::string v = value();
-      if (chance(inline_value)) {
+      const std::string_view bare =
+          v.size() >= 2 && v[0] == '"' ? std::string_view(v).substr(1, v.size() - 2) : v;
+      auto put_value = [&] {
         out += v;
+        xml += XmlValue(bare);
+      };
+      if (chance(inline_value)) {
+        put_value();
       } else {
         eol();
         indent(level);
-        out += v;
+        put_value();
         eol();
         indent(level);
       }
-      out += "</" + name + '>';
+      both("</" + name + '>');
       eol();
       return;
     }
@@ -391,15 +437,16 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written) {
       continue;
     }
     indent(level - 1);
-    out += "</" + *top.name + '>';
+    both("</" + *top.name + '>');
     eol();
     stack.pop_back();
   }
   return out;
 }
 
-// The shape's document in the library's dialect, with about `nodes` nodes.
-std::string DialectText(const Shape& shape, int nodes, bool& indent_written) {
+// The shape's document in the library's dialect, with about `nodes` nodes; for a random one,
+// `xml` receives the same document as XML (else it is left empty).
+std::string DialectText(const Shape& shape, int nodes, bool& indent_written, std::string& xml) {
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 60);
   indent_written = shape.kind != kDeep;
@@ -472,7 +519,7 @@ std::string DialectText(const Shape& shape, int nodes, bool& indent_written) {
       out = PersonText(nodes, true);
       break;
     case kRandom:
-      out = RandomText(shape.seed, nodes, indent_written);
+      out = RandomText(shape.seed, nodes, indent_written, xml);
       break;
   }
   return out;
@@ -495,14 +542,30 @@ void CopyInto(pugi::xml_node parent, DocNode* node) {
   }
 }
 
+// The elements and attributes of a pugixml tree, counted: what a twin text must agree on.
+std::pair<size_t, size_t> TreeSize(pugi::xml_document& doc) {
+  struct Counter : pugi::xml_tree_walker {
+    std::pair<size_t, size_t> counts;
+    bool for_each(pugi::xml_node& n) override {
+      if (n.type() == pugi::node_element) {
+        ++counts.first;
+        for (pugi::xml_attribute a : n.attributes()) (void)a, ++counts.second;
+      }
+      return true;
+    }
+  } counter;
+  doc.traverse(counter);
+  return counter.counts;
+}
+
 struct Corpus {
   int shape = -1, nodes = 0;
   bool indent = true;
   std::string failure;        // why the tree could not be made, if it could not
   std::string write_failure;  // why it could not be written: it is then read from its source
   std::u16string text;        // the text read: the library's writing of the tree, or the source
-  std::string pugi_text;
-  Ref<Doc> doc;  // the tree written
+  std::string pugi_text;      // what pugixml reads: its own writing of the tree, or the XML twin
+  Ref<Doc> doc;               // the tree written
   pugi::xml_document pugi;
 };
 
@@ -525,8 +588,9 @@ Corpus& CorpusFor(int shape, int nodes) {
   const Kind kind = g_shapes[shape].kind;
   Ref<Doc> source = MakeRef<Doc>();
   String text, parent;
+  std::string xml;
   try {
-    text = String::FromUtf8(DialectText(g_shapes[shape], nodes, c->indent));
+    text = String::FromUtf8(DialectText(g_shapes[shape], nodes, c->indent, xml));
     source->ReadXML(text, parent);
   } catch (const Error& e) {
     c->failure = e.what();
@@ -565,6 +629,16 @@ Corpus& CorpusFor(int shape, int nodes) {
   std::ostringstream s;
   c->pugi.save(s, "\t", c->indent ? pugi::format_indent : pugi::format_raw);
   c->pugi_text = s.str();
+  // A random document is read by pugixml from the same text in XML, not from pugixml's own
+  // writing: a deep one is written without indentation, which the source has.
+  if (!xml.empty()) {
+    pugi::xml_document check;
+    if (check.load_buffer(xml.data(), xml.size()) && TreeSize(check) == TreeSize(c->pugi))
+      c->pugi_text = std::move(xml);
+    else
+      std::fprintf(stderr, "%s: the XML twin is not the tree read; pugixml reads its own writing\n",
+                   g_shapes[shape].name.c_str());
+  }
   return *c;
 }
 
