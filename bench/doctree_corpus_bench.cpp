@@ -20,9 +20,10 @@
 //             kinds, indentation, line ends, depth, value kinds and lengths)
 // The first six are read from the library's own writing of the tree, as `doc format` leaves
 // a document; the others from their text as it stands, as a user hands it over. pugixml reads
-// its own writing of the tree, indented by tabs, except a random document, which it reads as
-// the same text in XML: the same white space, the values in XML's form. (Its writing of a deep
-// random document has no indentation at all, where the source has up to 256 characters a line.)
+// its own writing of the tree, indented by tabs, for the first six and built, and for the
+// others the same text in XML: the same white space and lines, the values in XML's form. (Its
+// writing has no indentation at all for a deep random document, where the source has up to 256
+// characters a line, and puts every value on its tag's line.)
 //
 // Random documents: each run draws a fresh seed and prints it. BORVANE_BENCH_SEED=N takes N
 // instead (to reproduce a run), BORVANE_BENCH_SEEDS=K runs K seeds in a row (from N on when
@@ -81,37 +82,62 @@ std::string Quoted(size_t length, int seed) {
 const char* const kWords[] = {"main", "window",   "left pane", "Courier New",      "a b c",
                               "x",    "tool bar", "status",    "last file opened", "recent"};
 
-// The mixed and crlf documents: a root, groups of 20 sections, each of up to 25 items.
-std::string PersonText(int nodes, bool crlf) {
+// The mixed and crlf documents: a root, groups of 20 sections, each of up to 25 items. `xml`
+// receives the same document as XML, as for a random document.
+std::string PersonText(int nodes, bool crlf, std::string& xml) {
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 90);
+  xml.clear();
+  xml.reserve(static_cast<size_t>(nodes) * 90);
+  auto both = [&](std::string_view s) {
+    out += s;
+    xml += s;
+  };
+  // An attribute, its value in the dialect's form (quoted or not) and in XML's.
+  auto attribute = [&](std::string_view name, const std::string& value) {
+    both(" ");
+    both(name);
+    both("=");
+    out += value;
+    xml += value[0] == '"' ? value : '"' + value + '"';
+  };
+  // A value, quoted or not in the dialect, as text in XML.
+  auto value_text = [&](const std::string& value) {
+    out += value;
+    xml += value[0] == '"' ? value.substr(1, value.size() - 2) : value;
+  };
   const std::string eol = crlf ? "\r\n" : "\n";
   auto indent = [&](int level) {
-    if (crlf) {
-      out.append(static_cast<size_t>(level) * 2, ' ');
-    } else {
-      out.append(static_cast<size_t>(level), '\t');
-    }
+    both(crlf ? std::string(static_cast<size_t>(level) * 2, ' ')
+              : std::string(static_cast<size_t>(level), '\t'));
   };
-  out += "<config version=3 name=\"Main settings\" active=TRUE>" + eol;
+  both("<config");
+  attribute("version", "3");
+  attribute("name", "\"Main settings\"");
+  attribute("active", "TRUE");
+  both(">" + eol);
   int made = 1, group = 0;
   while (made < nodes) {
     ++group;
     indent(1);
-    out += "<group id=" + std::to_string(group) + " title=\"Group " + std::to_string(group) +
-           " of many\" ratio=0." + std::to_string(group % 100) + ">" + eol;
+    both("<group");
+    attribute("id", std::to_string(group));
+    attribute("title", "\"Group " + std::to_string(group) + " of many\"");
+    attribute("ratio", "0." + std::to_string(group % 100));
+    both(">" + eol);
     ++made;
     for (int i = 0; i < 25 && made < nodes; ++i, ++made) {
       const int n = made;
       indent(2);
-      out += "<item";
+      both("<item");
       if (!crlf || n % 4 != 0) {
-        out += " n=" + std::to_string(n) + " label=\"" + kWords[n % 10] + "\"";
-        if (n % 3 == 0) out += " weight=-" + std::to_string(n % 17) + ".25";
-        if (n % 2 == 0) out += std::string(" on=") + (n % 4 == 0 ? "TRUE" : "FALSE");
-        if (n % 5 == 0) out += " note=\"\"";
+        attribute("n", std::to_string(n));
+        attribute("label", "\"" + std::string(kWords[n % 10]) + "\"");
+        if (n % 3 == 0) attribute("weight", "-" + std::to_string(n % 17) + ".25");
+        if (n % 2 == 0) attribute("on", n % 4 == 0 ? "TRUE" : "FALSE");
+        if (n % 5 == 0) attribute("note", "\"\"");
       }
-      out += ">";
+      both(">");
       std::string value;
       switch (n % 4) {
         case 0:
@@ -127,19 +153,21 @@ std::string PersonText(int nodes, bool crlf) {
           value = std::to_string(n % 1000) + ".5";
       }
       if (crlf && n % 2 == 0) {
-        out += value + "</item>" + eol;
+        value_text(value);
+        both("</item>" + eol);
         continue;
       }
-      out += eol;
+      both(eol);
       indent(3);
-      out += value + eol;
+      value_text(value);
+      both(eol);
       indent(2);
-      out += "</item>" + eol;
+      both("</item>" + eol);
     }
     indent(1);
-    out += "</group>" + eol;
+    both("</group>" + eol);
   }
-  out += "</config>" + eol;
+  both("</config>" + eol);
   return out;
 }
 
@@ -444,8 +472,9 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
   return out;
 }
 
-// The shape's document in the library's dialect, with about `nodes` nodes; for a random one,
-// `xml` receives the same document as XML (else it is left empty).
+// The shape's document in the library's dialect, with about `nodes` nodes; for one that is read
+// from this text (mixed, crlf, random), `xml` receives the same document as XML (else it is left
+// empty).
 std::string DialectText(const Shape& shape, int nodes, bool& indent_written, std::string& xml) {
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 60);
@@ -512,11 +541,15 @@ std::string DialectText(const Shape& shape, int nodes, bool& indent_written, std
       break;
     }
     case kMixed:
-    case kBuilt:
-      out = PersonText(nodes, false);
+      out = PersonText(nodes, false, xml);
       break;
+    case kBuilt: {  // read from the library's writing: pugixml reads its own
+      std::string unused;
+      out = PersonText(nodes, false, unused);
+      break;
+    }
     case kCrlf:
-      out = PersonText(nodes, true);
+      out = PersonText(nodes, true, xml);
       break;
     case kRandom:
       out = RandomText(shape.seed, nodes, indent_written, xml);
@@ -629,8 +662,8 @@ Corpus& CorpusFor(int shape, int nodes) {
   std::ostringstream s;
   c->pugi.save(s, "\t", c->indent ? pugi::format_indent : pugi::format_raw);
   c->pugi_text = s.str();
-  // A random document is read by pugixml from the same text in XML, not from pugixml's own
-  // writing: a deep one is written without indentation, which the source has.
+  // A document read from its source is read by pugixml from the same text in XML, not from
+  // pugixml's own writing, whose white space and lines are others.
   if (!xml.empty()) {
     pugi::xml_document check;
     if (check.load_buffer(xml.data(), xml.size()) && TreeSize(check) == TreeSize(c->pugi))
