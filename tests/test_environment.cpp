@@ -24,13 +24,17 @@ struct TestHome {
     setenv("BORVANE_HELP_BROWSER", "true", 1);
     // The help servers the tests start stop soon after them.
     setenv("BORVANE_HELP_IDLE_SECONDS", "20", 0);
-    if (getenv("BORVANE_TEST_KEEP_TMPDIR")) return;
-    own = home + "/proc/" + std::to_string(getpid());
-    std::filesystem::create_directories(own + "/tmp");
-    setenv("TMPDIR", (own + "/tmp").c_str(), 1);
-    setenv("BORVANE_REGISTRY", (own + "/registry.db").c_str(), 0);
-    setenv("XDG_DATA_HOME", (own + "/data").c_str(), 0);
-    setenv("BORVANE_TEST_KEEP_TMPDIR", "1", 1);
+    if (!getenv("BORVANE_TEST_KEEP_TMPDIR")) {
+      own = home + "/proc/" + std::to_string(getpid());
+      std::filesystem::create_directories(own + "/tmp");
+      setenv("TMPDIR", (own + "/tmp").c_str(), 1);
+      setenv("BORVANE_REGISTRY", (own + "/registry.db").c_str(), 0);
+      setenv("XDG_DATA_HOME", (own + "/data").c_str(), 0);
+      setenv("BORVANE_TEST_KEEP_TMPDIR", "1", 1);
+    }
+    // A process that finds the mark without its parent's stores stays out of the user's own.
+    setenv("BORVANE_REGISTRY", (home + "/registry.db").c_str(), 0);
+    setenv("XDG_DATA_HOME", (home + "/data").c_str(), 0);
   }
   ~TestHome() {
     std::error_code ignored;
