@@ -6,6 +6,7 @@
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
+#include "borvane/automation/unit_search.h"
 #include "borvane/frame/class_table.h"
 #include "borvane/frame/global.h"
 
@@ -171,6 +172,8 @@ void DocNode::SetValue(Variant Value) {
   } else {
     mvntValue = std::move(Value);
   }
+  const String* text = mvntValue.GetIf<String>();
+  value_quotes_ = text ? static_cast<uint32_t>(CountUnit(text->view(), u'"')) : kQuotesUncounted;
 }
 
 Ref<Attributes> DocNode::Attributes() {

@@ -143,6 +143,11 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   // Restores the parent's view after its Child moved past nodes that still name it.
   void RehomeChildren(DocNode* old_first);
 
+  // The quotes in a String value, counted when it was set, while its text was at hand: the
+  // writer's measure then need not read a long text again. kQuotesUncounted where they were
+  // not counted. The first member, so that it takes the four bytes the object header leaves.
+  static constexpr uint32_t kQuotesUncounted = UINT32_MAX;
+  uint32_t value_quotes_ = kQuotesUncounted;
   NodeKey mstrKey;
   NodeName mstrName;
   Variant mvntValue;

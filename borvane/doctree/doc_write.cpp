@@ -177,38 +177,16 @@ class StreamSink {
   size_t used_ = 0;
 };
 
-// The number of `ch` in `text`, eight units at a time where SSE2 is there: the measure of a
-// long String value looks at all of it.
-size_t CountUnit(std::u16string_view text, char16_t ch) {
-  size_t count = 0, i = 0;
-#ifdef __SSE2__
-  // Each match is -1 in its lane; the lanes add up a block at a time, before they could wrap.
-  const __m128i wanted = _mm_set1_epi16(static_cast<short>(ch));
-  while (i + 8 <= text.size()) {
-    __m128i sums = _mm_setzero_si128();
-    for (size_t block = 0; block < 4096 && i + 8 <= text.size(); ++block, i += 8) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
-      sums = _mm_sub_epi16(sums, _mm_cmpeq_epi16(v, wanted));
-    }
-    // The eight lane sums, each below 2^16, added in pairs to 32-bit lanes.
-    const __m128i pairs = _mm_madd_epi16(sums, _mm_set1_epi16(1));
-    alignas(16) uint32_t lanes[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), pairs);
-    count += size_t{lanes[0]} + lanes[1] + lanes[2] + lanes[3];
-  }
-#endif
-  for (; i < text.size(); ++i) count += text[i] == ch;
-  return count;
-}
-
 // Texts of at most this many units are measured by their length alone. The measure then
 // reserves up to 128 characters per value line that the text does not take: address space only,
 // as pages past the text are never touched.
 constexpr size_t kUnreadTextMax = 32;
 
-// Characters of a value line's text at most.
-size_t ValueTextBound(const Variant& value) {
+// Characters of a value line's text at most. `quotes` points at the quotes of a String value
+// when they were counted as it was set, else it is nullptr.
+size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
   if (const String* string = value.GetIf<String>()) {
+    if (quotes) return string->size() + 2 + 4 * size_t{*quotes};
     // A short text is measured as if every unit were a quote ("{\34}"), without reading it:
     // its units lie elsewhere in memory, and the writing reads them soon enough.
     if (string->size() <= kUnreadTextMax) return 5 * string->size() + 2;
@@ -401,7 +379,10 @@ size_t DocNode::TextBound(bool indent) {
                list && list->Count() > 0) {
       total += 1 + list->TextBound(decimal);
     }
-    if (lines == 3) total += ValueTextBound(n->mvntValue) + 1;
+    if (lines == 3) {
+      const bool counted = n->value_quotes_ != kQuotesUncounted;
+      total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
+    }
   };
   Walk(indent, open, [](DocNode*, int32_t) {});
   return total;

@@ -58,7 +58,9 @@ std::u16string RandomDocument(uint32_t seed, int nodes) {
     std::u16string value;
     switch (pick(6)) {
       case 0:
-        value = u"\"" + std::u16string(static_cast<size_t>(pick(300)), u'w') + u" {\\34} \r\n\"";
+        // Braces that are no escape, quotes inside, and an escape cut short by the end.
+        value = u"\"" + std::u16string(static_cast<size_t>(pick(300)), u'w') + u" {\\34} \r\n" +
+                (pick(2) ? u"{{\\34}} \"in\" {\\3}ww{\\34\"" : u"\"");
         break;
       case 1:
         value = values[pick(15)];
@@ -149,6 +151,11 @@ TEST(AnyDocumentTest, TheMeasureHoldsForTheLongestForms) {
                 .find("<v a=-1.23456789012345E-300 a=-1.23456789012345E-04 "
                       "a=-123456789012345 a=-98765.4321098765 a=1E+20 "),
             std::string::npos);
+  // Quotes the reader finds inside a quoted value, with nothing else in the node to spare.
+  Ref<Doc> read = MakeRef<Doc>();
+  Read(*read, String(u"<q>\"a\"\"\"\"{\\34}\"\"b\"</q>"));
+  EXPECT_EQ(U8(Write(*read)), "<q>\n\"a{\\34}{\\34}{\\34}{\\34}{\\34}{\\34}{\\34}b\"\n</q>\n");
+  EXPECT_LE(Write(*read).size(), At(*read, int32_t{1})->TextBound(false));
 }
 
 }  // namespace
