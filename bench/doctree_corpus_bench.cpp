@@ -79,32 +79,80 @@ std::string Quoted(size_t length, int seed) {
   return s + "\"";
 }
 
+// A value's text without its quotes in XML: the dialect's "{\NN}" as a character reference,
+// and XML's own marks escaped.
+std::string XmlValue(std::string_view v) {
+  std::string s;
+  for (size_t i = 0; i < v.size(); ++i) {
+    const size_t close = v.compare(i, 2, "{\\") == 0 ? v.find('}', i) : std::string_view::npos;
+    if (close != std::string_view::npos) {
+      s += "&#" + std::string(v.substr(i + 2, close - i - 2)) + ';';
+      i = close;
+    } else if (v[i] == '&') {
+      s += "&amp;";
+    } else if (v[i] == '<') {
+      s += "&lt;";
+    } else if (v[i] == '"') {
+      s += "&quot;";
+    } else {
+      s += v[i];
+    }
+  }
+  return s;
+}
+
+// A value's text without the quotes it has in the dialect, if any.
+std::string_view Unquoted(std::string_view v) {
+  return v.size() >= 2 && v[0] == '"' ? v.substr(1, v.size() - 2) : v;
+}
+
+// A document's text in the dialect and its twin in XML, made side by side: the same names,
+// white space and line ends, and each value in its own form on either side.
+struct TwinText {
+  std::string dialect;
+  std::string xml;
+
+  explicit TwinText(size_t reserve) {
+    dialect.reserve(reserve);
+    xml.reserve(reserve);
+  }
+  // What both texts hold alike.
+  void Both(std::string_view s) {
+    dialect += s;
+    xml += s;
+  }
+  // An attribute's value as the dialect has it (quoted or not); always quoted in XML.
+  void AttributeValue(std::string_view v) {
+    dialect += v;
+    xml += '"';
+    xml += XmlValue(Unquoted(v));
+    xml += '"';
+  }
+  // A node's value as the dialect has it; its text alone in XML.
+  void NodeValue(std::string_view v) {
+    dialect += v;
+    xml += XmlValue(Unquoted(v));
+  }
+  // The dialect's text; `xml` receives the twin.
+  std::string Take(std::string& xml_out) {
+    xml_out = std::move(xml);
+    return std::move(dialect);
+  }
+};
+
 const char* const kWords[] = {"main", "window",   "left pane", "Courier New",      "a b c",
                               "x",    "tool bar", "status",    "last file opened", "recent"};
 
 // The mixed and crlf documents: a root, groups of 20 sections, each of up to 25 items. `xml`
 // receives the same document as XML, as for a random document.
 std::string PersonText(int nodes, bool crlf, std::string& xml) {
-  std::string out;
-  out.reserve(static_cast<size_t>(nodes) * 90);
-  xml.clear();
-  xml.reserve(static_cast<size_t>(nodes) * 90);
-  auto both = [&](std::string_view s) {
-    out += s;
-    xml += s;
-  };
-  // An attribute, its value in the dialect's form (quoted or not) and in XML's.
+  TwinText text(static_cast<size_t>(nodes) * 90);
+  auto both = [&](std::string_view s) { text.Both(s); };
   auto attribute = [&](std::string_view name, const std::string& value) {
     both(" ");
     both(name);
     both("=");
-    out += value;
-    xml += value[0] == '"' ? value : '"' + value + '"';
-  };
-  // A value, quoted or not in the dialect, as text in XML.
-  auto value_text = [&](const std::string& value) {
-    out += value;
-    xml += value[0] == '"' ? value.substr(1, value.size() - 2) : value;
+    text.AttributeValue(value);
   };
   const std::string eol = crlf ? "\r\n" : "\n";
   auto indent = [&](int level) {
@@ -153,13 +201,13 @@ std::string PersonText(int nodes, bool crlf, std::string& xml) {
           value = std::to_string(n % 1000) + ".5";
       }
       if (crlf && n % 2 == 0) {
-        value_text(value);
+        text.NodeValue(value);
         both("</item>" + eol);
         continue;
       }
       both(eol);
       indent(3);
-      value_text(value);
+      text.NodeValue(value);
       both(eol);
       indent(2);
       both("</item>" + eol);
@@ -168,7 +216,7 @@ std::string PersonText(int nodes, bool crlf, std::string& xml) {
     both("</group>" + eol);
   }
   both("</config>" + eol);
-  return out;
+  return text.Take(xml);
 }
 
 // The mixed document's tree built through the object model.
@@ -222,28 +270,6 @@ Ref<Doc> BuiltDoc(int nodes) {
   return doc;
 }
 
-// A value's text without its quotes in XML: the dialect's "{\NN}" as a character reference,
-// and XML's own marks escaped.
-std::string XmlValue(std::string_view v) {
-  std::string s;
-  for (size_t i = 0; i < v.size(); ++i) {
-    const size_t close = v.compare(i, 2, "{\\") == 0 ? v.find('}', i) : std::string_view::npos;
-    if (close != std::string_view::npos) {
-      s += "&#" + std::string(v.substr(i + 2, close - i - 2)) + ';';
-      i = close;
-    } else if (v[i] == '&') {
-      s += "&amp;";
-    } else if (v[i] == '<') {
-      s += "&lt;";
-    } else if (v[i] == '"') {
-      s += "&quot;";
-    } else {
-      s += v[i];
-    }
-  }
-  return s;
-}
-
 // A random document of about `nodes` nodes. The seed draws the document's leanings (how deep,
 // how indented, which line ends, how many attributes, how long the values), and each node then
 // draws its own shape from them. `xml` receives the same document as XML for pugixml, with the
@@ -283,15 +309,8 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
   const char* const attr_names[] = {"id",    "name", "Type",  "visible", "x",    "width",
                                     "Title", "n",    "ratio", "on",      "Dock", "label"};
 
-  std::string out;
-  out.reserve(static_cast<size_t>(nodes) * 80);
-  xml.clear();
-  xml.reserve(static_cast<size_t>(nodes) * 80);
-  // What both texts hold alike.
-  auto both = [&](std::string_view s) {
-    out += s;
-    xml += s;
-  };
+  TwinText text(static_cast<size_t>(nodes) * 80);
+  auto both = [&](std::string_view s) { text.Both(s); };
   auto eol = [&] {
     if (one_line) return;
     both(chance(crlf) ? "\r\n" : "\n");
@@ -340,39 +359,34 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
     for (int a = 0; a < count; ++a) {
       both(" ");
       // A nameless attribute has no XML form: pugixml's text keeps the name.
-      if (chance(double_space)) out += ' ';
+      if (chance(double_space)) text.dialect += ' ';
       both(attr_names[pick(12)]);
       both("=");
-      const size_t value_at = out.size();
       switch (pick(9)) {
         case 0:
         case 1:
-          out += '"' + words(between(1, 4)) + '"';
+          text.AttributeValue('"' + words(between(1, 4)) + '"');
           break;
         case 2:
-          out += '"' + std::string(kWords[pick(10)]) + "{\\34}" + '"';
+          text.AttributeValue('"' + std::string(kWords[pick(10)]) + "{\\34}" + '"');
           break;
         case 3:
         case 4:
-          out += number();
+          text.AttributeValue(number());
           break;
         case 5:
-          out += chance(0.5) ? "TRUE" : "FALSE";
+          text.AttributeValue(chance(0.5) ? "TRUE" : "FALSE");
           break;
         case 6:
-          out += "\"\"";
+          text.AttributeValue("\"\"");
           break;
         case 7:
-          out += '"' + number() + '"';
+          text.AttributeValue('"' + number() + '"');
           break;
         default:
-          out += '"' + std::string(kWords[pick(10)]) + '"';
+          text.AttributeValue('"' + std::string(kWords[pick(10)]) + '"');
           break;
       }
-      const std::string_view v = std::string_view(out).substr(value_at);
-      xml += '"';
-      xml += XmlValue(v.size() >= 2 && v[0] == '"' ? v.substr(1, v.size() - 2) : v);
-      xml += '"';
     }
   };
   auto value = [&]() -> std::string {
@@ -433,18 +447,12 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
     }
     if (children == 0) {
       const std::string v = value();
-      const std::string_view bare =
-          v.size() >= 2 && v[0] == '"' ? std::string_view(v).substr(1, v.size() - 2) : v;
-      auto put_value = [&] {
-        out += v;
-        xml += XmlValue(bare);
-      };
       if (chance(inline_value)) {
-        put_value();
+        text.NodeValue(v);
       } else {
         eol();
         indent(level);
-        put_value();
+        text.NodeValue(v);
         eol();
         indent(level);
       }
@@ -469,7 +477,7 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
     eol();
     stack.pop_back();
   }
-  return out;
+  return text.Take(xml);
 }
 
 // The shape's document in the library's dialect, with about `nodes` nodes; for one that is read
