@@ -362,7 +362,12 @@ class TagScanner {
   // Behind the quoted text that opens at `quote`, or nullptr when a stop other than the
   // closing quote comes first.
   const char16_t* PastQuoted(const char16_t* quote) const {
-    const char16_t* p = FindFirst<Seek::kStopInQuote>(quote + 1, end_);
+    // Most quoted texts end within a few words, which are looked at here; a long one goes on
+    // with the widest finder.
+    const char16_t* p = quote + 1;
+    const char16_t* const near = end_ - p > 16 ? p + 16 : end_;
+    p = FindFirst<Seek::kStopInQuote>(p, near);
+    if (p == near && near != end_) p = find_quote_end_(p, end_);
     return p != end_ && *p == u'"' ? p + 1 : nullptr;
   }
 
@@ -437,6 +442,7 @@ class TagScanner {
   const char16_t* long_piece_ = nullptr;  // where ShortPieces last found no piece
   const TagClassifier classify_ = PickTagClassifier();
   const WhiteSkipper skip_white_ = PickWhiteSkipper();
+  const QuoteEndFinder find_quote_end_ = PickQuoteEndFinder();
   KeptText head_;
   KeptText text_;
 };

@@ -68,6 +68,16 @@ const char16_t* SkipWhitePlain(const char16_t* p, const char16_t* end);
 WhiteSkipper Sse2WhiteSkipper();
 WhiteSkipper Avx2WhiteSkipper();
 
+// The first character from `p` on that ends a quoted text (a quote, ">", the tag mark or code
+// 1), or `end`. For long values, which are most of a text of long quoted values.
+using QuoteEndFinder = const char16_t* (*)(const char16_t* p, const char16_t* end);
+
+// The fastest finder this processor runs, chosen once; the others as for the classifiers.
+QuoteEndFinder PickQuoteEndFinder();
+const char16_t* FindQuoteEndPlain(const char16_t* p, const char16_t* end);
+QuoteEndFinder Sse2QuoteEndFinder();
+QuoteEndFinder Avx2QuoteEndFinder();
+
 }  // namespace borvane
 
 #endif  // BORVANE_DOCTREE_TAG_WINDOW_H_

@@ -75,5 +75,28 @@ TEST(TagWindowTest, WhiteSkippersStopWhereThePlainOneStops) {
   }
 }
 
+TEST(TagWindowTest, QuoteEndFindersStopWhereThePlainOneStops) {
+  std::vector<QuoteEndFinder> finders{PickQuoteEndFinder(), &FindQuoteEndPlain};
+  for (QuoteEndFinder f : {Sse2QuoteEndFinder(), Avx2QuoteEndFinder()})
+    if (f) finders.push_back(f);
+  // Runs with near misses (a stop's code in the low byte, "<", white space), each length up to
+  // past two wide steps, ended by each stop or by nothing.
+  const char16_t others[] = {u'a', u'\x122', u'<', u'\x13e', u' ', u'\x11e', u'{', u'\x101'};
+  const char16_t stops[] = {u'"', u'>', kTagMark, u'\x01'};
+  std::u16string text;
+  for (size_t length = 0; length <= 70; ++length) {
+    for (int stop = 0; stop <= 4; ++stop) {
+      text.clear();
+      for (size_t i = 0; i < length; ++i) text += others[(i * 5 + length) % 8];
+      if (stop < 4) text += stops[stop];
+      text += u"\"\"";  // beyond the end given
+      const char16_t* end = text.data() + length + (stop < 4 ? 1 : 0);
+      for (QuoteEndFinder f : finders)
+        EXPECT_EQ(f(text.data(), end) - text.data(), static_cast<ptrdiff_t>(length))
+            << "length " << length << " stop " << stop;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace borvane
