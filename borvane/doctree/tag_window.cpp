@@ -1,5 +1,7 @@
 #include "borvane/doctree/tag_window.h"
 
+#include <initializer_list>
+
 #ifdef __SSE2__
 #include <immintrin.h>
 #endif
@@ -224,6 +226,15 @@ __attribute__((target("avx2"))) const char16_t* FindQuoteEndAvx2(const char16_t*
 #endif  // x86
 #endif  // __SSE2__
 
+// The first of `candidates` that this build has and this processor runs (not nullptr), fastest
+// first; the last, the plain one, runs everywhere.
+template <class Fn>
+Fn FirstThatRuns(std::initializer_list<Fn> candidates) {
+  for (Fn candidate : candidates)
+    if (candidate) return candidate;
+  return nullptr;
+}
+
 }  // namespace
 
 TagClassifier Sse2TagClassifier() {
@@ -253,12 +264,8 @@ TagClassifier Avx512TagClassifier() {
 }
 
 TagClassifier PickTagClassifier() {
-  static const TagClassifier chosen = [] {
-    if (TagClassifier avx512 = Avx512TagClassifier()) return avx512;
-    if (TagClassifier avx2 = Avx2TagClassifier()) return avx2;
-    if (TagClassifier sse2 = Sse2TagClassifier()) return sse2;
-    return &ClassifyTagsPlain;
-  }();
+  static const TagClassifier chosen = FirstThatRuns<TagClassifier>(
+      {Avx512TagClassifier(), Avx2TagClassifier(), Sse2TagClassifier(), &ClassifyTagsPlain});
   return chosen;
 }
 
@@ -284,12 +291,9 @@ WhiteSkipper Avx2WhiteSkipper() {
 }
 
 WhiteSkipper PickWhiteSkipper() {
-  static const WhiteSkipper chosen = [] {
-    // No 512-bit skipper: on long runs it measured slower than this one.
-    if (WhiteSkipper avx2 = Avx2WhiteSkipper()) return avx2;
-    if (WhiteSkipper sse2 = Sse2WhiteSkipper()) return sse2;
-    return &SkipWhitePlain;
-  }();
+  // No 512-bit skipper: on long runs it measured slower than this one.
+  static const WhiteSkipper chosen =
+      FirstThatRuns<WhiteSkipper>({Avx2WhiteSkipper(), Sse2WhiteSkipper(), &SkipWhitePlain});
   return chosen;
 }
 
@@ -315,11 +319,8 @@ QuoteEndFinder Avx2QuoteEndFinder() {
 }
 
 QuoteEndFinder PickQuoteEndFinder() {
-  static const QuoteEndFinder chosen = [] {
-    if (QuoteEndFinder avx2 = Avx2QuoteEndFinder()) return avx2;
-    if (QuoteEndFinder sse2 = Sse2QuoteEndFinder()) return sse2;
-    return &FindQuoteEndPlain;
-  }();
+  static const QuoteEndFinder chosen = FirstThatRuns<QuoteEndFinder>(
+      {Avx2QuoteEndFinder(), Sse2QuoteEndFinder(), &FindQuoteEndPlain});
   return chosen;
 }
 
