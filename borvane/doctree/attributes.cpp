@@ -355,10 +355,10 @@ ListForm RegularList(std::u16string_view text) {
       for (; p != end && *p != u' '; ++p)
         if (*p == u'"' || *p == u'|') return ListForm::kOther;
       const std::u16string_view v(value, static_cast<size_t>(p - value));
-      if (IsPlainNumber(v)) {
+      // The words are told by their length and units, the number test asks the locale.
+      if (!(v.empty() || IsWord(v, u"TRUE") || IsWord(v, u"FALSE"))) {
+        if (!IsPlainNumber(v)) return ListForm::kOther;
         verbatim = false;
-      } else if (!(v.empty() || IsWord(v, u"TRUE") || IsWord(v, u"FALSE"))) {
-        return ListForm::kOther;
       }
     }
     if (p == end) return verbatim ? ListForm::kVerbatim : ListForm::kRegular;

@@ -649,7 +649,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       // that name alone holds no space.
       size_t space = std::u16string_view::npos;
       if (!SameText(head, last_name.view())) {
-        space = head.find(u' ');
+        space = FindUnit(head, u' ');
         std::u16string_view name = head.substr(0, space);
         if (!SameText(name, last_name.view())) {
           // A document repeats a few names, in any order: those seen lately are kept by a

@@ -26,6 +26,7 @@ class NodeName {
   NodeName(const NodeName& other) : block_(other.block_) {
     if (block_) ++block_->refs;
   }
+  NodeName(NodeName&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
   NodeName& operator=(NodeName other) noexcept {
     std::swap(block_, other.block_);
     return *this;
@@ -56,15 +57,21 @@ class NodeName {
 
 // Names seen lately, each kept by a short hash of its text, so that nodes named alike share one
 // text however the names alternate: the reader keeps one for each read, NodeName::Shared one per
-// thread.
+// thread. A hash has two places: a dozen names in 64 places collide more often than not, and
+// two that did would take each other's place on every node.
 class RecentNames {
  public:
-  // A name with the text `name`: the one kept under its hash when that has the same text, else
-  // a new one that takes its place.
+  // A name with the text `name`: one kept under its hash when that has the same text, else a
+  // new one that takes the first place, whose name moves to the second.
   const NodeName& Share(std::u16string_view name) {
-    NodeName& seen = names_[Slot(name)];
-    if (!SameText(name, seen.view())) seen = NodeName(name);
-    return seen;
+    const size_t slot = Slot(name);
+    NodeName& first = names_[slot];
+    if (SameText(name, first.view())) return first;
+    NodeName& second = names_[slot ^ 1];
+    if (SameText(name, second.view())) return second;
+    second = std::move(first);
+    first = NodeName(name);
+    return first;
   }
 
  private:
