@@ -506,7 +506,7 @@ void AttributesSlot::SetBlock(std::u16string_view units, uintptr_t tags) {
   } else {
     std::memcpy(to, units.data(), units.size() * sizeof(char16_t));
   }
-  Reset();
+  if (bits_) Reset();  // a read node's slot is empty: no call
   bits_ = reinterpret_cast<uintptr_t>(block) | tags;
 }
 

@@ -148,6 +148,9 @@ class KeptText {
   std::u16string buffer_;
 };
 
+// What the scanner gives for a head's first space when it did not look for it.
+constexpr size_t kSpaceUnknown = std::u16string_view::npos - 1;
+
 // Cuts a text into the pieces between tag starts, without the white space that stands outside
 // tags and quotes and without characters of code 1. A "<" outside quotes and a character of
 // code 30 anywhere start a new piece; what stands before the first is no piece.
@@ -159,9 +162,10 @@ class TagScanner {
  public:
   explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
 
-  // Calls piece(head, text, has_gt) with each piece in turn; the views last for the call.
-  // `has_gt` tells whether the piece holds a ">" at all (else `text` is empty). Whatever
-  // `piece` throws ends the scan.
+  // Calls piece(head, text, has_gt, space) with each piece in turn; the views last for the
+  // call. `has_gt` tells whether the piece holds a ">" at all (else `text` is empty). `space`
+  // is the place of the head's first space, npos when it has none, or kSpaceUnknown when the
+  // scanner did not look. Whatever `piece` throws ends the scan.
   template <class F>
   void ForEachPiece(F&& piece) {
     std::u16string_view head, text;
@@ -174,7 +178,7 @@ class TagScanner {
       } else if (!Next(head, text, has_gt)) {
         return;
       }
-      piece(head, text, has_gt);
+      piece(head, text, has_gt, kSpaceUnknown);
     }
   }
 
@@ -274,7 +278,8 @@ class TagScanner {
         // Without a "<" further on in the window no piece can end there.
         if ((w.lt & TagWindow::From(at)) && PieceAt(w, at, f)) {
           piece(std::u16string_view(p + at, f.head_end - at),
-                std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true);
+                std::u16string_view(p + f.text_begin, f.text_end - f.text_begin), true,
+                HeadSpace(w, p, at, f.head_end));
           at = f.next;
           continue;
         }
@@ -283,7 +288,8 @@ class TagScanner {
         unsigned head_end;
         std::u16string_view text;
         if (HeadAt(w, at, head_end) && TextBehind(p + head_end, text, resume))
-          piece(std::u16string_view(p + at, head_end - at), text, true);
+          piece(std::u16string_view(p + at, head_end - at), text, true,
+                HeadSpace(w, p, at, head_end));
         break;
       }
       if (resume) {
@@ -301,6 +307,16 @@ class TagScanner {
     if (p == p_) return false;
     p_ = p;
     return true;
+  }
+
+  // The first space of the head from place `at` to `head_end` of the window at `p`: the window
+  // tells where its first white space stands, which is most often a space.
+  [[gnu::always_inline]] static size_t HeadSpace(const TagWindow& w, const char16_t* p, unsigned at,
+                                                 unsigned head_end) {
+    const uint64_t white = w.white & TagWindow::From(at) & ~TagWindow::From(head_end);
+    if (!white) return std::u16string_view::npos;
+    const unsigned first = static_cast<unsigned>(__builtin_ctzll(white));
+    return p[first] == u' ' ? first - at : kSpaceUnknown;
   }
 
   // Places in a window: where a piece's head ends (its ">"), where its text begins and ends,
@@ -629,13 +645,15 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       NodeList& list;
       ~ReleaseRoom() { list.ReleaseUnusedRoom(); }
     } release_room{mcolNodes};
-    NodeName last_name;
+    // The last name, kept in `names`: its place there changes only when Share gives a new one.
+    const NodeName no_name;
+    const NodeName* last_name = &no_name;
     RecentNames names;
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;
     // Inlined at both of the scanner's calls, the fast one and the general one.
-    auto read_piece = [&](std::u16string_view head, std::u16string_view text, bool has_gt)
-        __attribute__((always_inline)) {
+    auto read_piece = [&](std::u16string_view head, std::u16string_view text, bool has_gt,
+                          size_t space) __attribute__((always_inline)) {
       if (current) keyed = current;
       if (!head.empty() && head.front() == u'/') {
         // Any closing tag closes the current node, whatever its name.
@@ -647,18 +665,19 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       // The first space of the piece before its ">" is the first of the head. Names repeat:
       // the nodes of one text share the last name while it stays the same, and a head that is
       // that name alone holds no space.
-      size_t space = std::u16string_view::npos;
-      if (!SameText(head, last_name.view())) {
-        space = FindUnit(head, u' ');
+      if (SameText(head, last_name->view())) {
+        space = std::u16string_view::npos;
+      } else {
+        if (space == kSpaceUnknown) space = FindUnit(head, u' ');
         std::u16string_view name = head.substr(0, space);
-        if (!SameText(name, last_name.view())) {
+        if (!SameText(name, last_name->view())) {
           // A document repeats a few names, in any order: those seen lately are kept by a
           // short hash of their text, so that their nodes share them too.
-          last_name = names.Share(name);
+          last_name = &names.Share(name);
         }
       }
       if (IsLoneQuote(text)) ThrowPlatformError(kErrInvalidCall);
-      DocNode* node = AddReadNode(keyed, last_name, root);
+      DocNode* node = AddReadNode(keyed, *last_name, root);
       // Built in the node itself: once the lone quote is ruled out the value cannot fail, as
       // the numeric test accepts no text whose leading number overflows.
       ValueOf(text, decimal, node->mvntValue, node->value_quotes_);

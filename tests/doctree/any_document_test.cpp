@@ -44,7 +44,8 @@ std::u16string RandomDocument(uint32_t seed, int nodes) {
     const std::u16string& name = names[pick(static_cast<int>(names.size()))];
     out += u"<" + name;
     for (int a = pick(6); a > 0; --a) {
-      out += pick(8) ? u" " : u"  ";
+      // A tab in a tag goes with the name: only a space ends it.
+      out += pick(8) ? u" " : pick(2) ? u"  " : u"\t ";
       if (pick(12)) out += names[pick(20)];
       out += pick(15) ? u"=" : u"";
       out += values[pick(15)];
