@@ -23,7 +23,41 @@
 
 namespace borvane {
 
+// The writer's fixed texts are views of known length: a plain literal would be measured unit by
+// unit at run time, on every line.
+using namespace std::string_view_literals;
+
 namespace {
+
+// Moves `bytes` bytes, a size the compiler knows, as one load and one store.
+template <size_t bytes>
+[[gnu::always_inline]] inline void MoveFixed(char16_t* to, const char16_t* from) {
+  char buffer[bytes];
+  std::memcpy(buffer, from, bytes);
+  std::memcpy(to, buffer, bytes);
+}
+
+// Copies `n` units, at most 32, as two moves that overlap in the middle: names and short values
+// are a few units of any length, for which a loop pays per unit and a call more.
+[[gnu::always_inline]] inline void CopyShort(char16_t* to, const char16_t* from, size_t n) {
+  if (n >= 8) {
+    if (n <= 16) {
+      MoveFixed<16>(to, from);
+      MoveFixed<16>(to + n - 8, from + n - 8);
+    } else {
+      MoveFixed<32>(to, from);
+      MoveFixed<32>(to + n - 16, from + n - 16);
+    }
+  } else if (n >= 4) {
+    MoveFixed<8>(to, from);
+    MoveFixed<8>(to + n - 4, from + n - 4);
+  } else if (n >= 2) {
+    MoveFixed<4>(to, from);
+    MoveFixed<4>(to + n - 2, from + n - 2);
+  } else if (n == 1) {
+    *to = *from;
+  }
+}
 
 // The text being written, in storage of the size measured before: the walk that measures the
 // text costs less than growing the text as it is written, which moves it and touches its
@@ -46,6 +80,7 @@ class TextSink {
       Extend(1);
     *at_++ = ch;
   }
+  // For the writer's own texts, whose length the compiler knows: the loop unrolls.
   [[gnu::always_inline]] void Put(std::u16string_view text) {
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
       Extend(text.size());
@@ -53,16 +88,28 @@ class TextSink {
     for (char16_t ch : text) *at++ = ch;
     at_ = at;
   }
-  // The same for a text that may be long: copied in one, where a loop pays per unit. Most
-  // values are a few words, for which a loop costs less than the call.
-  void PutRun(std::u16string_view text) {
-    if (text.size() <= 32) return Put(text);
+  // For a text of any length, a name or a value: most are a few words, which are moved without
+  // a call; a longer one is copied in one.
+  [[gnu::always_inline]] void PutRun(std::u16string_view text) {
     if (static_cast<size_t>(end_ - at_) < text.size()) [[unlikely]]
       Extend(text.size());
-    std::memcpy(at_, text.data(), text.size() * sizeof(char16_t));
+    if (text.size() <= 32) {
+      CopyShort(at_, text.data(), text.size());
+    } else {
+      std::memcpy(at_, text.data(), text.size() * sizeof(char16_t));
+    }
     at_ += text.size();
   }
   [[gnu::always_inline]] void Tabs(int32_t count) {
+    // Most lines stand a few levels deep: eight tabs are stored at once, where there is room
+    // for them, and those past the count are written over by what follows.
+    if (count <= 8 && end_ - at_ >= 8) {
+      static constexpr char16_t kEightTabs[8] = {u'\t', u'\t', u'\t', u'\t',
+                                                 u'\t', u'\t', u'\t', u'\t'};
+      std::memcpy(at_, kEightTabs, sizeof kEightTabs);
+      at_ += count;
+      return;
+    }
     if (end_ - at_ < count) [[unlikely]]
       Extend(static_cast<size_t>(count));
     char16_t* at = at_;
@@ -219,7 +266,7 @@ void AppendValueText(Sink& out, const Variant& value) {
     std::u16string_view text = string->view();
     for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
       out.PutRun(text.substr(0, quote));
-      out.Put(u"{\\34}");
+      out.Put(u"{\\34}"sv);
       text.remove_prefix(quote + 1);
     }
     out.PutRun(text);
@@ -228,9 +275,9 @@ void AppendValueText(Sink& out, const Variant& value) {
     char16_t* const at = out.Room(kNumberTextMax);
     out.Advance(at + FormatDoubleInto(*number, at));
   } else if (const bool* boolean = value.GetIf<bool>()) {
-    out.Put(*boolean ? u"True" : u"False");
+    out.Put(*boolean ? u"True"sv : u"False"sv);
   } else if (!value.IsEmpty() && !value.IsNull()) {
-    out.Put(CStr(value).view());  // objects and arrays fail here
+    out.PutRun(CStr(value).view());  // objects and arrays fail here
   }
   // Empty and Null: a line with only the indentation.
 }
@@ -291,7 +338,7 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     }
     if (indent) out.Tabs(level);
     out.Put(u'<');
-    out.Put(n->mstrName.view());
+    out.PutRun(n->mstrName.view());
     // Pairs the reader packed are written as they stand, without making their objects; a node
     // whose Attributes was never read and that read none has none.
     if (const AttributesSlot& slot = n->mobjAttributes; slot.has_packed()) {
@@ -314,7 +361,7 @@ void DocNode::WriteInto(Sink& out, bool indent) {
         list->PutAttributeString(put);
       }
     }
-    out.Put(u">\n");
+    out.Put(u">\n"sv);
     if (!n->mobjChild && !n->mvntValue.IsMissing()) {
       if (indent) out.Tabs(level);
       AppendValueText(out, n->mvntValue);
@@ -323,9 +370,9 @@ void DocNode::WriteInto(Sink& out, bool indent) {
   };
   auto close = [&](DocNode* n, int32_t level) {
     if (indent) out.Tabs(level);
-    out.Put(u"</");
-    out.Put(n->mstrName.view());
-    out.Put(u">\n");
+    out.Put(u"</"sv);
+    out.PutRun(n->mstrName.view());
+    out.Put(u">\n"sv);
   };
   Walk(indent, open, close);
 }

@@ -114,6 +114,29 @@ TEST(AnyDocumentTest, RandomDocumentsReadAsTheLiteralStepsAndWriteWithinTheirMea
   }
 }
 
+TEST(AnyDocumentTest, TextsAndIndentationOfEveryShortLengthAreWrittenWhole) {
+  // Names and values are moved in overlapping pieces, indentation eight tabs at a time: each
+  // length around their steps, at depths on both sides of eight.
+  const std::u16string units = u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  auto tabs = [](int n) { return std::u16string(static_cast<size_t>(n), u'\t'); };
+  Ref<Doc> doc = MakeRef<Doc>();
+  std::u16string expected, closing;
+  constexpr int kDepth = 11;
+  for (int level = 0; level < kDepth; ++level) {
+    const std::u16string name = units.substr(static_cast<size_t>(level), 1 + level * 3);
+    AddNode(*doc, level ? String("N" + std::to_string(level)) : String(), String(name));
+    expected += tabs(level) + u"<" + name + u">\n";
+    closing = tabs(level) + u"</" + name + u">\n" + closing;
+  }
+  for (size_t n = 0; n <= 40; ++n) {
+    const std::u16string name = u"x" + units.substr(n % 20, n), value = units.substr(20, n);
+    AddNode(*doc, String("N" + std::to_string(kDepth)), String(name), Variant(String(value)));
+    expected += tabs(kDepth) + u"<" + name + u">\n" + tabs(kDepth) + u"\"" + value + u"\"\n" +
+                tabs(kDepth) + u"</" + name + u">\n";
+  }
+  EXPECT_EQ(U8(Write(*doc, true)), U8(String(expected + closing)));
+}
+
 TEST(AnyDocumentTest, TheMeasureHoldsForTheLongestForms) {
   Ref<Doc> doc = MakeRef<Doc>();
   Ref<DocNode> top = AddNode(*doc, "", "top");
