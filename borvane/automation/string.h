@@ -14,24 +14,21 @@
 #include <string>
 #include <string_view>
 
+#include "borvane/automation/unit_copy.h"
+
 namespace borvane {
 
 // Whether two texts hold the same units. The standard comparison of 16-bit texts goes a unit at
-// a time: short texts (names, keys) are compared here four units at a time without a call,
-// longer ones as memory.
+// a time: short texts (names, keys) are compared here by a few loads without a call, longer
+// ones as memory.
 inline bool SameText(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  if (a.size() > 32) return std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
-  size_t i = 0;
-  for (; i + 4 <= a.size(); i += 4) {
-    uint64_t x, y;
-    std::memcpy(&x, a.data() + i, sizeof x);
-    std::memcpy(&y, b.data() + i, sizeof y);
-    if (x != y) return false;
-  }
-  for (; i < a.size(); ++i)
-    if (a[i] != b[i]) return false;
-  return true;
+  const size_t n = a.size();
+  if (n != b.size()) return false;
+  if (n <= 16) return SameShortUnits(a.data(), b.data(), n);
+  if (n <= 32)
+    return SameShortUnits(a.data(), b.data(), 16) &&
+           SameShortUnits(a.data() + 16, b.data() + 16, n - 16);
+  return std::memcmp(a.data(), b.data(), n * sizeof(char16_t)) == 0;
 }
 
 class String {

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "borvane/automation/text.h"
+#include "borvane/automation/unit_copy.h"
 #include "borvane/frame/class_table.h"
 #include "borvane/frame/error_handling.h"
 
@@ -499,13 +500,8 @@ void AttributesSlot::SetBlock(std::u16string_view units, uintptr_t tags) {
   auto* block = static_cast<uint64_t*>(
       PoolAllocateInline(sizeof(uint64_t) + units.size() * sizeof(char16_t)));
   *block = units.size();
-  // Most lists are a few dozen units: a loop costs less than the call a block copy makes.
-  char16_t* to = reinterpret_cast<char16_t*>(block + 1);
-  if (units.size() <= 64) {
-    for (char16_t unit : units) *to++ = unit;
-  } else {
-    std::memcpy(to, units.data(), units.size() * sizeof(char16_t));
-  }
+  // Most lists are a few dozen units: fixed moves cost less than the call a block copy makes.
+  CopyUnits(reinterpret_cast<char16_t*>(block + 1), units.data(), units.size());
   if (bits_) Reset();  // a read node's slot is empty: no call
   bits_ = reinterpret_cast<uintptr_t>(block) | tags;
 }

@@ -15,6 +15,7 @@
 
 #include "borvane/automation/convert.h"
 #include "borvane/automation/error.h"
+#include "borvane/automation/unit_copy.h"
 #include "borvane/automation/unit_search.h"
 #include "borvane/doctree/doc.h"
 #include "borvane/frame/error_handling.h"
@@ -28,36 +29,6 @@ namespace borvane {
 using namespace std::string_view_literals;
 
 namespace {
-
-// Moves `bytes` bytes, a size the compiler knows, as one load and one store.
-template <size_t bytes>
-[[gnu::always_inline]] inline void MoveFixed(char16_t* to, const char16_t* from) {
-  char buffer[bytes];
-  std::memcpy(buffer, from, bytes);
-  std::memcpy(to, buffer, bytes);
-}
-
-// Copies `n` units, at most 32, as two moves that overlap in the middle: names and short values
-// are a few units of any length, for which a loop pays per unit and a call more.
-[[gnu::always_inline]] inline void CopyShort(char16_t* to, const char16_t* from, size_t n) {
-  if (n >= 8) {
-    if (n <= 16) {
-      MoveFixed<16>(to, from);
-      MoveFixed<16>(to + n - 8, from + n - 8);
-    } else {
-      MoveFixed<32>(to, from);
-      MoveFixed<32>(to + n - 16, from + n - 16);
-    }
-  } else if (n >= 4) {
-    MoveFixed<8>(to, from);
-    MoveFixed<8>(to + n - 4, from + n - 4);
-  } else if (n >= 2) {
-    MoveFixed<4>(to, from);
-    MoveFixed<4>(to + n - 2, from + n - 2);
-  } else if (n == 1) {
-    *to = *from;
-  }
-}
 
 // The text being written, in storage of the size measured before: the walk that measures the
 // text costs less than growing the text as it is written, which moves it and touches its

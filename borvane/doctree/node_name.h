@@ -3,8 +3,10 @@
 #ifndef BORVANE_DOCTREE_NODE_NAME_H_
 #define BORVANE_DOCTREE_NODE_NAME_H_
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -57,33 +59,51 @@ class NodeName {
 
 // Names seen lately, each kept by a short hash of its text, so that nodes named alike share one
 // text however the names alternate: the reader keeps one for each read, NodeName::Shared one per
-// thread. A hash has two places: a dozen names in 64 places collide more often than not, and
-// two that did would take each other's place on every node.
+// thread. A hash has a pair of places of its own: a dozen names collide in one hash more often
+// than not, and two that did would take each other's place on every node.
 class RecentNames {
  public:
-  // A name with the text `name`: one kept under its hash when that has the same text, else a
-  // new one that takes the first place, whose name moves to the second.
+  // A name with the text `name`: one kept in its hash's pair when that has the same text, else a
+  // new one that takes the pair's first place, whose name moves to the second.
   const NodeName& Share(std::u16string_view name) {
-    const size_t slot = Slot(name);
-    NodeName& first = names_[slot];
-    if (SameText(name, first.view())) return first;
-    NodeName& second = names_[slot ^ 1];
-    if (SameText(name, second.view())) return second;
-    second = std::move(first);
-    first = NodeName(name);
-    return first;
+    NodeName* const pair = names_ + 2 * Hash(name);
+    if (SameText(name, pair[0].view())) return pair[0];
+    if (SameText(name, pair[1].view())) return pair[1];
+    pair[1] = std::move(pair[0]);
+    pair[0] = NodeName(name);
+    return pair[0];
   }
 
  private:
-  static constexpr size_t kSlots = 64;
-  static size_t Slot(std::u16string_view name) {
-    if (name.empty()) return 0;
-    const size_t mixed = name.size() * 0x9e37u ^ name.front() * 31u ^ name.back() * 131u ^
-                         name[name.size() / 2] * 7u;
-    return (mixed ^ (mixed >> 6)) % kSlots;
+  // 4 KB: documents with a few dozen names keep them all, with room enough that three of
+  // them rarely share a hash.
+  static constexpr size_t kHashes = 256;
+  // From every unit of a name up to eight units long, and from its first, middle and last four
+  // otherwise: names that differ in one digit ("item12", "item22") must not share a hash.
+  static size_t Hash(std::u16string_view name) {
+    const size_t n = name.size();
+    const char16_t* p = name.data();
+    uint64_t mixed = n * 0x9e37u;
+    if (n >= 4) {
+      mixed ^=
+          Load64(p) ^ std::rotl(Load64(p + n - 4), 21) ^ std::rotl(Load64(p + (n - 4) / 2), 42);
+    } else if (n >= 2) {
+      mixed ^= Load64Of(p, 2) ^ Load64Of(p + n - 2, 2) << 32;
+    } else if (n == 1) {
+      mixed ^= p[0];
+    }
+    mixed ^= mixed >> 32;
+    // The high bits of the product depend on every bit of `mixed`.
+    return static_cast<size_t>((mixed * 0x9e3779b97f4a7c15u) >> 56);
+  }
+  static uint64_t Load64(const char16_t* at) { return Load64Of(at, 4); }
+  static uint64_t Load64Of(const char16_t* at, size_t units) {
+    uint64_t word = 0;
+    std::memcpy(&word, at, units * sizeof(char16_t));
+    return word;
   }
 
-  NodeName names_[kSlots];
+  NodeName names_[2 * kHashes];
 };
 
 }  // namespace borvane

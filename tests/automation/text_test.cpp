@@ -19,6 +19,21 @@ std::vector<std::string> Utf8(const std::vector<String>& pieces) {
 
 using Pieces = std::vector<std::string>;
 
+// Short texts are compared by loads that overlap: a unit that differs anywhere, at any length,
+// must tell them apart.
+TEST(Text, SameTextSeesEveryUnitAtEveryLength) {
+  for (size_t n = 0; n <= 40; ++n) {
+    const std::u16string a(n, u'a');
+    EXPECT_TRUE(SameText(a, std::u16string(a))) << n;
+    EXPECT_FALSE(SameText(a, std::u16string(n + 1, u'a'))) << n;
+    for (size_t at = 0; at < n; ++at) {
+      std::u16string b = a;
+      b[at] = u'\x0161';  // differs in the high byte only
+      EXPECT_FALSE(SameText(a, b)) << n << " " << at;
+    }
+  }
+}
+
 TEST(Text, SplitBoundaries) {
   EXPECT_TRUE(Split("", ",").empty());
   EXPECT_TRUE(Split(String::Null(), ",").empty());

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <vector>
 
 #include "borvane/automation/slab_pool.h"
+#include "borvane/doctree/node_name.h"
 #include "doctree_test_util.h"
 
 namespace borvane::testing {
@@ -88,6 +90,23 @@ TEST(DocMemoryTest, NamesReadTogetherStayApart) {
   EXPECT_TRUE(unnamed->Name().IsNull());
   unnamed->SetName("");
   EXPECT_FALSE(unnamed->Name().IsNull());
+}
+
+// The reader's recent names give nodes named alike one text, however many names a document has
+// and in whatever order they come: names that hash alike, or next to each other, must not keep
+// taking each other's place, nor names that differ in one digit.
+TEST(DocMemoryTest, RecentNamesKeepEachOfFortyNames) {
+  RecentNames names;
+  std::vector<std::u16string> texts;
+  for (int i = 0; i < 40; ++i) texts.push_back(u"item" + String(std::to_string(i)).str());
+  std::vector<const char16_t*> first;
+  for (const std::u16string& text : texts) first.push_back(names.Share(text).view().data());
+  for (int round = 0; round < 2; ++round)
+    for (size_t i = 0; i < texts.size(); ++i) {
+      const NodeName& shared = names.Share(texts[i]);
+      EXPECT_EQ(shared.view(), texts[i]);
+      EXPECT_EQ(shared.view().data(), first[i]) << i;
+    }
 }
 
 }  // namespace
