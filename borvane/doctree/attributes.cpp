@@ -5,6 +5,10 @@
 #include <iterator>
 #include <new>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "borvane/automation/text.h"
 #include "borvane/automation/unit_copy.h"
 #include "borvane/frame/class_table.h"
@@ -336,15 +340,38 @@ inline bool IsWord(std::u16string_view text, const char16_t (&word)[n]) {
 // are then those that the general rules cut, and no test of theirs depends on the locale once
 // the numbers are known to be numbers. kVerbatim when the writer writes it as it stands: it
 // quotes the unquoted numbers.
-ListForm RegularList(std::u16string_view text) {
+ListForm RegularList(std::u16string_view text, char16_t decimal) {
   const char16_t* p = text.data();
   const char16_t* const end = p + text.size();
   if (p == end) return ListForm::kOther;
   bool verbatim = true;
   while (true) {
-    for (; p != end && *p != u'='; ++p)
-      if (*p == u' ' || *p == u'"' || *p == u'|') return ListForm::kOther;
-    if (p == end) return ListForm::kOther;
+    // The name, to its "=". Names are a few units of any length: eight are looked at in one
+    // step, so that where a name ends costs no guess.
+    bool named = false;
+#ifdef __SSE2__
+    if (end - p >= 8) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      const auto is = [&v](char16_t unit) {
+        return _mm_cmpeq_epi16(v, _mm_set1_epi16(static_cast<short>(unit)));
+      };
+      const unsigned eq = static_cast<unsigned>(_mm_movemask_epi8(is(u'=')));
+      const unsigned stops = eq | static_cast<unsigned>(_mm_movemask_epi8(
+                                      _mm_or_si128(_mm_or_si128(is(u' '), is(u'"')), is(u'|'))));
+      if (stops) {
+        if (!(eq & stops & (0u - stops))) return ListForm::kOther;  // the first stop is not "="
+        p += static_cast<unsigned>(__builtin_ctz(stops)) >> 1;
+        named = true;
+      } else {
+        p += 8;
+      }
+    }
+#endif
+    if (!named) {
+      for (; p != end && *p != u'='; ++p)
+        if (*p == u' ' || *p == u'"' || *p == u'|') return ListForm::kOther;
+      if (p == end) return ListForm::kOther;
+    }
     ++p;
     if (p != end && *p == u'"') {
       for (++p; p != end && *p != u'"'; ++p)
@@ -358,7 +385,8 @@ ListForm RegularList(std::u16string_view text) {
       const std::u16string_view v(value, static_cast<size_t>(p - value));
       // The words are told by their length and units, the number test asks the locale.
       if (!(v.empty() || IsWord(v, u"TRUE") || IsWord(v, u"FALSE"))) {
-        if (!IsPlainNumber(v)) return ListForm::kOther;
+        double ignored;
+        if (!PlainNumber(v, decimal, ignored)) return ListForm::kOther;
         verbatim = false;
       }
     }
@@ -404,8 +432,13 @@ bool PackByPieces(std::u16string_view text, AttributesSlot& slot) {
 }  // namespace
 
 bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot) {
+  return PackAttributeString(text, slot, ThreadLocale().decimal);
+}
+
+bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& slot,
+                                     char16_t decimal) {
   // Most lists are in the writer's form, which is kept as it stands: one tight look tells.
-  if (const ListForm form = RegularList(text); form != ListForm::kOther) {
+  if (const ListForm form = RegularList(text, decimal); form != ListForm::kOther) {
     slot.SetRegular(text, form == ListForm::kVerbatim);
     return true;
   }
@@ -427,7 +460,6 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
   const size_t bound = 5 * list.size() + 4;
   char16_t* const begin = bound <= std::size(local) ? local : (heap.resize(bound), heap.data());
   char16_t* out = begin;
-  const char16_t decimal = ThreadLocale().decimal;
   size_t quotes = 0;
   bool quoted = false;
   const char16_t* const data = list.data();

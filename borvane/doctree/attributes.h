@@ -146,6 +146,9 @@ class Attributes : public Dispatchable<Attributes>, public Pooled {
   // later gives the same pairs whatever the thread's locale is by then. A list in the form the
   // writer gives (see ForEachRegularPair) is kept as it stands, which is its own packed form.
   static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot);
+  // The same, with the decimal separator of the thread's locale as the caller read it: a reader
+  // of many lists asks once.
+  static bool PackAttributeString(std::u16string_view text, AttributesSlot& slot, char16_t decimal);
   // Appends the pairs waiting in `slot`.
   void Unpack(const AttributesSlot& slot);
   // One pair waiting in a slot: its kind, its name, and for kText its value.

@@ -687,7 +687,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
         // documents are walked for their values. A list that would fail is read at once, so
         // that it fails here, with the pairs before the failing one in place.
         std::u16string_view list = head.substr(space + 1);
-        if (!Attributes::PackAttributeString(list, node->mobjAttributes))
+        if (!Attributes::PackAttributeString(list, node->mobjAttributes, decimal))
           node->Attributes()->ReadAttributeString(list);
       }
     };
