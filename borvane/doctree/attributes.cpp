@@ -383,7 +383,7 @@ ListForm RegularList(std::u16string_view text, char16_t decimal) {
       for (; p != end && *p != u' '; ++p)
         if (*p == u'"' || *p == u'|') return ListForm::kOther;
       const std::u16string_view v(value, static_cast<size_t>(p - value));
-      // The words are told by their length and units, the number test asks the locale.
+      // The words are told by their length and units; the number test takes the decimal given.
       if (!(v.empty() || IsWord(v, u"TRUE") || IsWord(v, u"FALSE"))) {
         double ignored;
         if (!PlainNumber(v, decimal, ignored)) return ListForm::kOther;

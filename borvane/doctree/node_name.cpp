@@ -32,7 +32,7 @@ NodeName NodeName::Shared(const String& name) {
   if (name.empty() || name.IsNull()) return NodeName(name);
   // Kept until the thread ends, on the heap: the library has initial-exec thread-locals, so when
   // it is loaded at run time (from Python) all of its thread-local block must fit in the small
-  // room the loader keeps for that, and 64 names would not.
+  // room the loader keeps for that, and the recent names would not.
   thread_local std::unique_ptr<RecentNames> recent;
   if (!recent) recent = std::make_unique<RecentNames>();
   return recent->Share(name.view());
