@@ -48,31 +48,29 @@ template <size_t bytes>
   MoveFixed<64>(to + n - 32, from + n - 32);
 }
 
-namespace unit_copy_internal {
+// The units at `at` as one word of their size: two units as uint32_t, four as uint64_t.
 template <typename Word>
-[[gnu::always_inline]] inline Word Load(const char16_t* at) {
+[[gnu::always_inline]] inline Word LoadUnits(const char16_t* at) {
   Word word;
   std::memcpy(&word, at, sizeof word);
   return word;
 }
-}  // namespace unit_copy_internal
 
 // Whether the `n` units at `a` and at `b` are the same, for `n` up to 16, by loads that overlap
 // and without a branch inside a length class.
 [[gnu::always_inline]] inline bool SameShortUnits(const char16_t* a, const char16_t* b, size_t n) {
-  using unit_copy_internal::Load;
   if (n >= 4) {
-    uint64_t differ = (Load<uint64_t>(a) ^ Load<uint64_t>(b)) |
-                      (Load<uint64_t>(a + n - 4) ^ Load<uint64_t>(b + n - 4));
+    uint64_t differ = (LoadUnits<uint64_t>(a) ^ LoadUnits<uint64_t>(b)) |
+                      (LoadUnits<uint64_t>(a + n - 4) ^ LoadUnits<uint64_t>(b + n - 4));
     if (n > 8) {
-      differ |= (Load<uint64_t>(a + 4) ^ Load<uint64_t>(b + 4)) |
-                (Load<uint64_t>(a + n - 8) ^ Load<uint64_t>(b + n - 8));
+      differ |= (LoadUnits<uint64_t>(a + 4) ^ LoadUnits<uint64_t>(b + 4)) |
+                (LoadUnits<uint64_t>(a + n - 8) ^ LoadUnits<uint64_t>(b + n - 8));
     }
     return differ == 0;
   }
   if (n >= 2) {
-    return ((Load<uint32_t>(a) ^ Load<uint32_t>(b)) |
-            (Load<uint32_t>(a + n - 2) ^ Load<uint32_t>(b + n - 2))) == 0;
+    return ((LoadUnits<uint32_t>(a) ^ LoadUnits<uint32_t>(b)) |
+            (LoadUnits<uint32_t>(a + n - 2) ^ LoadUnits<uint32_t>(b + n - 2))) == 0;
   }
   return n == 0 || *a == *b;
 }

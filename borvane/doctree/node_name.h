@@ -6,11 +6,11 @@
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "borvane/automation/string.h"
+#include "borvane/automation/unit_copy.h"
 
 namespace borvane {
 
@@ -85,22 +85,16 @@ class RecentNames {
     const char16_t* p = name.data();
     uint64_t mixed = n * 0x9e37u;
     if (n >= 4) {
-      mixed ^=
-          Load64(p) ^ std::rotl(Load64(p + n - 4), 21) ^ std::rotl(Load64(p + (n - 4) / 2), 42);
+      mixed ^= LoadUnits<uint64_t>(p) ^ std::rotl(LoadUnits<uint64_t>(p + n - 4), 21) ^
+               std::rotl(LoadUnits<uint64_t>(p + (n - 4) / 2), 42);
     } else if (n >= 2) {
-      mixed ^= Load64Of(p, 2) ^ Load64Of(p + n - 2, 2) << 32;
+      mixed ^= LoadUnits<uint32_t>(p) ^ static_cast<uint64_t>(LoadUnits<uint32_t>(p + n - 2)) << 32;
     } else if (n == 1) {
       mixed ^= p[0];
     }
     mixed ^= mixed >> 32;
     // The high bits of the product depend on every bit of `mixed`.
     return static_cast<size_t>((mixed * 0x9e3779b97f4a7c15u) >> 56);
-  }
-  static uint64_t Load64(const char16_t* at) { return Load64Of(at, 4); }
-  static uint64_t Load64Of(const char16_t* at, size_t units) {
-    uint64_t word = 0;
-    std::memcpy(&word, at, units * sizeof(char16_t));
-    return word;
   }
 
   NodeName names_[2 * kHashes];
