@@ -4,6 +4,7 @@
 // The text is read in one pass. White space outside tags and quotes is dropped while the text
 // is cut at tag starts, and each tag is handled as soon as it is complete, so that no stripped
 // copy of the whole text is made.
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <string>
@@ -161,6 +162,18 @@ constexpr size_t kSpaceUnknown = std::u16string_view::npos - 1;
 class TagScanner {
  public:
   explicit TagScanner(std::u16string_view text) : p_(text.data()), end_(p_ + text.size()) {}
+
+  // The value of a `text` given to ForEachPiece's `piece`, when the scanner read it already as
+  // a quoted text: its inner text with each escape as a quote, and the number of those. The view
+  // lasts for that call. The text is known by its place and length: the same view holds the
+  // same units, whichever way the scanner cut it.
+  bool UnescapedValue(std::u16string_view text, std::u16string_view& value,
+                      uint32_t& quotes) const {
+    if (text.data() != unescaped_for_.data() || text.size() != unescaped_for_.size()) return false;
+    value = std::u16string_view(unescaped_.data(), unescaped_size_);
+    quotes = unescaped_quotes_;
+    return true;
+  }
 
   // Calls piece(head, text, has_gt, space) with each piece in turn; the views last for the
   // call. `has_gt` tells whether the piece holds a ">" at all (else `text` is empty). `space`
@@ -387,6 +400,29 @@ class TagScanner {
     return p != end_ && *p == u'"' ? p + 1 : nullptr;
   }
 
+  // As PastQuoted, and the text's value, its inner text with each escape as a quote, is copied
+  // on the way into `unescaped_`, so that a long value is read from the text once.
+  const char16_t* ReadQuoted(const char16_t* quote) {
+    const char16_t* p = quote + 1;
+    size_t used = 0;
+    uint32_t escapes = 0;
+    while (true) {
+      // The room left bounds how far this round reads, as the copy never grows.
+      const size_t room = unescaped_.size() - used;
+      const char16_t* const limit = static_cast<size_t>(end_ - p) > room ? p + room : end_;
+      char16_t* to = unescaped_.data() + used;
+      p = copy_quoted_(p, limit, end_, to, escapes);
+      used = static_cast<size_t>(to - unescaped_.data());
+      if (p < limit || limit == end_) break;
+      unescaped_.resize(std::max<size_t>(unescaped_.size() * 2, 256));
+    }
+    if (p == end_ || *p != u'"') return nullptr;
+    unescaped_for_ = std::u16string_view(quote, static_cast<size_t>(p + 1 - quote));
+    unescaped_size_ = used;
+    unescaped_quotes_ = escapes;
+    return p + 1;
+  }
+
   bool PlainPiece(std::u16string_view& head, std::u16string_view& text) {
     const char16_t* const end = end_;
     const char16_t* const head_begin = p_;
@@ -431,14 +467,13 @@ class TagScanner {
 
   // The text of the writer's form behind the ">" at `head_end`, and in `next` the place behind
   // the "<" that cuts it; false when the piece leaves that form.
-  bool TextBehind(const char16_t* head_end, std::u16string_view& text,
-                  const char16_t*& next) const {
+  bool TextBehind(const char16_t* head_end, std::u16string_view& text, const char16_t*& next) {
     const char16_t* const end = end_;
     const char16_t* p = SkipWhite(head_end + 1, end, skip_white_);
     const char16_t* const text_begin = p;
     if (p == end) return false;
     if (*p == u'"') {
-      if (!(p = PastQuoted(p))) return false;
+      if (!(p = ReadQuoted(p))) return false;
     } else if (*p != u'<') {
       p = NextStop(p, end, kStopOutside);
     }
@@ -459,6 +494,12 @@ class TagScanner {
   const TagClassifier classify_ = PickTagClassifier();
   const WhiteSkipper skip_white_ = PickWhiteSkipper();
   const QuoteEndFinder find_quote_end_ = PickQuoteEndFinder();
+  const QuotedTextCopier copy_quoted_ = PickQuotedTextCopier();
+  // The value of the quoted text last read by ReadQuoted, and that text.
+  std::u16string unescaped_;
+  size_t unescaped_size_ = 0;
+  uint32_t unescaped_quotes_ = 0;
+  std::u16string_view unescaped_for_;
   KeptText head_;
   KeptText text_;
 };
@@ -479,45 +520,10 @@ bool IsLoneQuote(std::u16string_view text) {
   return text.size() == 1 && text.front() == u'"';
 }
 
-// Copies the units from `p` on to `to` up to the first quote or escape ("{\34}" or what starts
-// like one), or `end`, and returns where it stopped; `to` moves on as far. Other braces are
-// copied with the rest: a text may hold many that are no escape. Eight units are copied as they
-// are looked at, so that a text with an escape every few words costs no call per run. Eight
-// stored at `to` must fit where eight can be read at `p`.
-inline const char16_t* CopyToEscapeOrQuote(const char16_t* p, const char16_t* end, char16_t*& to) {
-#ifdef __SSE2__
-  const __m128i brace = _mm_set1_epi16(u'{');
-  const __m128i three = _mm_set1_epi16(u'3');
-  const __m128i four = _mm_set1_epi16(u'4');
-  const __m128i quote = _mm_set1_epi16(u'"');
-  // Eight places looked at take eleven units: an escape's "3" and "4" stand two and three on.
-  while (end - p >= 11) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v);
-    const __m128i at3 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
-    const __m128i at4 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 3));
-    const __m128i escape =
-        _mm_and_si128(_mm_cmpeq_epi16(v, brace),
-                      _mm_and_si128(_mm_cmpeq_epi16(at3, three), _mm_cmpeq_epi16(at4, four)));
-    const unsigned hits =
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(escape, _mm_cmpeq_epi16(v, quote))));
-    if (hits) {
-      const unsigned at = static_cast<unsigned>(__builtin_ctz(hits)) >> 1;
-      to += at;
-      return p + at;
-    }
-    p += 8;
-    to += 8;
-  }
-#endif
-  while (p < end && *p != u'{' && *p != u'"') *to++ = *p++;
-  return p;
-}
-
 // The inner text of a quoted value with "{\34}" turned into a quote, from `from` on, the first
 // brace or quote of `inner`; the quotes it holds are added to `quotes`.
-std::u16string Unescape(std::u16string_view inner, size_t from, uint32_t& quotes) {
-  constexpr std::u16string_view kEscape = u"{\\34}";
+std::u16string Unescape(std::u16string_view inner, size_t from, QuotedTextCopier copy,
+                        uint32_t& quotes) {
   // Never longer than `inner`, so that the copy, which runs behind the reading, stays within
   // it; cut to its length at the end.
   std::u16string out(inner.size(), u'\0');
@@ -526,21 +532,16 @@ std::u16string Unescape(std::u16string_view inner, size_t from, uint32_t& quotes
   to += from;
   const char16_t* p = inner.data() + from;
   const char16_t* const end = inner.data() + inner.size();
-  while (p < end) {  // at a brace or a quote
-    if (*p == u'"') {
-      *to++ = u'"';
-      ++p;
-      ++quotes;
-    } else if (std::u16string_view(p, static_cast<size_t>(end - p)).starts_with(kEscape)) {
-      *to++ = u'"';
-      p += kEscape.size();
-      ++quotes;
-    } else {
-      *to++ = u'{';
-      ++p;
+  uint32_t escapes = 0;
+  while (p < end) {
+    p = copy(p, end, end, to, escapes);
+    // A character that ends a quoted text stands in this one as it is.
+    if (p < end) {
+      if (*p == u'"') ++quotes;
+      *to++ = *p++;
     }
-    p = CopyToEscapeOrQuote(p, end, to);
   }
+  quotes += escapes;
   out.resize(static_cast<size_t>(to - out.data()));
   return out;
 }
@@ -550,8 +551,8 @@ std::u16string Unescape(std::u16string_view inner, size_t from, uint32_t& quotes
 // text is not a lone quote. `decimal` is the thread's decimal point. The quotes of a quoted
 // text are counted into `quotes`, which is left alone for any other value. Inlined at the
 // reader's two calls, as a call would cost more than most values take to read.
-[[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal, Variant& out,
-                                           uint32_t& quotes) {
+[[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal,
+                                           QuotedTextCopier copy, Variant& out, uint32_t& quotes) {
   if (text.empty()) {
     out.EmplaceString({});
     quotes = 0;
@@ -564,7 +565,7 @@ std::u16string Unescape(std::u16string_view inner, size_t from, uint32_t& quotes
     if (first == std::u16string_view::npos) {
       out.EmplaceString(inner);
     } else {
-      out.Emplace(String(Unescape(inner, first, quotes)));
+      out.Emplace(String(Unescape(inner, first, copy, quotes)));
     }
     return;
   }
@@ -651,6 +652,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     RecentNames names;
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;
+    const QuotedTextCopier copy_quoted = PickQuotedTextCopier();
     // Inlined at both of the scanner's calls, the fast one and the general one.
     auto read_piece = [&](std::u16string_view head, std::u16string_view text, bool has_gt,
                           size_t space) __attribute__((always_inline)) {
@@ -680,7 +682,11 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       DocNode* node = AddReadNode(keyed, *last_name, root);
       // Built in the node itself: once the lone quote is ruled out the value cannot fail, as
       // the numeric test accepts no text whose leading number overflows.
-      ValueOf(text, decimal, node->mvntValue, node->value_quotes_);
+      std::u16string_view unescaped;
+      if (scanner.UnescapedValue(text, unescaped, node->value_quotes_))
+        node->mvntValue.EmplaceString(unescaped);
+      else
+        ValueOf(text, decimal, copy_quoted, node->mvntValue, node->value_quotes_);
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size()) {
         // The pairs wait packed until a caller or the writer asks for them: most read

@@ -78,6 +78,22 @@ const char16_t* FindQuoteEndPlain(const char16_t* p, const char16_t* end);
 QuoteEndFinder Sse2QuoteEndFinder();
 QuoteEndFinder Avx2QuoteEndFinder();
 
+// Copies a quoted text from `p` on to `to`, each escape "{\34}" as a quote, up to the first
+// character that ends a quoted text (as for QuoteEndFinder) or `limit`, and returns where it
+// stopped; `to` moves on as far, and `escapes` counts the escapes copied. An escape that starts
+// before `limit` is read whole, up to `end`, so the place returned may lie past `limit`; a
+// brace that starts no escape is copied as it is. The units at `to` must have room for
+// `limit - p`: the copy never grows, and it writes only within that room.
+using QuotedTextCopier = const char16_t* (*)(const char16_t* p, const char16_t* limit,
+                                             const char16_t* end, char16_t*& to, uint32_t& escapes);
+
+// The fastest copier this processor runs, chosen once; the others as for the classifiers.
+QuotedTextCopier PickQuotedTextCopier();
+const char16_t* CopyQuotedTextPlain(const char16_t* p, const char16_t* limit, const char16_t* end,
+                                    char16_t*& to, uint32_t& escapes);
+QuotedTextCopier Sse2QuotedTextCopier();
+QuotedTextCopier Avx2QuotedTextCopier();
+
 }  // namespace borvane
 
 #endif  // BORVANE_DOCTREE_TAG_WINDOW_H_

@@ -120,6 +120,15 @@ TEST(ReaderTest, PiecesThatLeaveTheWrittenFormLateReadByTheSameRules) {
       }
     }
   }
+  // A long quoted value is copied as it is read, into room that grows: an escape, whole or cut
+  // short, at each place around the room's first sizes.
+  for (size_t at : {250, 252, 253, 254, 255, 256, 257, 508, 509, 510, 511, 512}) {
+    for (const char16_t* tail : {u"{\\34}w", u"{\\34", u"w{\\34}"}) {
+      ExpectReadsAsLiteralSteps(u"<r>\n\t<v>\n\t\"" + std::u16string(at, u'w') + tail +
+                                    u"\"\n\t</v>\n\t<v>\n\t\"{\\34}\"\n\t</v>\n</r>\n",
+                                "escape at " + std::to_string(at));
+    }
+  }
   // An attribute list in the writer's form, with a character that may break that form at each
   // place: read as it stands or by the general rules, it gives the pairs of the literal steps.
   // A list of three times that, with more text behind it, is looked at 64 characters at a

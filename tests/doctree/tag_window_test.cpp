@@ -98,5 +98,41 @@ TEST(TagWindowTest, QuoteEndFindersStopWhereThePlainOneStops) {
   }
 }
 
+TEST(TagWindowTest, QuotedTextCopiersCopyAsThePlainOneCopies) {
+  std::vector<QuotedTextCopier> copiers{PickQuotedTextCopier()};
+  for (QuotedTextCopier c : {Sse2QuotedTextCopier(), Avx2QuotedTextCopier()})
+    if (c) copiers.push_back(c);
+  // Escapes, braces that start none (also one cut short by the end), and stops, at every place
+  // around the steps, read up to limits on both sides of an escape.
+  const std::u16string pieces[] = {u"{\\34}", u"{\\35}", u"{{\\34}}", u"\x13e", u"{",
+                                   u"\"",     u">",      u"\x1e",     u"\x01",  u"{\\34"};
+  std::mt19937 rng(7);
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string text(rng() % 40, u'a');
+    for (int n = rng() % 4; n >= 0; --n)
+      text += pieces[rng() % 10] + std::u16string(rng() % 20, static_cast<char16_t>(u'b' + n));
+    const char16_t* const end = text.data() + text.size();
+    const char16_t* const limit = text.data() + rng() % (text.size() + 1);
+    std::u16string plain(text.size(), u'\0');
+    char16_t* plain_to = plain.data();
+    uint32_t plain_escapes = 0;
+    const char16_t* plain_stop =
+        CopyQuotedTextPlain(text.data(), limit, end, plain_to, plain_escapes);
+    plain.resize(static_cast<size_t>(plain_to - plain.data()));
+    for (QuotedTextCopier copy : copiers) {
+      // Room for the units before the limit only: a copy past it would show here.
+      std::u16string copied(static_cast<size_t>(limit - text.data()), u'\0');
+      copied += u"zzzzz";
+      char16_t* to = copied.data();
+      uint32_t escapes = 0;
+      EXPECT_EQ(copy(text.data(), limit, end, to, escapes), plain_stop) << "round " << round;
+      EXPECT_EQ(escapes, plain_escapes) << "round " << round;
+      EXPECT_EQ(copied.substr(static_cast<size_t>(limit - text.data())), u"zzzzz");
+      copied.resize(static_cast<size_t>(to - copied.data()));
+      EXPECT_EQ(copied, plain) << "round " << round;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace borvane
