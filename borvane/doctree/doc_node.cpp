@@ -166,12 +166,20 @@ void DocNode::SetName(String Value) {
   mstrName = NodeName::Shared(Value);
 }
 
+Variant DocNode::Value() const {
+  if (!read_value_) return mvntValue;
+  Variant value;
+  value.EmplaceString(read_value_.view());
+  return value;
+}
+
 void DocNode::SetValue(Variant Value) {
   if (Value.IsObject()) {
     mvntValue = DefaultValue(Value.ToObject());
   } else {
     mvntValue = std::move(Value);
   }
+  read_value_.Reset();
   const String* text = mvntValue.GetIf<String>();
   value_quotes_ = text ? static_cast<uint32_t>(CountUnit(text->view(), u'"')) : kQuotesUncounted;
 }

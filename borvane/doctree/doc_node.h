@@ -17,6 +17,7 @@
 #include "borvane/doctree/attributes.h"
 #include "borvane/doctree/node_key.h"
 #include "borvane/doctree/node_name.h"
+#include "borvane/doctree/pooled_units.h"
 
 namespace borvane {
 
@@ -52,7 +53,7 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   String Name() const { return mstrName.ToString(); }
   // Stores a copy; an object is stored as the value of its default member.
   void SetValue(Variant Value);
-  Variant Value() const { return mvntValue; }
+  Variant Value() const;
   // Created empty on first access.
   Ref<borvane::Attributes> Attributes();
   // The names from the top down to this node, joined by the thread's path separator.
@@ -151,6 +152,11 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   NodeKey mstrKey;
   NodeName mstrName;
   Variant mvntValue;
+  // A String value as the reader found it, held in place of mvntValue (then Empty) until the
+  // value is set: a String is made of it only when a caller asks for the value. A read tree is
+  // mostly walked, written or freed as a whole, and a heap block per value costs the heap's
+  // search for room, which grows with what earlier documents left of it in pieces.
+  PooledUnits read_value_;
   // The attributes object, or the pairs the reader found until it is first needed.
   AttributesSlot mobjAttributes;
   Anchor* mobjRoot = nullptr;  // counted handle on the root

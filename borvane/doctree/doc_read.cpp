@@ -521,13 +521,15 @@ bool IsLoneQuote(std::u16string_view text) {
 }
 
 // The inner text of a quoted value with "{\34}" turned into a quote, from `from` on, the first
-// brace or quote of `inner`; the quotes it holds are added to `quotes`.
-std::u16string Unescape(std::u16string_view inner, size_t from, QuotedTextCopier copy,
-                        uint32_t& quotes) {
+// brace or quote of `inner`, written into `room`, which the reader reuses from value to value;
+// the quotes it holds are added to `quotes`.
+std::u16string_view Unescape(std::u16string_view inner, size_t from, QuotedTextCopier copy,
+                             uint32_t& quotes, std::u16string& room) {
   // Never longer than `inner`, so that the copy, which runs behind the reading, stays within
-  // it; cut to its length at the end.
-  std::u16string out(inner.size(), u'\0');
-  char16_t* to = out.data();
+  // it.
+  if (room.size() < inner.size()) room.resize(inner.size());
+  char16_t* const out = room.data();
+  char16_t* to = out;
   std::memcpy(to, inner.data(), from * sizeof(char16_t));
   to += from;
   const char16_t* p = inner.data() + from;
@@ -542,17 +544,18 @@ std::u16string Unescape(std::u16string_view inner, size_t from, QuotedTextCopier
     }
   }
   quotes += escapes;
-  out.resize(static_cast<size_t>(to - out.data()));
-  return out;
+  return std::u16string_view(out, static_cast<size_t>(to - out));
 }
 
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
 // quote, then True/False in any case, then a number as a Double, else the text itself. The
 // text is not a lone quote. `decimal` is the thread's decimal point. The quotes of a quoted
-// text are counted into `quotes`, which is left alone for any other value. Inlined at the
-// reader's two calls, as a call would cost more than most values take to read.
+// text are counted into `quotes`, which is left alone for any other value. A quoted text goes
+// into `pooled` (see DocNode), any other value into `out`. Inlined at the reader's call, as a
+// call would cost more than most values take to read.
 [[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal,
-                                           QuotedTextCopier copy, Variant& out, uint32_t& quotes) {
+                                           QuotedTextCopier copy, Variant& out, PooledUnits& pooled,
+                                           uint32_t& quotes, std::u16string& room) {
   if (text.empty()) {
     out.EmplaceString({});
     quotes = 0;
@@ -562,10 +565,12 @@ std::u16string Unescape(std::u16string_view inner, size_t from, QuotedTextCopier
     std::u16string_view inner = text.substr(1, text.size() - 2);
     quotes = 0;
     const size_t first = FindEitherUnit(inner, u'{', u'"');
-    if (first == std::u16string_view::npos) {
-      out.EmplaceString(inner);
+    if (first != std::u16string_view::npos) inner = Unescape(inner, first, copy, quotes, room);
+    // The empty text is a String that takes no heap block.
+    if (inner.empty()) {
+      out.EmplaceString({});
     } else {
-      out.Emplace(String(Unescape(inner, first, copy, quotes)));
+      pooled.Set(inner);
     }
     return;
   }
@@ -653,6 +658,7 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
     DocNode::Anchor* root = nullptr;
     const char16_t decimal = ThreadLocale().decimal;
     const QuotedTextCopier copy_quoted = PickQuotedTextCopier();
+    std::u16string unescape_room;
     // Inlined at both of the scanner's calls, the fast one and the general one.
     auto read_piece = [&](std::u16string_view head, std::u16string_view text, bool has_gt,
                           size_t space) __attribute__((always_inline)) {
@@ -684,9 +690,10 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       // the numeric test accepts no text whose leading number overflows.
       std::u16string_view unescaped;
       if (scanner.UnescapedValue(text, unescaped, node->value_quotes_))
-        node->mvntValue.EmplaceString(unescaped);
+        node->read_value_.Set(unescaped);
       else
-        ValueOf(text, decimal, copy_quoted, node->mvntValue, node->value_quotes_);
+        ValueOf(text, decimal, copy_quoted, node->mvntValue, node->read_value_, node->value_quotes_,
+                unescape_room);
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size()) {
         // The pairs wait packed until a caller or the writer asks for them: most read

@@ -229,19 +229,24 @@ size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
   }
 }
 
+// A String value's text in quotes, with "{\34}" for each quote it holds.
+template <class Sink>
+void AppendQuotedText(Sink& out, std::u16string_view text) {
+  out.Put(u'"');
+  for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
+    out.PutRun(text.substr(0, quote));
+    out.Put(u"{\\34}"sv);
+    text.remove_prefix(quote + 1);
+  }
+  out.PutRun(text);
+  out.Put(u'"');
+}
+
 template <class Sink>
 void AppendValueText(Sink& out, const Variant& value) {
   // The usual types first, without the call that VarType costs.
   if (const String* string = value.GetIf<String>()) {
-    out.Put(u'"');
-    std::u16string_view text = string->view();
-    for (size_t quote; (quote = FindUnit(text, u'"')) != std::u16string_view::npos;) {
-      out.PutRun(text.substr(0, quote));
-      out.Put(u"{\\34}"sv);
-      text.remove_prefix(quote + 1);
-    }
-    out.PutRun(text);
-    out.Put(u'"');
+    AppendQuotedText(out, string->view());
   } else if (const double* number = value.GetIf<double>()) {
     char16_t* const at = out.Room(kNumberTextMax);
     out.Advance(at + FormatDoubleInto(*number, at));
@@ -301,11 +306,14 @@ void DocNode::WriteInto(Sink& out, bool indent) {
   auto put = [&out](std::u16string_view text) { out.Put(text); };
   const char16_t decimal = ThreadLocale().decimal;
   auto open = [&](DocNode* n, int32_t level) {
-    // A String value stands in a heap block of its own, wherever the heap had room when it was
-    // made: the next sibling's is asked for now, so that its load is under way by the time it
-    // is written.
+    // A value's text stands in a block of its own, away from its node: the next sibling's is
+    // asked for now, so that its load is under way by the time it is written.
     if (const DocNode* next = n->mobjNextSibling.Get()) {
-      if (const String* value = next->mvntValue.GetIf<String>()) __builtin_prefetch(value->data());
+      if (next->read_value_) {
+        __builtin_prefetch(next->read_value_.view().data());
+      } else if (const String* value = next->mvntValue.GetIf<String>()) {
+        __builtin_prefetch(value->data());
+      }
     }
     if (indent) out.Tabs(level);
     out.Put(u'<');
@@ -335,7 +343,11 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     out.Put(u">\n"sv);
     if (!n->mobjChild && !n->mvntValue.IsMissing()) {
       if (indent) out.Tabs(level);
-      AppendValueText(out, n->mvntValue);
+      if (n->read_value_) {
+        AppendQuotedText(out, n->read_value_.view());
+      } else {
+        AppendValueText(out, n->mvntValue);
+      }
       out.Put(u'\n');
     }
   };
@@ -399,7 +411,12 @@ size_t DocNode::TextBound(bool indent) {
     }
     if (lines == 3) {
       const bool counted = n->value_quotes_ != kQuotesUncounted;
-      total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
+      if (n->read_value_) {
+        // The reader counts the quotes of every text it keeps.
+        total += n->read_value_.size() + 2 + 4 * size_t{n->value_quotes_} + 1;
+      } else {
+        total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
+      }
     }
   };
   Walk(indent, open, [](DocNode*, int32_t) {});
