@@ -200,15 +200,21 @@ class StreamSink {
 // as pages past the text are never touched.
 constexpr size_t kUnreadTextMax = 32;
 
+// Characters of a String value's text as written: its quotes around it, and "{\34}" for each
+// of the `quotes` it holds.
+inline size_t QuotedTextSize(size_t units, size_t quotes) {
+  return units + 2 + 4 * quotes;
+}
+
 // Characters of a value line's text at most. `quotes` points at the quotes of a String value
 // when they were counted as it was set, else it is nullptr.
 size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
   if (const String* string = value.GetIf<String>()) {
-    if (quotes) return string->size() + 2 + 4 * size_t{*quotes};
+    if (quotes) return QuotedTextSize(string->size(), *quotes);
     // A short text is measured as if every unit were a quote ("{\34}"), without reading it:
     // its units lie elsewhere in memory, and the writing reads them soon enough.
-    if (string->size() <= kUnreadTextMax) return 5 * string->size() + 2;
-    return string->size() + 2 + 4 * CountUnit(string->view(), u'"');
+    if (string->size() <= kUnreadTextMax) return QuotedTextSize(string->size(), string->size());
+    return QuotedTextSize(string->size(), CountUnit(string->view(), u'"'));
   }
   if (value.GetIf<double>()) return 24;  // see below
   switch (value.VarType()) {
@@ -413,7 +419,7 @@ size_t DocNode::TextBound(bool indent) {
       const bool counted = n->value_quotes_ != kQuotesUncounted;
       if (n->read_value_) {
         // The reader counts the quotes of every text it keeps.
-        total += n->read_value_.size() + 2 + 4 * size_t{n->value_quotes_} + 1;
+        total += QuotedTextSize(n->read_value_.size(), n->value_quotes_) + 1;
       } else {
         total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
       }
