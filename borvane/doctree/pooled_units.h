@@ -8,7 +8,6 @@
 #define BORVANE_DOCTREE_POOLED_UNITS_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 #include "borvane/automation/slab_pool.h"
@@ -23,14 +22,14 @@ class PooledUnits {
   PooledUnits& operator=(const PooledUnits&) = delete;
   ~PooledUnits() { Reset(); }
 
-  // Holds a copy of `units` (fewer than 2^32) in place of any text held.
+  // Holds a copy of `units` in place of any text held.
   void Set(std::u16string_view units) {
     auto* block = static_cast<char16_t*>(PoolAllocateInline(BytesFor(units.size())));
     // Most texts are a few dozen units: fixed moves cost less than the call a block copy makes.
     CopyUnits(block, units.data(), units.size());
     Reset();
     units_ = block;
-    size_ = static_cast<uint32_t>(units.size());
+    size_ = units.size();
   }
   void Reset() noexcept {
     if (units_) PoolFree(units_, BytesFor(size_));
@@ -47,7 +46,8 @@ class PooledUnits {
   static size_t BytesFor(size_t units) { return (units ? units : 1) * sizeof(char16_t); }
 
   char16_t* units_ = nullptr;
-  uint32_t size_ = 0;
+  // A whole word, as the pointer's alignment leaves room for it anyway: no text is cut short.
+  size_t size_ = 0;
 };
 
 }  // namespace borvane
