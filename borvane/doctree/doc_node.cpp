@@ -181,7 +181,9 @@ void DocNode::SetValue(Variant Value) {
   }
   read_value_.Reset();
   const String* text = mvntValue.GetIf<String>();
-  value_quotes_ = text ? static_cast<uint32_t>(CountUnit(text->view(), u'"')) : kQuotesUncounted;
+  // A count that does not fit is left uncounted: the writer counts that text again.
+  const size_t quotes = text ? CountUnit(text->view(), u'"') : kQuotesUncounted;
+  value_quotes_ = static_cast<uint32_t>(std::min<size_t>(quotes, kQuotesUncounted));
 }
 
 Ref<Attributes> DocNode::Attributes() {

@@ -417,9 +417,12 @@ size_t DocNode::TextBound(bool indent) {
     }
     if (lines == 3) {
       const bool counted = n->value_quotes_ != kQuotesUncounted;
-      if (n->read_value_) {
-        // The reader counts the quotes of every text it keeps.
-        total += QuotedTextSize(n->read_value_.size(), n->value_quotes_) + 1;
+      if (const PooledUnits& read = n->read_value_) {
+        // The reader counts the quotes of every text it keeps, in 32 bits: they cannot pass
+        // that count in a shorter text, and a longer one is counted again.
+        const size_t quotes =
+            read.size() < kQuotesUncounted ? n->value_quotes_ : CountUnit(read.view(), u'"');
+        total += QuotedTextSize(read.size(), quotes) + 1;
       } else {
         total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
       }
