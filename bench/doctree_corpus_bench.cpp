@@ -34,10 +34,9 @@
 // at the end gives each shape's CPU times (medians of nine repetitions), their ratio and the
 // growth from the small to the large size for both (medians of the repetitions' own), and the
 // memory per read node of both, then the worst shape and the worst seed for each of them, with
-// pugixml's worst growth beside ours, and the mean growth of every repetition. Each run shows the
-// minor page faults each side took
-// ("faults", "pugi faults"): a ratio taken while one side faulted fresh pages in measures the
-// kernel, not the code.
+// pugixml's worst growth beside ours, and the mean growth of every repetition. Each run shows
+// the minor page faults each side took ("faults", "pugi faults"): a ratio taken while one side
+// faulted fresh pages in measures the kernel, not the code.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/resource.h>
