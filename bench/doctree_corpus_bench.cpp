@@ -916,8 +916,8 @@ int main(int argc, char** argv) {
           ->UseManualTime()
           ->MinTime(0.5)
           // Nine: on a shared machine one repetition's growth moves by a tenth either way, in
-          // spells longer than a repetition, and a median of five then passes a tenth above
-          // the mean for one seed in twenty, for pugixml's linear reader as for ours.
+          // spells longer than a repetition, and a median of five then lands 9% above the
+          // mean for about one seed in seventeen, for pugixml's linear reader as for ours.
           ->Repetitions(static_cast<int>(EnvNumber("BORVANE_BENCH_REPETITIONS", 9)));
   benchmark::Initialize(&argc, argv);
   g_wall_clock = EnvNumber("BORVANE_BENCH_WALL", 0) != 0;

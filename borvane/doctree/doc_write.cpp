@@ -416,7 +416,6 @@ size_t DocNode::TextBound(bool indent) {
       total += 1 + list->TextBound(decimal);
     }
     if (lines == 3) {
-      const bool counted = n->value_quotes_ != kQuotesUncounted;
       if (const PooledUnits& read = n->read_value_) {
         // The reader counts the quotes of every text it keeps, in 32 bits: they cannot pass
         // that count in a shorter text, and a longer one is counted again.
@@ -424,6 +423,7 @@ size_t DocNode::TextBound(bool indent) {
             read.size() < kQuotesUncounted ? n->value_quotes_ : CountUnit(read.view(), u'"');
         total += QuotedTextSize(read.size(), quotes) + 1;
       } else {
+        const bool counted = n->value_quotes_ != kQuotesUncounted;
         total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
       }
     }
