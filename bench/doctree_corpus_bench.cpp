@@ -14,6 +14,8 @@
 //             mix unquoted numbers, Booleans and quoted texts with spaces, as a person writes
 //   crlf      the same kind of document with CRLF line ends, two-space indentation, values on
 //             the tag's line or on their own, and no attributes on some nodes
+//   bare      an outline of names alone, three levels deep with tab indentation: no attributes
+//             and no values, as a menu or a tree view's skeleton is kept
 //   built     the mixed document built through Add and Attributes.Add with typed values (Long,
 //             Double, Boolean, String), as a program builds the document it saves
 //   seed-N    a random document from the seed N: shapes drawn per node (attribute count and
@@ -64,7 +66,19 @@ namespace {
 
 using namespace borvane;
 
-enum Kind { kAttrs, kTexts, kUnquoted, kDeep, kWide, kSettings, kMixed, kCrlf, kBuilt, kRandom };
+enum Kind {
+  kAttrs,
+  kTexts,
+  kUnquoted,
+  kDeep,
+  kWide,
+  kSettings,
+  kMixed,
+  kCrlf,
+  kBare,
+  kBuilt,
+  kRandom
+};
 
 struct Shape {
   std::string name;
@@ -220,6 +234,21 @@ std::string PersonText(int nodes, bool crlf, std::string& xml) {
     both("</group>" + eol);
   }
   both("</config>" + eol);
+  return text.Take(xml);
+}
+
+// The bare document: menus of up to 25 items under a root. `xml` receives it as XML.
+std::string BareText(int nodes, std::string& xml) {
+  TwinText text(static_cast<size_t>(nodes) * 20);
+  text.Both("<outline>\n");
+  int made = 1;
+  while (made < nodes) {
+    text.Both("\t<menu>\n");
+    ++made;
+    for (int i = 0; i < 25 && made < nodes; ++i, ++made) text.Both("\t\t<item>\n\t\t</item>\n");
+    text.Both("\t</menu>\n");
+  }
+  text.Both("</outline>\n");
   return text.Take(xml);
 }
 
@@ -485,8 +514,8 @@ std::string RandomText(uint64_t seed, int nodes, bool& indent_written, std::stri
 }
 
 // The shape's document in the library's dialect, with about `nodes` nodes; for one that is read
-// from this text (mixed, crlf, random), `xml` receives the same document as XML (else it is left
-// empty).
+// from this text (mixed, crlf, bare, random), `xml` receives the same document as XML (else it is
+// left empty).
 std::string DialectText(const Shape& shape, int nodes, bool& indent_written, std::string& xml) {
   std::string out;
   out.reserve(static_cast<size_t>(nodes) * 60);
@@ -563,6 +592,9 @@ std::string DialectText(const Shape& shape, int nodes, bool& indent_written, std
     case kCrlf:
       out = PersonText(nodes, true, xml);
       break;
+    case kBare:
+      out = BareText(nodes, xml);
+      break;
     case kRandom:
       out = RandomText(shape.seed, nodes, indent_written, xml);
       break;
@@ -616,7 +648,7 @@ struct Corpus {
 
 // Whether the shape is read from its text as it stands rather than from the library's writing.
 bool ReadsSource(Kind kind) {
-  return kind == kMixed || kind == kCrlf || kind == kRandom;
+  return kind == kMixed || kind == kCrlf || kind == kBare || kind == kRandom;
 }
 
 // The corpus entries of one shape at a time, of both sizes (Measure runs them in turns). Those of
@@ -895,7 +927,7 @@ int main(int argc, char** argv) {
   mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
   if (EnvNumber("BORVANE_BENCH_FIXED", 1)) {
     const char* fixed[] = {"attrs",    "texts", "unquoted", "deep", "wide",
-                           "settings", "mixed", "crlf",     "built"};
+                           "settings", "mixed", "crlf",     "bare", "built"};
     for (int k = kAttrs; k <= kBuilt; ++k) g_shapes.push_back({fixed[k], Kind(k)});
   }
   const uint64_t first_seed = EnvNumber("BORVANE_BENCH_SEED", std::random_device{}() % 1000000000);

@@ -9,7 +9,7 @@ namespace borvane {
 
 #ifdef BORVANE_POOL_OFF
 
-void* PoolAllocate(size_t size) {
+void* PoolAllocate(size_t size, size_t) {
   return ::operator new(size);
 }
 
@@ -95,7 +95,7 @@ struct SlabsReleaser {
   }
 };
 
-Slab* NewSlab() {
+Slab* NewSlab(size_t stream) {
   static thread_local SlabsReleaser releaser;
   (void)releaser;
   Slab* slab = t_cache.first;
@@ -109,25 +109,26 @@ Slab* NewSlab() {
   }
   g_slab_count.fetch_add(1, std::memory_order_relaxed);
   slab->live = 0;
+  slab->stream = static_cast<uint16_t>(stream);
   slab->current = true;
   return slab;
 }
 
 }  // namespace
 
-void* PoolAllocate(size_t size) {
-  if (void* block = AllocateFromCurrentSlab(size)) return block;
+void* PoolAllocate(size_t size, size_t lane) {
+  if (void* block = AllocateFromCurrentSlab(size, lane)) return block;
   if (size > kMaxPooledSize) return ::operator new(size);
   // The thread's slab for the class is full, or there is none yet: the next one.
-  const size_t cls = (size + kGrain - 1) / kGrain - 1;
-  if (Slab* full = t_slabs.slab[cls]) {
+  const size_t stream = StreamOf(size, lane);
+  if (Slab* full = t_slabs.slab[stream]) {
     full->current = false;
     if (full->live == 0) FreeSlab(full);
-    t_slabs.slab[cls] = nullptr;
+    t_slabs.slab[stream] = nullptr;
   }
-  t_slabs.slab[cls] = NewSlab();
-  t_slabs.next[cls] = FirstBlock(t_slabs.slab[cls]);
-  return AllocateFromCurrentSlab(size);
+  t_slabs.slab[stream] = NewSlab(stream);
+  t_slabs.next[stream] = FirstBlock(t_slabs.slab[stream]);
+  return AllocateFromCurrentSlab(size, lane);
 }
 
 void PoolFree(void* block, size_t size) noexcept {
@@ -143,8 +144,7 @@ void PoolFree(void* block, size_t size) noexcept {
   }
   // A current slab, empty again: when it is this thread's, allocation starts over at its
   // beginning; else its own thread frees it when it moves on.
-  size_t cls = (size + kGrain - 1) / kGrain - 1;
-  if (t_slabs.slab[cls] == slab) t_slabs.next[cls] = FirstBlock(slab);
+  if (t_slabs.slab[slab->stream] == slab) t_slabs.next[slab->stream] = FirstBlock(slab);
 }
 
 long PoolSlabCount() {

@@ -9,6 +9,11 @@
 // (a tree read after one was freed finds its memory in place, where fresh pages from the system
 // would have to be faulted in and cleared); the others go back to the heap.
 //
+// A lane other than the first keeps its blocks, of any size, on slabs of their own: objects
+// walked in the order they were made (the nodes of a tree) take one, so that blocks of the
+// same size made between them for other uses (their attributes, their texts) do not stand
+// among them.
+//
 // Like the objects themselves, blocks are freed on the thread that made them. Under the
 // sanitizers every block is a heap block of its own, so that their checks still see each
 // object.
@@ -30,10 +35,12 @@
 namespace borvane {
 
 inline constexpr size_t kMaxPooledSize = 512;
+// Lane 0 is everyone's; lane 1 is the nodes of documents.
+inline constexpr size_t kPoolLanes = 2;
 
-// A block of `size` bytes, aligned to 16 bytes; one larger than kMaxPooledSize is a plain heap
-// block.
-void* PoolAllocate(size_t size);
+// A block of `size` bytes from `lane`, aligned to 16 bytes; one larger than kMaxPooledSize is
+// a plain heap block.
+void* PoolAllocate(size_t size, size_t lane = 0);
 // Frees a block of PoolAllocate; `size` is the size it was asked for.
 void PoolFree(void* block, size_t size) noexcept;
 
@@ -45,33 +52,42 @@ namespace slab_internal {
 inline constexpr size_t kSlabSize = 32 * 1024;
 inline constexpr size_t kGrain = 16;
 inline constexpr size_t kClasses = kMaxPooledSize / kGrain;
+// The slabs a thread allocates from at once: one per size class of lane 0, one per other lane.
+// Few, as the initial TLS block that holds them is small for a library loaded late (a Python
+// caller's).
+inline constexpr size_t kStreams = kClasses + kPoolLanes - 1;
 
 // Stands at the start of each slab; slabs are aligned to their size, so a block finds it by
 // masking its address.
 struct alignas(kGrain) Slab {
-  uint32_t live;  // blocks handed out and not yet freed
-  bool current;   // still some thread's slab to allocate from
+  uint32_t live;    // blocks handed out and not yet freed
+  uint16_t stream;  // the size class or lane it serves
+  bool current;     // still some thread's slab to allocate from
 };
 
-// The slab each size class of this thread allocates from, and where its free space begins.
-// Plain data in the initial TLS block, so that reaching it costs no call.
+// The slab each stream of this thread allocates from, and where its free
+// space begins. Plain data in the initial TLS block, so that reaching it costs no call.
 struct ThreadSlabs {
-  Slab* slab[kClasses];
-  char* next[kClasses];
+  Slab* slab[kStreams];
+  char* next[kStreams];
 };
 extern constinit thread_local ThreadSlabs t_slabs __attribute__((tls_model("initial-exec")));
 
-// The block of PoolAllocate from the thread's slab for its class while it has room, else
+inline size_t StreamOf(size_t size, size_t lane) {
+  return lane ? kClasses + lane - 1 : (size + kGrain - 1) / kGrain - 1;
+}
+
+// The block of PoolAllocate from the thread's slab for its stream while it has room, else
 // nullptr (and PoolAllocate takes a new slab, or the heap).
-inline void* AllocateFromCurrentSlab(size_t size) {
+inline void* AllocateFromCurrentSlab(size_t size, size_t lane) {
   if (size > kMaxPooledSize) return nullptr;
-  const size_t cls = (size + kGrain - 1) / kGrain - 1;
-  const size_t rounded = (cls + 1) * kGrain;
-  Slab* slab = t_slabs.slab[cls];
-  char* at = t_slabs.next[cls];
+  const size_t stream = StreamOf(size, lane);
+  const size_t rounded = (size + kGrain - 1) / kGrain * kGrain;
+  Slab* slab = t_slabs.slab[stream];
+  char* at = t_slabs.next[stream];
   if (!slab || at + rounded > reinterpret_cast<char*>(slab) + kSlabSize) return nullptr;
   ++slab->live;
-  t_slabs.next[cls] = at + rounded;
+  t_slabs.next[stream] = at + rounded;
   return at;
 }
 
@@ -87,18 +103,21 @@ inline constexpr size_t kMaxCachedSlabs = 1024;  // 32 MiB
 
 // PoolAllocate with the thread's current slab tried inline, for blocks made by the hundred
 // thousand (nodes, their packed attributes).
-inline void* PoolAllocateInline(size_t size) {
+inline void* PoolAllocateInline(size_t size, size_t lane = 0) {
 #ifndef BORVANE_POOL_OFF
-  if (void* block = slab_internal::AllocateFromCurrentSlab(size)) return block;
+  if (void* block = slab_internal::AllocateFromCurrentSlab(size, lane)) return block;
 #endif
-  return PoolAllocate(size);
+  return PoolAllocate(size, lane);
 }
 
-// Class-specific allocation through the pool, for a class derived from this one.
-struct Pooled {
-  static void* operator new(size_t size) { return PoolAllocateInline(size); }
+// Class-specific allocation through the pool's `Lane`, for a class derived from this one.
+template <size_t Lane>
+struct PooledIn {
+  static_assert(Lane < kPoolLanes);
+  static void* operator new(size_t size) { return PoolAllocateInline(size, Lane); }
   static void operator delete(void* block, size_t size) noexcept { PoolFree(block, size); }
 };
+using Pooled = PooledIn<0>;
 
 }  // namespace borvane
 

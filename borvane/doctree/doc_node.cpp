@@ -167,22 +167,15 @@ void DocNode::SetName(String Value) {
 }
 
 Variant DocNode::Value() const {
-  if (!read_value_) return mvntValue;
-  Variant value;
-  value.EmplaceString(read_value_.view());
-  return value;
+  return mvntValue.Get();
 }
 
 void DocNode::SetValue(Variant Value) {
-  if (Value.IsObject()) {
-    mvntValue = DefaultValue(Value.ToObject());
-  } else {
-    mvntValue = std::move(Value);
-  }
-  read_value_.Reset();
-  const String* text = mvntValue.GetIf<String>();
+  Variant stored = Value.IsObject() ? DefaultValue(Value.ToObject()) : std::move(Value);
+  const String* text = stored.GetIf<String>();
   // A count that does not fit is left uncounted: the writer counts that text again.
   const size_t quotes = text ? CountUnit(text->view(), u'"') : kQuotesUncounted;
+  mvntValue.Set(std::move(stored));
   value_quotes_ = static_cast<uint32_t>(std::min<size_t>(quotes, kQuotesUncounted));
 }
 

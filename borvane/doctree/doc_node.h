@@ -17,7 +17,7 @@
 #include "borvane/doctree/attributes.h"
 #include "borvane/doctree/node_key.h"
 #include "borvane/doctree/node_name.h"
-#include "borvane/doctree/pooled_units.h"
+#include "borvane/doctree/node_value.h"
 
 namespace borvane {
 
@@ -25,8 +25,9 @@ class CStringBuilder;
 class Doc;
 class NodeList;
 
-// Nodes come from the slab pool: a tree read at once stands together in memory.
-class DocNode : public Dispatchable<DocNode>, public Pooled {
+// Nodes come from a lane of the slab pool of their own: a tree read or built at once stands
+// together in memory, without the attributes and texts made between its nodes.
+class DocNode : public Dispatchable<DocNode>, public PooledIn<1> {
  public:
   static constexpr const char* kClassName = "DocNode";
   static void Describe(ClassBuilder<DocNode>& b);
@@ -151,12 +152,11 @@ class DocNode : public Dispatchable<DocNode>, public Pooled {
   uint32_t value_quotes_ = kQuotesUncounted;
   NodeKey mstrKey;
   NodeName mstrName;
-  Variant mvntValue;
-  // A String value as the reader found it, held in place of mvntValue (then Empty) until the
-  // value is set: a String is made of it only when a caller asks for the value. A read tree is
-  // mostly walked, written or freed as a whole, and a heap block per value costs the heap's
-  // search for room, which grows with what earlier documents left of it in pieces.
-  PooledUnits read_value_;
+  // A String value stays a bare text: a String is made of it only when a caller asks for the
+  // value. A read tree is mostly walked, written or freed as a whole, and a heap block per
+  // value the reader found costs the heap's search for room, which grows with what earlier
+  // documents left of it in pieces.
+  NodeValue mvntValue;
   // The attributes object, or the pairs the reader found until it is first needed.
   AttributesSlot mobjAttributes;
   Anchor* mobjRoot = nullptr;  // counted handle on the root

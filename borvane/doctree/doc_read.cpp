@@ -549,15 +549,14 @@ std::u16string_view Unescape(std::u16string_view inner, size_t from, QuotedTextC
 
 // The value of an opening tag from the text behind its ">": quoted text with "{\34}" for a
 // quote, then True/False in any case, then a number as a Double, else the text itself. The
-// text is not a lone quote. `decimal` is the thread's decimal point. The quotes of a quoted
-// text are counted into `quotes`, which is left alone for any other value. A quoted text goes
-// into `pooled` (see DocNode), any other value into `out`. Inlined at the reader's call, as a
-// call would cost more than most values take to read.
+// text is not a lone quote. `decimal` is the thread's decimal point. The quotes of a text
+// kept as the value are counted into `quotes`, which is left alone for any other value.
+// Inlined at the reader's call, as a call would cost more than most values take to read.
 [[gnu::always_inline]] inline void ValueOf(std::u16string_view text, char16_t decimal,
-                                           QuotedTextCopier copy, Variant& out, PooledUnits& pooled,
-                                           uint32_t& quotes, std::u16string& room) {
+                                           QuotedTextCopier copy, NodeValue& out, uint32_t& quotes,
+                                           std::u16string& room) {
   if (text.empty()) {
-    out.EmplaceString({});
+    out.SetReadText({});
     quotes = 0;
     return;
   }
@@ -566,30 +565,31 @@ std::u16string_view Unescape(std::u16string_view inner, size_t from, QuotedTextC
     quotes = 0;
     const size_t first = FindEitherUnit(inner, u'{', u'"');
     if (first != std::u16string_view::npos) inner = Unescape(inner, first, copy, quotes, room);
-    // The empty text is a String that takes no heap block.
-    if (inner.empty()) {
-      out.EmplaceString({});
-    } else {
-      pooled.Set(inner);
-    }
+    out.SetReadText(inner);
     return;
   }
   const char16_t first = text.front() | 0x20;
   if (first == u't' && IsWordNoCase(text, u"true")) {
-    out.Emplace(true);
+    out.SetBoolean(true);
     return;
   }
   if (first == u'f' && IsWordNoCase(text, u"false")) {
-    out.Emplace(false);
+    out.SetBoolean(false);
     return;
   }
   double number;
   if (PlainNumber(text, decimal, number)) {
-    out.Emplace(number);
+    out.SetDouble(number);
     return;
   }
-  out.EmplaceString(text);
-  if (IsNumeric(out)) out = Val(out.StringRef());
+  Variant as_text;
+  as_text.EmplaceString(text);
+  if (IsNumeric(as_text)) {
+    out.SetDouble(Val(as_text.StringRef()));
+    return;
+  }
+  quotes = static_cast<uint32_t>(std::min<size_t>(CountUnit(text, u'"'), UINT32_MAX));
+  out.SetReadText(text);
 }
 
 }  // namespace
@@ -690,10 +690,9 @@ void Doc::ReadXML(String& XMLText, String& ParentKey) {
       // the numeric test accepts no text whose leading number overflows.
       std::u16string_view unescaped;
       if (scanner.UnescapedValue(text, unescaped, node->value_quotes_))
-        node->read_value_.Set(unescaped);
+        node->mvntValue.SetReadText(unescaped);
       else
-        ValueOf(text, decimal, copy_quoted, node->mvntValue, node->read_value_, node->value_quotes_,
-                unescape_room);
+        ValueOf(text, decimal, copy_quoted, node->mvntValue, node->value_quotes_, unescape_room);
       current = node;
       if (space != std::u16string_view::npos && space + 1 < head.size()) {
         // The pairs wait packed until a caller or the writer asks for them: most read

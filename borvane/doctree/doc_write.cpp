@@ -206,6 +206,10 @@ inline size_t QuotedTextSize(size_t units, size_t quotes) {
   return units + 2 + 4 * quotes;
 }
 
+// Characters of a Single's or Double's text at most: fifteen significant digits, a sign, a
+// point and "E-308" around them.
+constexpr size_t kDoubleTextMax = 24;
+
 // Characters of a value line's text at most. `quotes` points at the quotes of a String value
 // when they were counted as it was set, else it is nullptr.
 size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
@@ -216,7 +220,7 @@ size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
     if (string->size() <= kUnreadTextMax) return QuotedTextSize(string->size(), string->size());
     return QuotedTextSize(string->size(), CountUnit(string->view(), u'"'));
   }
-  if (value.GetIf<double>()) return 24;  // see below
+  if (value.GetIf<double>()) return kDoubleTextMax;
   switch (value.VarType()) {
     case vbBoolean:
       return 5;
@@ -228,8 +232,7 @@ size_t ValueTextBound(const Variant& value, const uint32_t* quotes) {
       return 11;
     case vbSingle:
     case vbDouble:
-      // Fifteen significant digits at most: a sign, a point and "E-308" around them.
-      return 24;
+      return kDoubleTextMax;
     default:
       return kNumberTextMax;  // a date or currency in its text form
   }
@@ -264,6 +267,25 @@ void AppendValueText(Sink& out, const Variant& value) {
   // Empty and Null: a line with only the indentation.
 }
 
+// The same for a node's value, with the kinds the reader gives handled in place.
+template <class Sink>
+void AppendNodeValue(Sink& out, const NodeValue& value) {
+  double number;
+  bool boolean;
+  if (value.IsText()) {
+    AppendQuotedText(out, value.Text());
+  } else if (value.GetDouble(number)) {
+    char16_t* const at = out.Room(kNumberTextMax);
+    out.Advance(at + FormatDoubleInto(number, at));
+  } else if (value.GetBoolean(boolean)) {
+    out.Put(boolean ? u"True"sv : u"False"sv);
+  } else if (const Variant* boxed = value.Boxed()) {
+    AppendValueText(out, *boxed);
+  } else {
+    AppendValueText(out, value.Get());
+  }
+}
+
 // How far ahead of a node the walk asks for memory: some fourteen nodes, far enough to cover a
 // load's wait in a large tree and near enough that the lines are still there when reached.
 constexpr size_t kWalkPrefetch = 2048;
@@ -284,10 +306,11 @@ void DocNode::Walk(bool indent, Open&& open, Close&& close) {
   while (!stack.empty()) {
     Frame& top = stack.back();
     if (DocNode* child = top.next_child) {
-      // Nodes read or added together stand together in memory, in document order (the slab
-      // pool): the ones a few places on are asked for now, as each link is only known once its
-      // node is loaded. A node spans three cache lines, and each is asked for: one alone left
-      // the walk waiting on the next sibling in half the nodes.
+      // Nodes read or added together stand together in memory, in document order (their lane
+      // of the slab pool): the ones a few places on are asked for now, as each link is only
+      // known once its node is loaded. A node's length of lines is asked for per node, which
+      // reaches every line as the nodes stand side by side: one line alone left the walk
+      // waiting on the next sibling in half the nodes.
       const char* ahead = reinterpret_cast<const char*>(child) + kWalkPrefetch;
       for (size_t line = 0; line < sizeof(DocNode); line += 64) __builtin_prefetch(ahead + line);
       top.next_child = child->mobjNextSibling.Get();
@@ -315,10 +338,10 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     // A value's text stands in a block of its own, away from its node: the next sibling's is
     // asked for now, so that its load is under way by the time it is written.
     if (const DocNode* next = n->mobjNextSibling.Get()) {
-      if (next->read_value_) {
-        __builtin_prefetch(next->read_value_.view().data());
-      } else if (const String* value = next->mvntValue.GetIf<String>()) {
-        __builtin_prefetch(value->data());
+      if (next->mvntValue.IsText()) {
+        __builtin_prefetch(next->mvntValue.Text().data());
+      } else if (const Variant* boxed = next->mvntValue.Boxed()) {
+        __builtin_prefetch(boxed);
       }
     }
     if (indent) out.Tabs(level);
@@ -349,11 +372,7 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     out.Put(u">\n"sv);
     if (!n->mobjChild && !n->mvntValue.IsMissing()) {
       if (indent) out.Tabs(level);
-      if (n->read_value_) {
-        AppendQuotedText(out, n->read_value_.view());
-      } else {
-        AppendValueText(out, n->mvntValue);
-      }
+      AppendNodeValue(out, n->mvntValue);
       out.Put(u'\n');
     }
   };
@@ -416,15 +435,20 @@ size_t DocNode::TextBound(bool indent) {
       total += 1 + list->TextBound(decimal);
     }
     if (lines == 3) {
-      if (const PooledUnits& read = n->read_value_) {
-        // The reader counts the quotes of every text it keeps, in 32 bits: they cannot pass
+      if (const NodeValue& value = n->mvntValue; value.IsText()) {
+        // A text's quotes are counted as it is read or set, in 32 bits: they cannot pass
         // that count in a shorter text, and a longer one is counted again.
+        const std::u16string_view text = value.Text();
         const size_t quotes =
-            read.size() < kQuotesUncounted ? n->value_quotes_ : CountUnit(read.view(), u'"');
-        total += QuotedTextSize(read.size(), quotes) + 1;
-      } else {
+            text.size() < kQuotesUncounted ? n->value_quotes_ : CountUnit(text, u'"');
+        total += QuotedTextSize(text.size(), quotes) + 1;
+      } else if (double number; value.GetDouble(number)) {
+        total += kDoubleTextMax + 1;
+      } else if (const Variant* boxed = value.Boxed()) {
         const bool counted = n->value_quotes_ != kQuotesUncounted;
-        total += ValueTextBound(n->mvntValue, counted ? &n->value_quotes_ : nullptr) + 1;
+        total += ValueTextBound(*boxed, counted ? &n->value_quotes_ : nullptr) + 1;
+      } else {
+        total += ValueTextBound(value.Get(), nullptr) + 1;
       }
     }
   };

@@ -137,6 +137,39 @@ TEST(DocTest, ItemAndNameFailuresPassThrough) {
   EXPECT_EQ(U8(text), "kept");
 }
 
+// A node keeps most values in place of a Variant: each kind must come back exactly, and a
+// value replaced by another of a different kind must not leave the old one behind.
+TEST(DocTest, ValuesOfEveryKindComeBackAsSet) {
+  Ref<Doc> doc = MakeRef<Doc>();
+  Ref<DocNode> node = AddNode(*doc, "", "v");
+  const Variant kinds[] = {Variant(),
+                           Variant::Null(),
+                           Variant(int16_t{-2}),
+                           Variant(int32_t{-70000}),
+                           Variant(1.5f),
+                           Variant(-0.25),
+                           Variant(Currency::FromRaw(123456)),
+                           Variant(Date{45000.5}),
+                           Variant(ErrorValue{5}),
+                           Variant::Missing(),
+                           Variant(true),
+                           Variant(uint8_t{200}),
+                           Variant(String("a \"long\" text past the short form")),
+                           Variant(String()),
+                           Variant(String(static_cast<const char16_t*>(nullptr))),
+                           Variant(Array::OfVariants({Variant(int32_t{1})}))};
+  for (const Variant& kind : kinds) {
+    node->SetValue(kind);
+    EXPECT_TRUE(node->Value() == kind) << U8(TypeName(kind));
+  }
+  node->SetValue(Variant(int32_t{7}));
+  EXPECT_EQ(U8(Write(*doc)), "<v>\n7\n</v>\n");
+  node->SetValue(Variant::Null());  // a line with nothing on it
+  EXPECT_EQ(U8(Write(*doc)), "<v>\n\n</v>\n");
+  node->SetValue(Variant::Missing());  // no value line at all
+  EXPECT_EQ(U8(Write(*doc)), "<v>\n</v>\n");
+}
+
 TEST(DocTest, RemovalTakesSubtreesInPostOrder) {
   Ref<Doc> doc = MakeRef<Doc>();
   AddNode(*doc, "", "top", Variant::Missing(), "T");

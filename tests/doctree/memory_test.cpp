@@ -63,6 +63,23 @@ TEST(DocMemoryTest, ReleasedTreesGiveTheirSlabsBack) {
   EXPECT_EQ(PoolCachedSlabCount(), cached);
 }
 
+// The writer's walk finds the next nodes at fixed distances: nodes added one by one stand side
+// by side, though their attributes and texts, some of a node's own size, are made between them.
+TEST(DocMemoryTest, NodesAddedStandTogetherBesideWhatTheyHold) {
+  if (PoolSlabCount() < 0) GTEST_SKIP() << "objects are plain heap blocks in this build";
+  Ref<Doc> doc = MakeRef<Doc>();
+  AddNode(*doc, "", "r", Variant::Missing(), "R");
+  std::vector<const char*> nodes;
+  for (int i = 0; i < 60; ++i) {
+    Ref<DocNode> n = AddNode(*doc, "R", "item", Variant(String(std::u16string(i, u'x'))));
+    AddAttribute(*n, "k", Variant(String("a b")));
+    nodes.push_back(reinterpret_cast<const char*>(n.Get()));
+  }
+  int apart = 0;  // a new slab, at most once
+  for (size_t i = 1; i < nodes.size(); ++i) apart += nodes[i] - nodes[i - 1] != sizeof(DocNode);
+  EXPECT_LE(apart, 1);
+}
+
 TEST(DocMemoryTest, KeysOfTheGeneratedFormReadAsTheirText) {
   Ref<Doc> doc = MakeRef<Doc>();
   // Only "N", then digits without a leading zero, is the generated form; others keep their text.
