@@ -65,8 +65,8 @@ struct alignas(kGrain) Slab {
   bool current;     // still some thread's slab to allocate from
 };
 
-// The slab each stream of this thread allocates from, and where its free
-// space begins. Plain data in the initial TLS block, so that reaching it costs no call.
+// The slab each stream of this thread allocates from, and where its free space begins.
+// Plain data in the initial TLS block, so that reaching it costs no call.
 struct ThreadSlabs {
   Slab* slab[kStreams];
   char* next[kStreams];
