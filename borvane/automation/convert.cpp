@@ -337,6 +337,12 @@ String TypeName(const Variant& v) {
   return String(SimpleTypeName(type));
 }
 
+bool IsNumericText(std::u16string_view text) {
+  detail::NumberText n;
+  double d = 0;
+  return detail::ReadNumber(text, t_locale, n) == detail::ReadResult::kOk && detail::ToDouble(n, d);
+}
+
 bool IsNumeric(const Variant& v) {
   switch (v.VarType()) {
     case vbEmpty:
@@ -348,12 +354,8 @@ bool IsNumeric(const Variant& v) {
     case vbBoolean:
     case vbByte:
       return true;
-    case vbString: {
-      detail::NumberText n;
-      double d = 0;
-      return detail::ReadNumber(v.StringRef().view(), t_locale, n) == detail::ReadResult::kOk &&
-             detail::ToDouble(n, d);
-    }
+    case vbString:
+      return IsNumericText(v.StringRef().view());
     case vbObject: {
       try {
         return IsNumeric(DefaultValue(v.ToObject()));

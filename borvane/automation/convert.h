@@ -7,6 +7,7 @@
 #define BORVANE_AUTOMATION_CONVERT_H_
 
 #include <cstdint>
+#include <string_view>
 
 #include "borvane/automation/string.h"
 #include "borvane/automation/variant.h"
@@ -44,6 +45,8 @@ String TypeName(const Variant& v);
 // True for Empty, numbers and Booleans, and for text that CDbl reads without error; false for
 // the empty text, Null, a Date, an error value and arrays.
 bool IsNumeric(const Variant& v);
+// The same for a text, without a String made of it.
+bool IsNumericText(std::u16string_view text);
 // The leading-number conversion (Val).
 double Val(const String& text);
 

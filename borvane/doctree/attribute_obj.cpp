@@ -126,7 +126,7 @@ AttributePiece ReadAttributePiece(std::u16string_view text) {
       piece.kind = AttributePiece::kText;
       piece.value = value.substr(1, value.size() - 2);
     }
-  } else if (IsPlainNumber(value) || IsNumeric(Variant(String(value)))) {
+  } else if (IsPlainNumber(value) || IsNumericText(value)) {
     piece.kind = AttributePiece::kText;  // a number stays text: it does not come back as one
     piece.value = value;
   } else {

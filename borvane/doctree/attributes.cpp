@@ -508,7 +508,7 @@ bool Attributes::PackAttributeString(std::u16string_view text, AttributesSlot& s
       } else if (PlainNumber(value, decimal, ignored)) {
         kind = AttributePiece::kText;  // a number stays text: it does not come back as one
         text_value = value;
-      } else if (IsNumeric(Variant(String(value)))) {
+      } else if (IsNumericText(value)) {
         kind = AttributePiece::kText;
         text_value = value;
       } else {

@@ -582,10 +582,8 @@ std::u16string_view Unescape(std::u16string_view inner, size_t from, QuotedTextC
     out.SetDouble(number);
     return;
   }
-  Variant as_text;
-  as_text.EmplaceString(text);
-  if (IsNumeric(as_text)) {
-    out.SetDouble(Val(as_text.StringRef()));
+  if (IsNumericText(text)) {
+    out.SetDouble(Val(String(text)));
     return;
   }
   quotes = static_cast<uint32_t>(std::min<size_t>(CountUnit(text, u'"'), UINT32_MAX));

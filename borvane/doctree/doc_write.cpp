@@ -338,11 +338,7 @@ void DocNode::WriteInto(Sink& out, bool indent) {
     // A value's text stands in a block of its own, away from its node: the next sibling's is
     // asked for now, so that its load is under way by the time it is written.
     if (const DocNode* next = n->mobjNextSibling.Get()) {
-      if (next->mvntValue.IsText()) {
-        __builtin_prefetch(next->mvntValue.Text().data());
-      } else if (const Variant* boxed = next->mvntValue.Boxed()) {
-        __builtin_prefetch(boxed);
-      }
+      if (next->mvntValue.IsText()) __builtin_prefetch(next->mvntValue.Text().data());
     }
     if (indent) out.Tabs(level);
     out.Put(u'<');
